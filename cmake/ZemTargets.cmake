@@ -1,0 +1,35 @@
+# How every target of the project is compiled. Two families: the agent's own libraries and program
+# (no exceptions, no run-time types) and everything else (client, tests, benchmarks).
+
+add_library(zem_warnings INTERFACE)
+target_compile_options(zem_warnings INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wcast-align -Wimplicit-fallthrough
+  $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wthread-safety>
+  $<$<BOOL:${ZEM_WERROR}>:-Werror>)
+
+add_library(zem_hardening INTERFACE)
+target_compile_options(zem_hardening INTERFACE -fstack-protector-strong)
+if(ZEM_SANITIZE)
+  target_compile_options(zem_hardening INTERFACE
+    -fsanitize=${ZEM_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1)
+  target_link_options(zem_hardening INTERFACE -fsanitize=${ZEM_SANITIZE})
+else()
+  # Fortified calls need optimisation; sanitizers bring their own checks instead.
+  target_compile_definitions(zem_hardening INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+endif()
+target_link_options(zem_hardening INTERFACE -Wl,-z,relro -Wl,-z,now)
+
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+include(CheckPIESupported)
+check_pie_supported()
+
+# A library of the agent: zem_agent_library(NAME SOURCES ... [DEPENDS ...])
+function(zem_agent_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR}/src)
+  target_compile_options(${name} PRIVATE -fno-exceptions -fno-rtti)
+  target_link_libraries(${name} PUBLIC ${ARG_DEPENDS} PRIVATE zem_warnings zem_hardening)
+endfunction()
