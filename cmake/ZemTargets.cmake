@@ -16,8 +16,9 @@ if(ZEM_SANITIZE)
   target_link_options(zem_hardening INTERFACE -fsanitize=${ZEM_SANITIZE})
 else()
   # Fortified calls need optimisation; sanitizers bring their own checks instead.
-  target_compile_definitions(zem_hardening INTERFACE
-    $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+  target_compile_options(zem_hardening INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
+    $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 endif()
 target_link_options(zem_hardening INTERFACE -Wl,-z,relro -Wl,-z,now)
 
