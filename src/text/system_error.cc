@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "text/system_error.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace zem {
+
+namespace {
+
+// Two shapes of strerror_r exist: one returns a status and fills the buffer, one returns the text,
+// which may stand elsewhere. Overloading on the result accepts whichever the system has.
+[[maybe_unused]] const char* TextOf(int status, const char* buffer) {
+  return status == 0 ? buffer : "";
+}
+[[maybe_unused]] const char* TextOf(const char* text, const char*) {
+  return text;
+}
+
+}  // namespace
+
+OvString SystemErrorText(int error_number) {
+  const int saved = errno;
+  char buffer[1024] = "";
+  OvString text(TextOf(strerror_r(error_number, buffer, sizeof(buffer)), buffer));
+  errno = saved;
+  return text;
+}
+
+}  // namespace zem
