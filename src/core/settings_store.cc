@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "core/settings_store.h"
+
+#include <utility>
+
+#include "core/config_file.h"
+
+namespace zem {
+
+SettingsStore::SettingsStore(const Settings& initial)
+    : current_(std::make_shared<const Settings>(initial)) {}
+
+SettingsPtr SettingsStore::Snapshot() const {
+  MutexLock lock(&mutex_);
+  return current_;
+}
+
+SettingsPtr SettingsStore::BeginTurn() {
+  MutexLock lock(&mutex_);
+  while (turn_taken_) turn_ended_.Wait(&mutex_);
+  turn_taken_ = true;
+  return current_;
+}
+
+void SettingsStore::Publish(SettingsPtr settings) {
+  // The old record is let go outside the lock: it may be the last reference to it.
+  MutexLock lock(&mutex_);
+  current_.swap(settings);
+}
+
+void SettingsStore::EndTurn() {
+  MutexLock lock(&mutex_);
+  turn_taken_ = false;
+  turn_ended_.NotifyOne();
+}
+
+// The writer's turn, from a private copy of the present settings to its publication.
+class SettingsStore::Turn {
+ public:
+  explicit Turn(SettingsStore* store) : store_(store), previous_(store->BeginTurn()) {
+    copy_ = std::make_shared<Settings>(*previous_);
+  }
+  ~Turn() { store_->EndTurn(); }
+  Turn(const Turn&) = delete;
+  Turn& operator=(const Turn&) = delete;
+
+  Settings* Copy() { return copy_.get(); }
+  const Settings& Previous() const { return *previous_; }
+  // Nobody writes to the copy once it is published.
+  void Publish() { store_->Publish(copy_); }
+
+ private:
+  SettingsStore* const store_;
+  SettingsPtr previous_;
+  std::shared_ptr<Settings> copy_;
+};
+
+bool SettingsStore::Load(OvString* error) {
+  Turn turn(this);
+  Settings* settings = turn.Copy();
+  const bool loaded = LoadSettings(settings, error);
+  if (!loaded) {
+    if (settings->password.IsEmpty()) settings->password = turn.Previous().password;
+    if (settings->zempath.IsEmpty()) settings->zempath = turn.Previous().zempath;
+  }
+  turn.Publish();
+  return loaded;
+}
+
+void SettingsStore::Update(const std::function<void(Settings*)>& change) {
+  Turn turn(this);
+  change(turn.Copy());
+  turn.Publish();
+}
+
+bool SettingsStore::UpdateAndSave(const std::function<void(Settings*)>& change, OvString* error) {
+  Turn turn(this);
+  change(turn.Copy());
+  turn.Publish();
+  return SaveSettings(*turn.Copy(), error);
+}
+
+}  // namespace zem
