@@ -69,6 +69,9 @@ TEST(OvString, FixedFormCutsSilentlyAndIsKeptByAssignment) {
   growable = copy;
   growable.Append("fgh");
   EXPECT_EQ(growable, "abcdefgh");
+  growable = std::move(copy);
+  growable.Append("fgh");
+  EXPECT_EQ(growable, "abcdefgh");
   OvString nothing = OvString::Fixed(0);
   EXPECT_EQ(nothing.Append("a"), "");
 }
