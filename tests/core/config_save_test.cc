@@ -155,6 +155,11 @@ TEST_F(ConfigSaveTest, EveryLineFits1023Bytes) {
       {"#" + text(1022) + "\n", "#" + text(1020) + "\r\nxx\r\n\n"},
       {"#" + text(1021) + "\r\n", "#" + text(1020) + "\r\nx\r\r\n\n"},
       {"comment=" + text(1014) + "\n", "comment=" + text(1014) + "\n"},
+      // A flag that has no value yet takes the place of a blank at the latest.
+      {"unc=" + blanks(1017) + "\n", "unc=1" + blanks(1017) + "\n"},
+      {"unc=" + blanks(1018) + "\n", "unc=1" + blanks(1017) + "\n"},
+      {"unc=" + blanks(1017) + "\r\n", "unc=1" + blanks(1016) + "\r\n"},
+      {"unc=" + blanks(1019), "unc=1" + blanks(1016) + "\r\n" + blanks(2) + "\r\n"},
   };
   for (const auto& c : cases) {
     const std::string file = Saved(c.old_file);
