@@ -58,7 +58,8 @@ int UnsentBytes(int socket) {
 
 std::string Display(const Endpoint& endpoint) {
   const bool bracketed = endpoint.host.find(':') != std::string::npos;
-  return fmt::format(bracketed ? "[{}]:{}" : "{}:{}", endpoint.host, endpoint.port);
+  const std::string host = bracketed ? '[' + endpoint.host + ']' : endpoint.host;
+  return fmt::format("{}:{}", host, endpoint.port);
 }
 
 bool Connection::WaitFor(short events, const Deadline& deadline) {
