@@ -35,11 +35,18 @@ void ProcessControl::SessionOpened() {
 }
 
 void ProcessControl::SessionClosed(const SessionRequests& requests) {
-  MutexLock lock(&lock_);
-  --counters_.active;
-  if (requests.terminate) terminate_.store(true);
-  if (requests.restart) restart_.store(true);
-  if (!upgrade_path_.IsEmpty()) upgrade_.store(true);
+  bool upgrade_ready = false;
+  {
+    MutexLock lock(&lock_);
+    --counters_.active;
+    upgrade_ready = !upgrade_path_.IsEmpty();
+    if (requests.terminate) terminate_.store(true);
+    if (requests.restart) restart_.store(true);
+    if (upgrade_ready) upgrade_.store(true);
+  }
+  if (requests.terminate || requests.restart || upgrade_ready || wake_on_close_.load()) {
+    WakeMainThread();
+  }
 }
 
 void ProcessControl::ConnectionRejected() {

@@ -43,9 +43,12 @@ class ProcessControl {
 
   void SessionOpened();
   // Counts the session out and raises what it asked for, and the upgrade when its file is ready.
+  // Wakes the main thread if there is something for it to do.
   void SessionClosed(const SessionRequests& requests);
   void ConnectionRejected();
   SessionCounters Counters() const;
+  // Main thread: whether it wants to be woken by the next session that closes.
+  void WakeOnSessionClose(bool wanted) { wake_on_close_.store(wanted); }
 
   // Main thread.
   bool TerminateRequested() const { return terminate_.load(); }
@@ -77,6 +80,7 @@ class ProcessControl {
   std::atomic<bool> terminate_{false};
   std::atomic<bool> restart_{false};
   std::atomic<bool> upgrade_{false};
+  std::atomic<bool> wake_on_close_{false};
 
   mutable Mutex lock_;
   SessionCounters counters_ ZEM_GUARDED_BY(lock_);

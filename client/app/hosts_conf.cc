@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "app/hosts_conf.h"
+
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+#include "app/secret_file.h"
+#include "commands/arguments.h"
+#include "text/ovstring.h"
+
+namespace zem::client {
+
+namespace {
+
+std::string Home() {
+  const char* home = getenv("HOME");
+  return home == nullptr ? "" : home;
+}
+
+std::string ExpandHome(const std::string& path) {
+  return path.starts_with("~/") ? Home() + path.substr(1) : path;
+}
+
+}  // namespace
+
+std::string HostsConf::DefaultPath() {
+  const char* config = getenv("XDG_CONFIG_HOME");
+  if (config != nullptr && *config == '/') return std::string(config) + "/zem/hosts.conf";
+  const std::string home = Home();
+  return home.empty() ? "" : home + "/.config/zem/hosts.conf";
+}
+
+HostsConf HostsConf::Read(const std::string& path) {
+  return Parse(ReadSecretFile(path, Privacy::kOwnerOnly).View(), path);
+}
+
+void HostsConf::Store(std::string_view key, std::string_view value, Section* section) {
+  if (key == "address") {
+    section->address = value;
+  } else if (key == "port") {
+    Arguments number;
+    number.Set("port", {std::string(value)});
+    section->port = static_cast<int>(number.Int("port", 0, 1, 65535));
+  } else if (key == "source") {
+    section->source = value;
+  } else if (key == "password") {
+    section->password = Secret(value);
+  } else if (key == "password-file") {
+    section->password_file = value;
+  } else {
+    throw std::invalid_argument(fmt::format("unknown key \"{}\"", key));
+  }
+}
+
+HostsConf HostsConf::Parse(std::string_view text, const std::string& path) {
+  HostsConf conf;
+  for (int number = 1; !text.empty(); ++number) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = Trimmed(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+    if (line.empty() || line.front() == '#' || line.front() == ';') continue;
+    try {
+      if (line.front() == '[' && line.back() == ']') {
+        conf.sections_.emplace_back().pattern = Trimmed(line.substr(1, line.size() - 2));
+        continue;
+      }
+      const size_t equals = line.find('=');
+      if (equals == std::string_view::npos || conf.sections_.empty()) {
+        throw std::invalid_argument("neither [host] nor key = value below one");
+      }
+      Store(Trimmed(line.substr(0, equals)), Trimmed(line.substr(equals + 1)),
+            &conf.sections_.back());
+    } catch (const std::invalid_argument& error) {
+      throw std::runtime_error(fmt::format("{} line {}: {}", path, number, error.what()));
+    }
+  }
+  return conf;
+}
+
+template <typename T>
+const T* HostsConf::First(std::string_view host, std::optional<T> Section::*member) const {
+  const std::string name(host);
+  for (const Section& section : sections_) {
+    if (section.*member && fnmatch(section.pattern.c_str(), name.c_str(), 0) == 0) {
+      return &*(section.*member);
+    }
+  }
+  return nullptr;
+}
+
+std::optional<std::string> HostsConf::Address(std::string_view host) const {
+  const std::string* found = First(host, &Section::address);
+  return found == nullptr ? std::nullopt : std::optional(*found);
+}
+
+std::optional<int> HostsConf::Port(std::string_view host) const {
+  const int* found = First(host, &Section::port);
+  return found == nullptr ? std::nullopt : std::optional(*found);
+}
+
+std::optional<std::string> HostsConf::Source(std::string_view host) const {
+  const std::string* found = First(host, &Section::source);
+  return found == nullptr ? std::nullopt : std::optional(*found);
+}
+
+std::optional<Secret> HostsConf::Password(std::string_view host) const {
+  if (const Secret* password = First(host, &Section::password)) return password->Copy();
+  if (const std::string* file = First(host, &Section::password_file)) {
+    return ReadPasswordFile(ExpandHome(*file), Privacy::kOwnerOnly);
+  }
+  return std::nullopt;
+}
+
+}  // namespace zem::client

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The person's own list of hosts: ports, addresses and passwords by name.
+//
+//   [web1]                  [db?.example.net]        [*]
+//   address = 10.0.0.5      port = 1056              password-file = ~/.config/zem/common
+//   password = ...
+//
+// Shapes:  a section's name is a shell pattern; for each key the first section that matches and
+//          has it wins. "#" and ";" begin a comment line.
+// Errors:  std::runtime_error, naming file and line.
+
+#ifndef ZEM_CLIENT_APP_HOSTS_CONF_H_
+#define ZEM_CLIENT_APP_HOSTS_CONF_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "wire/secret.h"
+
+namespace zem::client {
+
+class HostsConf {
+ public:
+  HostsConf() = default;
+  // The file must not be readable by others: it holds passwords.
+  static HostsConf Read(const std::string& path);
+  static HostsConf Parse(std::string_view text, const std::string& path);
+  // The file of this user; empty when there is no home.
+  static std::string DefaultPath();
+
+  std::optional<std::string> Address(std::string_view host) const;
+  std::optional<int> Port(std::string_view host) const;
+  std::optional<std::string> Source(std::string_view host) const;
+  // From "password" or "password-file".
+  std::optional<Secret> Password(std::string_view host) const;
+
+ private:
+  struct Section {
+    std::string pattern;
+    std::optional<std::string> address;
+    std::optional<int> port;
+    std::optional<std::string> source;
+    std::optional<Secret> password;
+    std::optional<std::string> password_file;
+  };
+
+  static void Store(std::string_view key, std::string_view value, Section* section);
+
+  template <typename T>
+  const T* First(std::string_view host, std::optional<T> Section::*member) const;
+
+  std::vector<Section> sections_;
+};
+
+}  // namespace zem::client
+
+#endif  // ZEM_CLIENT_APP_HOSTS_CONF_H_

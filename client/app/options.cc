@@ -1,0 +1,304 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "app/options.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string_view>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "commands/table.h"
+#include "model/decimal.h"
+#include "text/path.h"
+
+namespace zem::client {
+
+namespace {
+
+// The parser would split an argument like "[a,b]" into two; this byte in front prevents it.
+constexpr char kGuard = '\x01';
+
+std::string Guarded(std::string_view argument) {
+  const bool bracketed = argument.size() >= 2 && argument.front() == '[' && argument.back() == ']';
+  return (bracketed ? std::string(1, kGuard) : "").append(argument);
+}
+
+std::vector<std::string> Unguarded(std::vector<std::string> values) {
+  for (std::string& value : values) {
+    if (!value.empty() && value.front() == kGuard) value.erase(0, 1);
+  }
+  return values;
+}
+
+// A subcommand's arguments, as the parser holds them.
+struct BoundArgument {
+  const Argument* argument;
+  CLI::Option* option;
+};
+
+struct Bound {
+  const Command* command = nullptr;
+  const LocalCommand* local = nullptr;
+  CLI::App* app = nullptr;
+  std::vector<BoundArgument> arguments;
+};
+
+// What the global options are read into before they are checked.
+struct Texts {
+  std::string hosts;
+  std::string port;
+  std::string timeout;
+  std::string output = "table";
+  std::string parallel;
+  std::string warning;
+  std::string critical;
+};
+
+constexpr const char* kDescription =
+    "Asks zem agents: checks, actions, lists, settings, and the agent itself.\n"
+    "The password comes from --password-file, --agent-config, $CREDENTIALS_DIRECTORY/zem-password,\n"
+    "ZEM_PASSWORD, ~/.config/zem/hosts.conf or a prompt; never from the command line.";
+
+constexpr const char* kFooter =
+    "Exit codes: 0 done, 1 the agent reports a failure, 2 usage or local error, 3 no connection or\n"
+    "time-out, 4 closed without a reply, 5 refused by the agent's configuration, 6 bad request or\n"
+    "reply. As check_zem (or with --plugin): 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN.";
+
+// A password in the argument list can be read by everybody on the machine.
+bool ExplainPasswordOption(int argc, const char* const* argv) {
+  for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
+    const std::string_view argument = argv[i];
+    const std::string_view name = argument.substr(0, argument.find('='));
+    if (name != "--password" && name != "--pass" && name != "--passwd" && name != "--secret" &&
+        !argument.starts_with("-P")) {
+      continue;
+    }
+    fmt::print(stderr,
+               "zemctl: {} would show the password to everybody who lists processes.\n"
+               "Put it in a file that only you can read and use --password-file FILE (\"-\" reads\n"
+               "standard input), or set ZEM_PASSWORD, or keep it in ~/.config/zem/hosts.conf.\n",
+               name.substr(0, name.starts_with("--") ? name.size() : 2));
+    return true;
+  }
+  return false;
+}
+
+void AddGlobalOptions(CLI::App* app, Options* options, Texts* texts) {
+  app->add_option("-H,--host", texts->hosts, "agents to ask: a,b,c, each HOST or HOST:PORT")
+      ->type_name("HOSTS");
+  app->add_option("--hosts", options->hosts_file, "ask the agents of a file, one a line; - = stdin")
+      ->type_name("FILE");
+  app->add_option("-p,--port", texts->port, "TCP port (1055)")->type_name("PORT");
+  app->add_option("-t,--timeout", texts->timeout,
+                  "seconds for one host (15), and the state of a check that runs out of them")
+      ->type_name("SEC[:STATE]");
+  app->add_option("--source", options->source, "local address to ask from")->type_name("ADDR");
+  app->add_option("--parallel", texts->parallel, "hosts asked at the same time (16)")
+      ->type_name("N");
+  app->add_option("-o,--output", texts->output, "table, json or raw")->type_name("FORM");
+  app->add_option("--password-file", options->password_file,
+                  "password in the first line of a file; - = stdin")
+      ->type_name("FILE");
+  app->add_option("--agent-config", options->agent_config,
+                  "host, port and password from the agent's own configuration")
+      ->type_name("FILE");
+  app->add_option("--hosts-conf", options->hosts_conf,
+                  "per-host ports and passwords (~/.config/zem/hosts.conf)")
+      ->type_name("FILE");
+  app->add_flag("--no-password", options->no_password, "the agent's password is empty");
+  app->add_flag("-v,--verbose", options->verbose, "packet sizes and times");
+  app->add_flag("-q,--quiet", options->quiet, "print nothing but errors");
+  app->add_flag("--plugin", options->plugin, "behave as check_zem");
+  app->add_option("-w,--warning", texts->warning, "check: WARNING range")->type_name("RANGE");
+  app->add_option("-c,--critical", texts->critical, "check: CRITICAL range")->type_name("RANGE");
+  app->add_flag("-u,--unknown", options->unreachable_is_unknown,
+                "check: connection trouble is UNKNOWN, not CRITICAL");
+  app->set_version_flag("-V,--version", "zemctl " ZEM_CLIENT_VERSION);
+}
+
+BoundArgument AddArgument(CLI::App* app, const Argument& argument) {
+  // The values are taken from the option afterwards, so nothing is converted on the way.
+  static const CLI::callback_t kNoConversion = [](const CLI::results_t&) { return true; };
+  if (argument.kind == ArgumentKind::kFlag) {
+    return {&argument, app->add_flag(argument.spelling, argument.help)};
+  }
+  CLI::Option* option = app->add_option(argument.spelling, kNoConversion, argument.help);
+  option->type_name(argument.metavar)->type_size(1);
+  switch (argument.kind) {
+    case ArgumentKind::kRequired:
+      option->required()->expected(1);
+      break;
+    case ArgumentKind::kMany:
+      option->required()->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args();
+      break;
+    case ArgumentKind::kAny:
+      option->expected(0, CLI::detail::expected_max_vector_size)->allow_extra_args();
+      break;
+    default:
+      option->expected(1);
+      break;
+  }
+  return {&argument, option};
+}
+
+// The subcommand for a name of one or two words, its group made when first needed.
+CLI::App* AddSubcommand(CLI::App* root, std::string_view name, const char* summary) {
+  const size_t blank = name.find(' ');
+  if (blank != std::string_view::npos) {
+    const std::string group(name.substr(0, blank));
+    const std::vector<CLI::App*> known =
+        root->get_subcommands([&group](CLI::App* app) { return app->get_name() == group; });
+    CLI::App* parent = known.empty() ? nullptr : known.front();
+    if (parent == nullptr) {
+      parent = root->add_subcommand(group, fmt::format("read and change the agent's {}", group));
+      parent->require_subcommand(1)->fallthrough();
+    }
+    root = parent;
+    name.remove_prefix(blank + 1);
+  }
+  CLI::App* app = root->add_subcommand(std::string(name), summary);
+  app->fallthrough();
+  return app;
+}
+
+std::vector<Bound> AddSubcommands(CLI::App* root) {
+  std::vector<Bound> all;
+  const auto add = [&all, root](const char* name, const char* summary,
+                                std::span<const Argument> arguments, const char* notes) -> Bound& {
+    Bound& bound = all.emplace_back();
+    bound.app = AddSubcommand(root, name, summary);
+    for (const Argument& argument : arguments) {
+      bound.arguments.push_back(AddArgument(bound.app, argument));
+    }
+    bound.app->footer(notes);
+    return bound;
+  };
+  for (const Command* command : CommandTable()) {
+    add(command->name, command->summary, command->arguments, command->notes).command = command;
+  }
+  for (const LocalCommand* local : LocalCommandTable()) {
+    add(local->name, local->summary, local->arguments, local->notes).local = local;
+  }
+  return all;
+}
+
+void TakeArguments(const std::vector<Bound>& all, Options* options) {
+  for (const Bound& bound : all) {
+    if (!bound.app->parsed()) continue;
+    options->command = bound.command;
+    options->local = bound.local;
+    for (const auto& [argument, option] : bound.arguments) {
+      if (option->count() > 0) options->arguments.Set(argument->name, Unguarded(option->results()));
+    }
+  }
+}
+
+void SplitHosts(std::string_view text, std::vector<std::string>* hosts) {
+  while (!text.empty()) {
+    const size_t comma = std::min(text.find(','), text.size());
+    const std::string_view host = Trimmed(text.substr(0, comma));
+    if (!host.empty()) hosts->emplace_back(host);
+    text.remove_prefix(std::min(comma + 1, text.size()));
+  }
+}
+
+void TakeTimeout(const std::string& text, Options* options) {
+  const size_t colon = text.find(':');
+  double seconds = 0;
+  constexpr double kMost = 86400 * 7;
+  if (!ParseDecimal(text.substr(0, colon), &seconds) || seconds <= 0 || seconds > kMost) {
+    throw std::invalid_argument("-t: \"" + text + "\" is not SECONDS[:STATE]");
+  }
+  options->timeout = Milliseconds(static_cast<int64_t>(seconds * 1000));
+  if (colon == std::string::npos) return;
+  options->timeout_state = ParseState(std::string_view(text).substr(colon + 1));
+  if (!options->timeout_state) {
+    throw std::invalid_argument("-t: \"" + text.substr(colon + 1) +
+                                "\" is not OK, WARNING, CRITICAL or UNKNOWN");
+  }
+}
+
+int NumberOption(const char* name, const std::string& text, int most) {
+  Arguments arguments;
+  arguments.Set(name, {text});
+  return static_cast<int>(arguments.Int(name, 0, 1, most));
+}
+
+void TakeThresholds(const Texts& texts, Options* options) {
+  if (texts.warning.empty() && texts.critical.empty()) return;
+  if (!options->plugin || options->command == nullptr) {
+    throw std::invalid_argument("-w and -c belong to checks: use check_zem, or --plugin");
+  }
+  const RangeParser parse = options->command->range;
+  if (!texts.warning.empty()) options->thresholds.warning = parse(texts.warning);
+  if (!texts.critical.empty()) options->thresholds.critical = parse(texts.critical);
+}
+
+void CheckOptions(const Texts& texts, Options* options) {
+  SplitHosts(texts.hosts, &options->hosts);
+  if (!texts.port.empty()) options->port = NumberOption("port", texts.port, 65535);
+  if (!texts.parallel.empty()) options->parallel = NumberOption("parallel", texts.parallel, 256);
+  if (!texts.timeout.empty()) TakeTimeout(texts.timeout, options);
+  if (texts.output == "json") {
+    options->output = Output::kJson;
+  } else if (texts.output == "raw") {
+    options->output = Output::kRaw;
+  } else if (texts.output != "table") {
+    throw std::invalid_argument("-o: \"" + texts.output + "\" is not table, json or raw");
+  }
+  TakeThresholds(texts, options);
+  if (options->plugin && (options->command == nullptr || options->command->check == nullptr)) {
+    throw std::invalid_argument("this subcommand is no check");
+  }
+}
+
+bool IsPluginName(std::string_view program) {
+  return ExtractFileName(program).View().starts_with("check_zem");
+}
+
+// One line for a monitoring system, a pointer to the help for a person.
+void ReportUsage(const Options& options, std::string_view text) {
+  if (options.plugin) {
+    fmt::print("ZEM UNKNOWN - {}\n", text);
+  } else {
+    fmt::print(stderr, "zemctl: {}\nTry zemctl --help, or zemctl SUBCOMMAND --help.\n", text);
+  }
+}
+
+}  // namespace
+
+std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* options) {
+  options->plugin = argc > 0 && IsPluginName(argv[0]);
+  if (ExplainPasswordOption(argc, argv)) return options->UsageExit();
+
+  CLI::App app(kDescription, options->plugin ? "check_zem" : "zemctl");
+  Texts texts;
+  AddGlobalOptions(&app, options, &texts);
+  const std::vector<Bound> subcommands = AddSubcommands(&app);
+  app.require_subcommand(1);
+  app.footer(kFooter);
+  std::vector<std::string> arguments;
+  // The parser takes its arguments last one first.
+  for (int i = argc - 1; i > 0; --i) arguments.push_back(Guarded(argv[i]));
+  try {
+    app.parse(arguments);
+    TakeArguments(subcommands, options);
+    CheckOptions(texts, options);
+  } catch (const CLI::Success& wanted) {  // help or version
+    return app.exit(wanted);
+  } catch (const CLI::ParseError& error) {
+    ReportUsage(*options, error.what());
+    return options->UsageExit();
+  } catch (const std::invalid_argument& error) {
+    ReportUsage(*options, error.what());
+    return options->UsageExit();
+  }
+  return std::nullopt;
+}
+
+}  // namespace zem::client

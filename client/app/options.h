@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The command line, taken apart.
+
+#ifndef ZEM_CLIENT_APP_OPTIONS_H_
+#define ZEM_CLIENT_APP_OPTIONS_H_
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "commands/arguments.h"
+#include "commands/command.h"
+#include "local/local_command.h"
+#include "plugin/check.h"
+#include "wire/deadline.h"
+
+namespace zem::client {
+
+enum class Output { kTable, kJson, kRaw };
+
+// Exit codes of query mode. Plugin mode exits with a State instead.
+inline constexpr int kExitDone = 0;
+inline constexpr int kExitFailed = 1;       // the agent reports a failure
+inline constexpr int kExitUsage = 2;        // usage or local error
+inline constexpr int kExitNoConnection = 3; // cannot connect, or the time ran out
+inline constexpr int kExitClosed = 4;       // closed without a whole reply
+inline constexpr int kExitRefused = 5;      // switched off in the agent's configuration
+inline constexpr int kExitBadRequest = 6;   // not understood, or a reply that is not understood
+
+inline constexpr int kDefaultPort = 1055;
+
+struct Options {
+  bool plugin = false;
+  // Where.
+  std::vector<std::string> hosts;
+  std::string hosts_file;
+  std::optional<int> port;
+  std::string source;
+  int parallel = 16;
+  // Who.
+  std::string password_file;
+  std::string agent_config;
+  std::string hosts_conf;
+  bool no_password = false;
+  // How long.
+  std::optional<Milliseconds> timeout;
+  std::optional<State> timeout_state;
+  bool unreachable_is_unknown = false;
+  // What is shown.
+  Output output = Output::kTable;
+  bool verbose = false;
+  bool quiet = false;
+  // What is done: one of the two.
+  const Command* command = nullptr;
+  const LocalCommand* local = nullptr;
+  Arguments arguments;
+  Thresholds thresholds;
+
+  int UsageExit() const { return plugin ? static_cast<int>(State::kUnknown) : kExitUsage; }
+};
+
+// Nothing when the program is to go on; else the status to exit with (help was printed, or an
+// error explained).
+std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* options);
+
+}  // namespace zem::client
+
+#endif  // ZEM_CLIENT_APP_OPTIONS_H_

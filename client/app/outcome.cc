@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "app/outcome.h"
+
+#include <fmt/format.h>
+
+namespace zem::client {
+
+namespace {
+
+constexpr Milliseconds kDefaultTime{15'000};  // above what the agent's own CPU check may take
+constexpr Milliseconds kSpareTime{5'000};     // on top of a time-out inside the request
+
+int ExitFor(const Failure& failure) {
+  switch (failure.kind) {
+    case FailureKind::kNone:
+      return kExitDone;
+    case FailureKind::kResolve:
+    case FailureKind::kRefused:
+    case FailureKind::kUnreachable:
+    case FailureKind::kTimeout:
+      return kExitNoConnection;
+    case FailureKind::kClosed:
+    case FailureKind::kShortReply:
+      return kExitClosed;
+    case FailureKind::kUnreadable:
+      return kExitBadRequest;
+    case FailureKind::kLocal:
+      return kExitUsage;
+  }
+  return kExitUsage;
+}
+
+int ExitFor(const Reply& reply) {
+  switch (reply.status.value_or(0)) {
+    case kStatusDone:
+      return kExitDone;
+    case kStatusFailed:
+    case kStatusUnavailable:
+    case kStatusUpgradeBusy:
+      return kExitFailed;
+    case kStatusNotAllowed:
+      return kExitRefused;
+    default:
+      return kExitBadRequest;
+  }
+}
+
+std::string Refusal(const Reply& reply) {
+  const std::string message = reply.Message();
+  if (!reply.status) return message.empty() ? "an empty reply" : message;
+  if (message.empty()) return fmt::format("{} {}", *reply.status, StatusMeaning(*reply.status));
+  return fmt::format("{} {}", *reply.status, message);
+}
+
+// A connection that fails is CRITICAL unless the person says otherwise; what this side or the
+// reply's reader got wrong is UNKNOWN.
+State StateFor(const Failure& failure, const Options& options) {
+  switch (failure.kind) {
+    case FailureKind::kUnreadable:
+    case FailureKind::kLocal:
+      return State::kUnknown;
+    case FailureKind::kTimeout:
+      if (options.timeout_state) return *options.timeout_state;
+      break;
+    default:
+      break;
+  }
+  return options.unreachable_is_unknown ? State::kUnknown : State::kCritical;
+}
+
+void ReadReplyText(const Options& options, Outcome* outcome) {
+  const Command& command = *options.command;
+  const Answer answer = {outcome->reply, options.arguments, outcome->exchange};
+  if (!outcome->reply.IsDone()) {
+    outcome->summary = Refusal(outcome->reply);
+    outcome->hint = HintFor(command, outcome->reply);
+    const bool unavailable = outcome->reply.status == kStatusUnavailable;
+    outcome->verdict = {unavailable ? command.unavailable : State::kUnknown, outcome->summary, {}};
+    return;
+  }
+  outcome->result = command.parse(answer);
+  outcome->summary = command.summarise(answer, outcome->result);
+  if (options.plugin) {
+    outcome->verdict = command.check(answer, outcome->result, options.thresholds);
+  }
+}
+
+}  // namespace
+
+Milliseconds TimeFor(const Plan& plan, const Options& options) {
+  if (options.timeout) return *options.timeout;
+  return plan.agent_time ? *plan.agent_time + kSpareTime : kDefaultTime;
+}
+
+std::string HintFor(const Command& command, const Reply& reply) {
+  const std::string_view text = reply.Line(1);
+  if (reply.status == kStatusNotAllowed && *command.switch_keys != '\0') {
+    return fmt::format("switch on in the agent's configuration: {}", command.switch_keys);
+  }
+  static constexpr struct {
+    const char* text;
+    const char* key;
+  } kScripts[] = {{"ProcCnt script", "proccntscript"},
+                  {"ProcList script", "proclistscript"},
+                  {"CPUUsage script", "cpuusagescript"}};
+  for (const auto& script : kScripts) {
+    if (text.starts_with(script.text)) {
+      return fmt::format("set {} in the agent's configuration to the script's path", script.key);
+    }
+  }
+  if (text == "Read error") {
+    return "the agent cannot hash an empty file, nor one whose size is a multiple of 20480 bytes";
+  }
+  return "";
+}
+
+Outcome AskHost(const Target& target, const Plan& plan, const Options& options) {
+  const Command& command = *options.command;
+  const Deadline deadline(TimeFor(plan, options));
+  Outcome outcome;
+  outcome.name = target.name;
+  outcome.endpoint = target.endpoint;
+  try {
+    outcome.exchange = command.ask != nullptr
+                           ? command.ask(target.endpoint, plan, target.password.View(), deadline)
+                           : Ask(target.endpoint, plan.text, target.password.View(), deadline);
+    outcome.failure = outcome.exchange.failure;
+    if (!outcome.failure) {
+      if (command.mask != nullptr) command.mask(options.arguments, &outcome.exchange.reply);
+      outcome.reply = ParseReply(outcome.exchange.reply);
+      outcome.exit_code = ExitFor(outcome.reply);
+      ReadReplyText(options, &outcome);
+    }
+  } catch (const BadReply& error) {
+    outcome.failure = {FailureKind::kUnreadable, error.what(), ""};
+  } catch (const std::exception& error) {
+    outcome.failure = {FailureKind::kLocal, error.what(), ""};
+  }
+  if (outcome.failure) {
+    outcome.summary = outcome.failure.text;
+    outcome.hint = outcome.failure.hint;
+    outcome.exit_code = ExitFor(outcome.failure);
+    outcome.verdict = {StateFor(outcome.failure, options), outcome.summary, {}};
+  }
+  if (options.plugin && outcome.verdict.state != State::kOk && !outcome.hint.empty()) {
+    outcome.verdict.text += " (" + outcome.hint + ")";
+  }
+  return outcome;
+}
+
+}  // namespace zem::client

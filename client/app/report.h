@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Writes outcomes for people, for programs, for monitoring systems.
+
+#ifndef ZEM_CLIENT_APP_REPORT_H_
+#define ZEM_CLIENT_APP_REPORT_H_
+
+#include <string>
+#include <vector>
+
+#include "app/options.h"
+#include "app/outcome.h"
+#include "output/style.h"
+
+namespace zem::client {
+
+// What goes to standard output and to standard error.
+struct Report {
+  std::string out;
+  std::string err;
+  int exit_code = 0;
+};
+
+Report MakeReport(const std::vector<Outcome>& outcomes, const Options& options, const Style& out,
+                  const Style& err);
+
+// One outcome as the object that programs read.
+Value OutcomeValue(const Outcome& outcome, const Command& command);
+
+}  // namespace zem::client
+
+#endif  // ZEM_CLIENT_APP_REPORT_H_

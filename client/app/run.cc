@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "app/run.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <exception>
+
+#include <fmt/format.h>
+
+#include "app/fleet.h"
+#include "app/options.h"
+#include "app/report.h"
+#include "model/printable.h"
+#include "output/json.h"
+
+namespace zem::client {
+
+namespace {
+
+int RunLocal(const Options& options) {
+  const LocalResult result = options.local->run(options.arguments);
+  if (!options.quiet) {
+    const std::string text =
+        options.output == Output::kJson ? ToJson(result.result) + '\n' : result.text;
+    fmt::print("{}", text);
+  }
+  return result.exit_code;
+}
+
+int RunRemote(const Options& options) {
+  const Plan plan = options.command->build(options.arguments);
+  if (!options.plugin) {
+    for (const std::string& warning : plan.warnings) {
+      fmt::print(stderr, "zemctl: warning: {}\n", Printable(warning));
+    }
+  }
+  const std::vector<Target> targets = FindTargets(options);
+  const Report report = MakeReport(AskAll(targets, plan, options), options,
+                                   Style::For(STDOUT_FILENO), Style::For(STDERR_FILENO));
+  fwrite(report.out.data(), 1, report.out.size(), stdout);
+  fwrite(report.err.data(), 1, report.err.size(), stderr);
+  return report.exit_code;
+}
+
+}  // namespace
+
+int Run(int argc, const char* const* argv) {
+  Options options;
+  try {
+    if (const std::optional<int> exit_code = ParseCommandLine(argc, argv, &options)) {
+      return *exit_code;
+    }
+    return options.local != nullptr ? RunLocal(options) : RunRemote(options);
+  } catch (const std::exception& error) {
+    if (options.plugin) {
+      fmt::print("ZEM UNKNOWN - {}\n", Printable(error.what()));
+    } else {
+      fmt::print(stderr, "zemctl: {}\n", Printable(error.what()));
+    }
+    return options.UsageExit();
+  }
+}
+
+}  // namespace zem::client

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Reads small files that hold secrets, and leaves no copy behind.
+//
+// Errors:  std::runtime_error, with a text for the person who named the file.
+
+#ifndef ZEM_CLIENT_APP_SECRET_FILE_H_
+#define ZEM_CLIENT_APP_SECRET_FILE_H_
+
+#include <string>
+
+#include "wire/secret.h"
+
+namespace zem::client {
+
+enum class Privacy {
+  kOwnerOnly,  // refuse a file that group or others may read
+  kAnyMode,    // whoever made the file answers for its mode
+};
+
+// The whole file; "-" is standard input.
+Secret ReadSecretFile(const std::string& path, Privacy privacy);
+// Its first line, without the line end.
+Secret ReadPasswordFile(const std::string& path, Privacy privacy);
+
+}  // namespace zem::client
+
+#endif  // ZEM_CLIENT_APP_SECRET_FILE_H_

@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "app/targets.h"
+
+#include <string.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <optional>
+#include <stdexcept>
+
+#include "app/agent_config.h"
+#include "app/hosts_conf.h"
+#include "app/prompt.h"
+#include "app/secret_file.h"
+#include "text/file_info.h"
+#include "text/ovstring.h"
+
+namespace zem::client {
+
+namespace {
+
+constexpr const char* kLocalHost = "127.0.0.1";
+
+// Where each part of a target may come from, read once for all hosts.
+struct Sources {
+  std::optional<AgentConfig> agent;
+  HostsConf conf;
+  std::optional<Secret> password;  // for every host
+};
+
+std::optional<Secret> PasswordFromCredentials() {
+  const char* directory = getenv("CREDENTIALS_DIRECTORY");
+  if (directory == nullptr) return std::nullopt;
+  const std::string path = std::string(directory) + "/zem-password";
+  if (access(path.c_str(), F_OK) != 0) return std::nullopt;
+  // The service manager sets the mode, and grants access by other means than that.
+  return ReadPasswordFile(path, Privacy::kAnyMode);
+}
+
+std::optional<Secret> PasswordFromEnvironment() {
+  char* value = getenv("ZEM_PASSWORD");
+  if (value == nullptr) return std::nullopt;
+  Secret password{std::string_view(value)};
+  // The bytes themselves go too: others may read a process's first environment.
+  explicit_bzero(value, strlen(value));
+  unsetenv("ZEM_PASSWORD");
+  return password;
+}
+
+// The sources that serve every host, in their order.
+std::optional<Secret> CommonPassword(const Options& options, Sources* sources) {
+  std::optional<Secret> environment = PasswordFromEnvironment();
+  if (options.no_password) return Secret();
+  if (!options.password_file.empty()) {
+    return ReadPasswordFile(options.password_file, Privacy::kOwnerOnly);
+  }
+  if (sources->agent) return std::move(sources->agent->password);
+  if (std::optional<Secret> credentials = PasswordFromCredentials()) return credentials;
+  return environment;
+}
+
+Sources ReadSources(const Options& options) {
+  Sources sources;
+  if (!options.agent_config.empty()) sources.agent = ReadAgentConfig(options.agent_config);
+  const std::string conf =
+      options.hosts_conf.empty() ? HostsConf::DefaultPath() : options.hosts_conf;
+  const bool wanted = !options.hosts_conf.empty();
+  if (wanted || (!conf.empty() && access(conf.c_str(), F_OK) == 0)) {
+    sources.conf = HostsConf::Read(conf);
+  }
+  sources.password = CommonPassword(options, &sources);
+  return sources;
+}
+
+std::vector<std::string> HostNames(const Options& options, const Sources& sources) {
+  std::vector<std::string> names = options.hosts;
+  if (!options.hosts_file.empty()) {
+    const Secret file = ReadSecretFile(options.hosts_file, Privacy::kAnyMode);
+    std::string_view rest = file.View();
+    while (!rest.empty()) {
+      const size_t end = std::min(rest.find('\n'), rest.size());
+      const std::string_view line = Trimmed(rest.substr(0, end));
+      if (!line.empty() && line.front() != '#') names.emplace_back(line);
+      rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    if (names.empty()) throw std::runtime_error(options.hosts_file + " names no host");
+  }
+  if (names.empty()) {
+    const bool bound = sources.agent && !sources.agent->host.empty();
+    names.push_back(bound ? sources.agent->host : kLocalHost);
+  }
+  return names;
+}
+
+Target MakeTarget(const std::string& name, const Options& options, const Sources& sources) {
+  Target target;
+  target.name = name;
+  int named_port = 0;
+  std::string host;
+  SplitHostPort(name, &host, &named_port);
+  target.endpoint.host = sources.conf.Address(host).value_or(host);
+  target.endpoint.source =
+      !options.source.empty() ? options.source : sources.conf.Source(host).value_or("");
+  const int agent_port = sources.agent ? sources.agent->port : 0;
+  if (named_port != 0) {
+    target.endpoint.port = named_port;
+  } else if (options.port) {
+    target.endpoint.port = *options.port;
+  } else if (agent_port > 0 && agent_port <= 65535) {
+    target.endpoint.port = agent_port;
+  } else {
+    target.endpoint.port = sources.conf.Port(host).value_or(kDefaultPort);
+  }
+  return target;
+}
+
+// Prompts once, whatever the number of hosts.
+Secret PasswordOf(const std::string& host, const Options& options, Sources* sources) {
+  if (sources->password) return sources->password->Copy();
+  if (std::optional<Secret> own = sources->conf.Password(host)) return std::move(*own);
+  if (!options.plugin) sources->password = PromptForPassword("Agent password: ");
+  if (sources->password) return sources->password->Copy();
+  throw std::runtime_error("no password for " + host +
+                           ": use --password-file, ZEM_PASSWORD or ~/.config/zem/hosts.conf");
+}
+
+}  // namespace
+
+void SplitHostPort(const std::string& text, std::string* host, int* port) {
+  *host = text;
+  *port = 0;
+  const size_t colon = text.rfind(':');
+  std::string number;
+  if (text.front() == '[') {
+    const size_t bracket = text.find(']');
+    if (bracket == std::string::npos) throw std::invalid_argument(text + ": no closing bracket");
+    *host = text.substr(1, bracket - 1);
+    if (bracket + 1 == text.size()) return;
+    if (text[bracket + 1] != ':') throw std::invalid_argument(text + " is not HOST:PORT");
+    number = text.substr(bracket + 2);
+  } else if (colon != std::string::npos && text.find(':') == colon) {
+    *host = text.substr(0, colon);
+    number = text.substr(colon + 1);
+  } else {
+    return;  // a name, or a bare IPv6 address
+  }
+  Arguments parsed;
+  parsed.Set("port", {number});
+  *port = static_cast<int>(parsed.Int("port", 0, 1, 65535));
+  if (host->empty()) throw std::invalid_argument(text + " names no host");
+}
+
+std::vector<Target> FindTargets(const Options& options) {
+  Sources sources = ReadSources(options);
+  std::vector<Target> targets;
+  for (const std::string& name : HostNames(options, sources)) {
+    targets.push_back(MakeTarget(name, options, sources));
+  }
+  for (Target& target : targets) {
+    std::string host;
+    int port = 0;
+    SplitHostPort(target.name, &host, &port);
+    target.password = PasswordOf(host, options, &sources);
+  }
+  return targets;
+}
+
+}  // namespace zem::client

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Whom to ask, and with which password: the options, the files and the environment put together.
+//
+// Errors:  std::runtime_error or std::invalid_argument, with a text for the person.
+
+#ifndef ZEM_CLIENT_APP_TARGETS_H_
+#define ZEM_CLIENT_APP_TARGETS_H_
+
+#include <string>
+#include <vector>
+
+#include "app/options.h"
+#include "wire/connection.h"
+#include "wire/secret.h"
+
+namespace zem::client {
+
+struct Target {
+  std::string name;  // as the person wrote it
+  Endpoint endpoint;
+  Secret password;
+};
+
+// At least one. Takes the password out of the environment, so that no child inherits it.
+std::vector<Target> FindTargets(const Options& options);
+
+// "host", "host:port" or "[v6 address]:port".
+void SplitHostPort(const std::string& text, std::string* host, int* port);
+
+}  // namespace zem::client
+
+#endif  // ZEM_CLIENT_APP_TARGETS_H_

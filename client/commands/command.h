@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// What the program knows about one subcommand: its arguments, the request they become, what the
+// reply's lines mean, and how a check judges them.
+//
+// A command is one row of one table (see table.h); nothing else in the program names commands.
+// Threads: rows are constant; the functions are pure and run on many threads at once.
+
+#ifndef ZEM_CLIENT_COMMANDS_COMMAND_H_
+#define ZEM_CLIENT_COMMANDS_COMMAND_H_
+
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "commands/arguments.h"
+#include "model/value.h"
+#include "plugin/check.h"
+#include "wire/deadline.h"
+#include "wire/exchange.h"
+#include "wire/reply_text.h"
+
+namespace zem::client {
+
+// A request ready to be sent.
+struct Plan {
+  std::string text;
+  // How long the agent itself may take over it, where the request says so.
+  std::optional<Milliseconds> agent_time;
+  std::vector<std::string> warnings;
+  std::string payload;  // the program file of an upgrade
+};
+
+// An answered request, as the functions that read replies see it.
+struct Answer {
+  const Reply& reply;
+  const Arguments& arguments;
+  const Exchange& exchange;
+};
+
+// A "200" whose lines are not what the command answers with.
+class BadReply : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+using CheckFunction = Verdict (*)(const Answer& answer, const Value& result,
+                                  const Thresholds& thresholds);
+
+struct Command {
+  const char* name;     // as typed; two words for a command of a group
+  const char* summary;  // one line of help
+  // The configuration keys that have to be on, for the hint at a refusal; empty = none.
+  const char* switch_keys;
+  std::span<const Argument> arguments;
+  Plan (*build)(const Arguments& arguments);
+  // Reads a "200".
+  Value (*parse)(const Answer& answer);
+  // The answer in one line, for many hosts side by side and for checks.
+  std::string (*summarise)(const Answer& answer, const Value& result);
+  // Null = no check.
+  CheckFunction check = nullptr;
+  // Reads -w and -c.
+  RangeParser range = PlainRange;
+  // What a "301" means to a check.
+  State unavailable = State::kUnknown;
+  // Null = one request, one reply.
+  Exchange (*ask)(const Endpoint& endpoint, const Plan& plan, std::string_view password,
+                  const Deadline& deadline) = nullptr;
+  // Rewrites reply text before anybody sees it; null = nothing to hide.
+  void (*mask)(const Arguments& arguments, std::string* reply) = nullptr;
+  const char* notes = "";  // more lines of help
+};
+
+}  // namespace zem::client
+
+#endif  // ZEM_CLIENT_COMMANDS_COMMAND_H_

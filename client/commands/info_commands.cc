@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "commands/info_commands.h"
+
+#include <fmt/format.h>
+
+#include "commands/fields.h"
+#include "protocol/escape.h"
+#include "wire/request_text.h"
+
+namespace zem::client {
+
+namespace {
+
+Value TextOrNull(const Reply& reply, std::string_view name) {
+  const std::optional<std::string_view> value = NamedLine(reply, name);
+  return value ? Value::Text(*value) : Value();
+}
+
+int64_t Number(const Reply& reply, std::string_view name) {
+  const std::optional<std::string_view> text = NamedLine(reply, name);
+  const std::optional<int64_t> number = text ? ParseWhole(*text) : std::nullopt;
+  if (!number) throw BadReply(fmt::format("the reply names no number for {}", name));
+  return *number;
+}
+
+// Names, each ended by an escaped CR LF, beside one digit a name.
+Value Catalogue(const Reply& reply, std::string_view names_key, std::string_view digits_key) {
+  const std::optional<std::string_view> escaped = NamedLine(reply, names_key);
+  const std::optional<std::string_view> digits = NamedLine(reply, digits_key);
+  if (!escaped || !digits) return Value();
+  const OvString names = UnescapeLineBreaks(*escaped);
+  std::string_view rest = names.View();
+  Record record;
+  for (const char digit : *digits) {
+    const size_t end = rest.find("\r\n");
+    if (end == std::string_view::npos) break;
+    record.emplace_back(std::string(rest.substr(0, end)), Value::Flag(digit == '1'));
+    rest.remove_prefix(end + 2);
+  }
+  return Value::Of(std::move(record));
+}
+
+Plan BuildInfo(const Arguments& /*arguments*/) {
+  return {RequestText("GetInfo").Finish(), {}, {}, {}};
+}
+
+std::string SummariseInfo(const Answer& answer, const Value& result) {
+  const std::string* host = result["host_name"].As<std::string>();
+  return fmt::format("{} {} on {}, {} active, {} opened, {} rejected",
+                     NamedLine(answer.reply, "AgentName").value_or("agent"),
+                     NamedLine(answer.reply, "AgentVersion").value_or("?"),
+                     host != nullptr ? *host : "unnamed host",
+                     result["connections"]["active"].AsNumber(),
+                     result["connections"]["opened"].AsNumber(),
+                     result["connections"]["rejected"].AsNumber());
+}
+
+Verdict CheckInfo(const Answer& answer, const Value& result, const Thresholds& thresholds) {
+  const double active = result["connections"]["active"].AsNumber();
+  Verdict verdict;
+  verdict.state = thresholds.Judge(active);
+  verdict.text = SummariseInfo(answer, result);
+  verdict.metrics = {{"active", active, "", thresholds, 0, {}},
+                     {"opened", result["connections"]["opened"].AsNumber(), "", {}, {}, {}},
+                     {"rejected", result["connections"]["rejected"].AsNumber(), "", {}, {}, {}}};
+  return verdict;
+}
+
+Value ParsePing(const Answer& answer) {
+  return Value::Of(Record{
+      {"connect_ms", Value::Millis(answer.exchange.connected.count())},
+      {"round_trip_ms", Value::Millis(answer.exchange.elapsed.count())},
+      {"version", TextOrNull(answer.reply, "AgentVersion")},
+  });
+}
+
+std::string SummarisePing(const Answer& answer, const Value& /*result*/) {
+  return fmt::format("answers in {} ms", answer.exchange.elapsed.count());
+}
+
+Verdict CheckPing(const Answer& answer, const Value& result, const Thresholds& thresholds) {
+  Verdict verdict;
+  const double seconds = static_cast<double>(answer.exchange.elapsed.count()) / 1000;
+  verdict.state = thresholds.Judge(seconds);
+  verdict.text = SummarisePing(answer, result);
+  verdict.metrics = {{"time", seconds, "s", thresholds, 0, {}}};
+  return verdict;
+}
+
+}  // namespace
+
+std::optional<std::string_view> NamedLine(const Reply& reply, std::string_view name) {
+  for (const std::string& text : reply.lines) {
+    const std::string_view line = text;
+    if (line.size() > name.size() && line.substr(0, name.size()) == name &&
+        line[name.size()] == '=') {
+      return line.substr(name.size() + 1);
+    }
+  }
+  return std::nullopt;
+}
+
+Value ParseInfo(const Answer& answer) {
+  const Reply& reply = answer.reply;
+  return Value::Of(Record{
+      {"name", TextOrNull(reply, "AgentName")},
+      {"version", TextOrNull(reply, "AgentVersion")},
+      {"platform", TextOrNull(reply, "AgentPlatform")},
+      {"developer", TextOrNull(reply, "AgentDeveloper")},
+      {"host_name", TextOrNull(reply, "HostName")},
+      {"running_os", TextOrNull(reply, "RunningOS")},
+      {"os_updates", TextOrNull(reply, "OSUpdates")},
+      {"comment", TextOrNull(reply, "Comment")},
+      {"port", Value::Int(Number(reply, "Port"))},
+      {"timeout_ms", Value::Millis(Number(reply, "Timeout"))},
+      {"connections", Value::Of(Record{
+                          {"active", Value::Int(Number(reply, "ActiveConnections"))},
+                          {"opened", Value::Int(Number(reply, "OpenedConnections"))},
+                          {"rejected", Value::Int(Number(reply, "FailedConnections"))},
+                      })},
+      {"tests", Catalogue(reply, "Available tests", "Enabled tests")},
+      {"actions", Catalogue(reply, "Available actions", "Enabled actions")},
+  });
+}
+
+const Command kInfoCommand = {
+    .name = "info",
+    .summary = "what the agent is, what it offers, what is switched on",
+    .switch_keys = "",
+    .arguments = {},
+    .build = BuildInfo,
+    .parse = ParseInfo,
+    .summarise = SummariseInfo,
+    .check = CheckInfo,
+    .notes = "As a check: -w and -c apply to the connections now active.",
+};
+
+const Command kPingCommand = {
+    .name = "ping",
+    .summary = "ask the agent something small and time it",
+    .switch_keys = "",
+    .arguments = {},
+    .build = BuildInfo,
+    .parse = ParsePing,
+    .summarise = SummarisePing,
+    .check = CheckPing,
+    .range = SecondsRange,
+    .notes = "As a check: -w and -c apply to the round-trip time in seconds (units ms, s).",
+};
+
+}  // namespace zem::client

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "commands/raw_command.h"
+
+#include <fmt/format.h>
+
+#include "wire/request_text.h"
+
+namespace zem::client {
+
+namespace {
+
+constexpr Argument kArguments[] = {
+    {"command", "command,--command", ArgumentKind::kRequired, "COMMAND", "the command word"},
+    {"lines", "lines", ArgumentKind::kAny, "LINE", "parameter lines, in order; \"\" for an empty one"},
+    {"escape", "-e,--escape", ArgumentKind::kFlag, "", "send line breaks inside a LINE escaped"},
+    {"no-end-mark", "--no-end-mark", ArgumentKind::kFlag, "", "leave the end mark out"},
+};
+
+Plan BuildRaw(const Arguments& arguments) {
+  RequestText request(arguments.Text("command"));
+  for (const std::string& line : arguments.All("lines")) {
+    if (arguments.Has("escape")) {
+      request.EscapedLine(line);
+    } else {
+      request.Line(line, "LINE");
+    }
+  }
+  const bool marked = !arguments.Has("no-end-mark");
+  return {marked ? request.Finish() : request.WithoutEndMark(), {}, {}, {}};
+}
+
+Value ParseRaw(const Answer& answer) {
+  List lines;
+  for (const std::string& line : answer.reply.lines) lines.push_back(Value::Text(line));
+  return Value::Of(Record{{"lines", Value::Of(std::move(lines))}});
+}
+
+std::string SummariseRaw(const Answer& answer, const Value& /*result*/) {
+  return answer.reply.Message();
+}
+
+}  // namespace
+
+const Command kRawCommand = {
+    .name = "raw",
+    .summary = "send any command with its parameter lines as they are",
+    .switch_keys = "",
+    .arguments = kArguments,
+    .build = BuildRaw,
+    .parse = ParseRaw,
+    .summarise = SummariseRaw,
+    .notes = "A LINE that begins with \"-\" goes behind \"--\".",
+};
+
+}  // namespace zem::client

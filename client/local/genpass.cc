@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "local/genpass.h"
+
+#include "wire/random_bytes.h"
+
+namespace zem::client {
+
+namespace {
+
+constexpr size_t kPasswordCharacters = 32;
+
+LocalResult Genpass(const Arguments& /*arguments*/) {
+  const Secret password = RandomPassword(kPasswordCharacters);
+  LocalResult result;
+  result.text = std::string(password.View()) + '\n';
+  result.result = Value::Of(Record{{"password", Value::Text(password.View())}});
+  return result;
+}
+
+}  // namespace
+
+const LocalCommand kGenpassCommand = {
+    .name = "genpass",
+    .summary = "print a random password of 32 characters",
+    .arguments = {},
+    .run = Genpass,
+};
+
+}  // namespace zem::client

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Subcommands that ask no agent.
+
+#ifndef ZEM_CLIENT_LOCAL_LOCAL_COMMAND_H_
+#define ZEM_CLIENT_LOCAL_LOCAL_COMMAND_H_
+
+#include <span>
+#include <vector>
+
+#include "commands/arguments.h"
+#include "model/value.h"
+
+namespace zem::client {
+
+struct LocalResult {
+  int exit_code = 0;
+  Value result;
+  std::string text;  // for people
+};
+
+struct LocalCommand {
+  const char* name;
+  const char* summary;
+  std::span<const Argument> arguments;
+  LocalResult (*run)(const Arguments& arguments);
+  const char* notes = "";
+};
+
+const std::vector<const LocalCommand*>& LocalCommandTable();
+
+}  // namespace zem::client
+
+#endif  // ZEM_CLIENT_LOCAL_LOCAL_COMMAND_H_

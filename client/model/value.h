@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// What a reply says, typed: one tree that becomes JSON for programs and a table for people.
+//
+// Shapes:  a leaf carries its form beside its value: JSON writes the bare number or text, the
+//          table writes a size, a time or a share that a person can read.
+// Threads: as any value.
+
+#ifndef ZEM_CLIENT_MODEL_VALUE_H_
+#define ZEM_CLIENT_MODEL_VALUE_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace zem::client {
+
+enum class Form : uint8_t { kPlain, kBytes, kMilliseconds, kMinutes, kPercent, kStamp };
+
+class Value;
+using List = std::vector<Value>;
+// In the order in which it is shown.
+using Record = std::vector<std::pair<std::string, Value>>;
+
+class Value {
+ public:
+  Value() = default;  // null
+  static Value Text(std::string_view text) { return Value(std::string(text), Form::kPlain); }
+  static Value Flag(bool flag) { return Value(flag, Form::kPlain); }
+  static Value Int(int64_t number) { return Value(number, Form::kPlain); }
+  static Value Number(double number) { return Value(number, Form::kPlain); }
+  static Value Bytes(double bytes) { return Value(bytes, Form::kBytes); }
+  static Value Millis(int64_t number) { return Value(number, Form::kMilliseconds); }
+  static Value Minutes(int64_t number) { return Value(number, Form::kMinutes); }
+  static Value Percent(double share) { return Value(share, Form::kPercent); }
+  // An ISO 8601 time without a zone: the agent sends its own local time and does not say which.
+  static Value Stamp(std::string iso) { return Value(std::move(iso), Form::kStamp); }
+  static Value Of(List list) { return Value(std::move(list), Form::kPlain); }
+  static Value Of(Record record) { return Value(std::move(record), Form::kPlain); }
+
+  bool IsNull() const { return std::holds_alternative<std::monostate>(data_); }
+  template <typename T>
+  const T* As() const {
+    return std::get_if<T>(&data_);
+  }
+  Form HowShown() const { return form_; }
+
+  // The number in an integer or fraction leaf, else 0.
+  double AsNumber() const;
+  // A member of a record; a null value when there is none.
+  const Value& operator[](std::string_view name) const;
+
+ private:
+  using Data =
+      std::variant<std::monostate, bool, int64_t, double, std::string, List, Record>;
+  template <typename T>
+  Value(T data, Form form) : data_(std::move(data)), form_(form) {}
+
+  Data data_;
+  Form form_ = Form::kPlain;
+};
+
+}  // namespace zem::client
+
+#endif  // ZEM_CLIENT_MODEL_VALUE_H_

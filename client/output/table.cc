@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "output/table.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "model/printable.h"
+#include "output/units.h"
+
+namespace zem::client {
+
+namespace {
+
+// "free_bytes" reads as "free": the unit stands beside the value.
+std::string Label(std::string_view name) {
+  for (const std::string_view unit : {"_bytes", "_ms", "_min"}) {
+    if (name.size() > unit.size() && name.ends_with(unit)) {
+      name.remove_suffix(unit.size());
+      break;
+    }
+  }
+  std::string label(name);
+  std::replace(label.begin(), label.end(), '_', ' ');
+  return label;
+}
+
+std::string Padding(size_t columns, size_t width) {
+  return std::string(width > columns ? width - columns : 0, ' ');
+}
+
+bool IsFigure(const Value& value) {
+  return value.As<int64_t>() != nullptr || value.As<double>() != nullptr;
+}
+
+// A record of switches reads as two lists.
+bool HoldsFlagsAlone(const Record& record) {
+  return !record.empty() && std::all_of(record.begin(), record.end(), [](const auto& member) {
+    return member.second.template As<bool>() != nullptr;
+  });
+}
+
+std::string NamesOf(const Record& record, bool wanted) {
+  std::string names;
+  for (const auto& [name, value] : record) {
+    if (*value.As<bool>() != wanted) continue;
+    if (!names.empty()) names += ", ";
+    names += Printable(name);
+  }
+  return names.empty() ? "none" : names;
+}
+
+std::string ReadableList(const List& list, const Style& style) {
+  if (list.empty()) return "";
+  const auto* first = list.front().As<Record>();
+  if (first == nullptr) {
+    std::string text;
+    for (const Value& item : list) text += ReadableLeaf(item) + '\n';
+    return text;
+  }
+  std::vector<std::string> header;
+  for (const auto& member : *first) header.push_back(Label(member.first));
+  std::vector<std::vector<Cell>> rows;
+  for (const Value& item : list) {
+    std::vector<Cell>& row = rows.emplace_back();
+    for (const auto& [name, value] : *item.As<Record>()) {
+      row.push_back({ReadableLeaf(value), Tone::kPlain, IsFigure(value)});
+    }
+  }
+  return Columned(header, rows, style);
+}
+
+struct Line {
+  std::string label;
+  std::string text;
+};
+
+void AppendLines(const Record& record, const std::string& prefix, std::vector<Line>* lines) {
+  for (const auto& [name, value] : record) {
+    const std::string label = prefix + Label(name);
+    if (const auto* inner = value.As<Record>()) {
+      if (HoldsFlagsAlone(*inner)) {
+        lines->push_back({label + " on", NamesOf(*inner, true)});
+        lines->push_back({label + " off", NamesOf(*inner, false)});
+      } else {
+        AppendLines(*inner, label + ' ', lines);
+      }
+    } else if (value.As<List>() == nullptr && !value.IsNull()) {
+      lines->push_back({label, ReadableLeaf(value)});
+    }
+  }
+}
+
+}  // namespace
+
+std::string Columned(const std::vector<std::string>& header,
+                     const std::vector<std::vector<Cell>>& rows, const Style& style) {
+  std::vector<size_t> widths;
+  for (const std::string& title : header) widths.push_back(Columns(title));
+  for (const std::vector<Cell>& row : rows) {
+    for (size_t i = 0; i < row.size() && i < widths.size(); ++i) {
+      widths[i] = std::max(widths[i], Columns(row[i].text));
+    }
+  }
+  const auto append_row = [&](const std::vector<Cell>& row, std::string* text) {
+    for (size_t i = 0; i < row.size() && i < widths.size(); ++i) {
+      const std::string padding = Padding(Columns(row[i].text), widths[i]);
+      if (i > 0) *text += "  ";
+      if (row[i].right) *text += padding;
+      *text += style(row[i].tone, row[i].text);
+      if (!row[i].right && i + 1 < row.size()) *text += padding;
+    }
+    *text += '\n';
+  };
+  std::string text;
+  std::vector<Cell> titles;
+  for (size_t i = 0; i < header.size(); ++i) {
+    const bool right = !rows.empty() && i < rows[0].size() && rows[0][i].right;
+    titles.push_back({header[i], Tone::kBold, right});
+  }
+  append_row(titles, &text);
+  for (const std::vector<Cell>& row : rows) append_row(row, &text);
+  return text;
+}
+
+std::string ReadableResult(const Value& result, const Style& style) {
+  const auto* record = result.As<Record>();
+  if (record == nullptr) return "";
+  std::vector<Line> lines;
+  AppendLines(*record, "", &lines);
+  size_t width = 0;
+  for (const Line& line : lines) width = std::max(width, Columns(line.label));
+  std::string text;
+  for (const Line& line : lines) {
+    text += style(Tone::kFaint, line.label) + Padding(Columns(line.label), width + 2) + line.text;
+    text += '\n';
+  }
+  for (const auto& [name, value] : *record) {
+    const auto* list = value.As<List>();
+    if (list == nullptr || list->empty()) continue;
+    if (!text.empty()) text += '\n';
+    text += ReadableList(*list, style);
+  }
+  return text;
+}
+
+}  // namespace zem::client

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "plugin/check.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "model/printable.h"
+#include "text/ovstring.h"
+
+namespace zem::client {
+
+namespace {
+
+constexpr State kStates[] = {State::kOk, State::kWarning, State::kCritical, State::kUnknown};
+
+int Weight(State state) {
+  switch (state) {
+    case State::kOk:
+      return 0;
+    case State::kUnknown:
+      return 1;
+    case State::kWarning:
+      return 2;
+    case State::kCritical:
+      return 3;
+  }
+  return 3;
+}
+
+std::string RangeText(const std::optional<Range>& range) {
+  return range ? range->Text() : "";
+}
+
+std::string Field(const Metric& metric) {
+  std::string label = metric.label;
+  // A quote in a label is written twice; "=" cannot be written at all.
+  std::replace(label.begin(), label.end(), '=', '_');
+  for (size_t at = 0; (at = label.find('\'', at)) != std::string::npos; at += 2) {
+    label.insert(at, 1, '\'');
+  }
+  std::string text = '\'' + label + "'=" + PlainNumber(metric.value) + metric.unit;
+  text += ';' + RangeText(metric.thresholds.warning) + ';' + RangeText(metric.thresholds.critical);
+  text += ';' + (metric.least ? PlainNumber(*metric.least) : "");
+  text += ';' + (metric.most ? PlainNumber(*metric.most) : "");
+  text.erase(text.find_last_not_of(';') + 1);
+  return text;
+}
+
+std::string WithoutBars(std::string text) {
+  std::replace(text.begin(), text.end(), '|', '/');
+  return text;
+}
+
+}  // namespace
+
+const char* StateName(State state) {
+  switch (state) {
+    case State::kOk:
+      return "OK";
+    case State::kWarning:
+      return "WARNING";
+    case State::kCritical:
+      return "CRITICAL";
+    case State::kUnknown:
+      return "UNKNOWN";
+  }
+  return "UNKNOWN";
+}
+
+State Worse(State a, State b) {
+  return Weight(a) >= Weight(b) ? a : b;
+}
+
+std::optional<State> ParseState(std::string_view text) {
+  for (const State state : kStates) {
+    if (EqualsIgnoringCase(text, StateName(state)) ||
+        text == std::to_string(static_cast<int>(state))) {
+      return state;
+    }
+  }
+  return std::nullopt;
+}
+
+State Thresholds::Judge(double value) const {
+  if (critical && critical->Alerts(value)) return State::kCritical;
+  if (warning && warning->Alerts(value)) return State::kWarning;
+  return State::kOk;
+}
+
+std::string PerformanceData(const std::vector<Metric>& metrics) {
+  std::string text;
+  for (const Metric& metric : metrics) {
+    if (!text.empty()) text += ' ';
+    text += Field(metric);
+  }
+  return text;
+}
+
+std::string PluginLine(std::string_view name, const Verdict& verdict) {
+  std::string line;
+  for (const char byte : name) {
+    line += static_cast<char>(std::toupper(static_cast<unsigned char>(byte)));
+  }
+  line += ' ';
+  line += StateName(verdict.state);
+  line += " - " + WithoutBars(Printable(verdict.text));
+  const std::string figures = PerformanceData(verdict.metrics);
+  if (!figures.empty()) line += " | " + WithoutBars(Printable(figures));
+  return line;
+}
+
+}  // namespace zem::client

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "wire/exchange.h"
+
+#include "protocol/packet.h"
+#include "text/ovstring.h"
+#include "wire/random_bytes.h"
+#include "wire/reply_reader.h"
+
+namespace zem::client {
+
+namespace {
+
+constexpr size_t kSessionKeyBytes = 24;
+
+Milliseconds Since(Clock::time_point start) {
+  return std::chrono::duration_cast<Milliseconds>(Clock::now() - start);
+}
+
+}  // namespace
+
+SessionKeyPtr FreshSessionKey() {
+  return MakeSessionKey(RandomBytes(kSessionKeyBytes).View());
+}
+
+bool AskOn(Connection* connection, SessionKey* key, const Endpoint& endpoint,
+           std::string_view request, std::string_view password, const Deadline& deadline,
+           Exchange* exchange) {
+  const OvString packet = BuildRequestPacket(request, key->Text(), password);
+  if (packet.Length() > static_cast<size_t>(kLargestPacketSize)) {
+    exchange->failure = {FailureKind::kLocal, "the request is larger than an agent accepts", ""};
+    return false;
+  }
+  exchange->request_bytes = packet.Length();
+  const Clock::time_point start = Clock::now();
+  if (!connection->Open(endpoint, deadline, &exchange->failure)) return false;
+  exchange->connected = Since(start);
+  // A failed send is no verdict yet: an agent that turns a peer away closes before it reads.
+  if (!connection->Send(packet, deadline, &exchange->failure) &&
+      exchange->failure.kind == FailureKind::kTimeout) {
+    return false;
+  }
+  exchange->failure = Failure();
+  std::optional<std::string> reply =
+      ReadReply(connection, key, deadline, &exchange->reply_bytes, &exchange->failure);
+  exchange->elapsed = Since(start);
+  if (!reply) {
+    if (exchange->failure.kind == FailureKind::kClosed) {
+      exchange->failure = DiagnoseClose(endpoint, deadline);
+    }
+    return false;
+  }
+  exchange->reply = std::move(*reply);
+  return true;
+}
+
+Exchange Ask(const Endpoint& endpoint, std::string_view request, std::string_view password,
+             const Deadline& deadline) {
+  Exchange exchange;
+  Connection connection;
+  const SessionKeyPtr key = FreshSessionKey();
+  // The outcome stands in the exchange either way.
+  (void)AskOn(&connection, key.get(), endpoint, request, password, deadline, &exchange);
+  return exchange;
+}
+
+Failure DiagnoseClose(const Endpoint& endpoint, const Deadline& deadline) {
+  constexpr Milliseconds kPatience{500};
+  const std::string what = "the connection was closed without a reply";
+  const Deadline probe = deadline.Within(kPatience);
+  Connection connection;
+  Failure failure;
+  if (!connection.Open(endpoint, probe, &failure)) {
+    if (failure.kind == FailureKind::kRefused) {
+      return {FailureKind::kClosed, what, "the agent has just stopped or is restarting"};
+    }
+    return {FailureKind::kClosed, what,
+            "wrong password, an address the agent does not admit, or not an agent's port"};
+  }
+  const std::optional<std::string> bytes = connection.Receive(64, probe);
+  if (!bytes) {
+    if (deadline.HasPassed()) {
+      return {FailureKind::kClosed, what,
+              "wrong password, an address the agent does not admit, or not an agent's port"};
+    }
+    return {FailureKind::kClosed, what, "wrong password, or another program's port"};
+  }
+  if (bytes->empty()) {
+    return {FailureKind::kClosed, what,
+            "the agent's connection filter rejects this address (filterlist)"};
+  }
+  return {FailureKind::kClosed, what, "another program listens there: it speaks first"};
+}
+
+}  // namespace zem::client

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// One question and its answer: connect, send exactly one packet, read the reply.
+//
+// When a reply fails to come, the likely cause is found out with a second, silent connection.
+// Threads: any; each call has its own connection.
+
+#ifndef ZEM_CLIENT_WIRE_EXCHANGE_H_
+#define ZEM_CLIENT_WIRE_EXCHANGE_H_
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "protocol/session_key.h"
+#include "wire/connection.h"
+#include "wire/deadline.h"
+#include "wire/failure.h"
+
+namespace zem::client {
+
+struct Exchange {
+  Failure failure;    // set when there is no reply
+  std::string reply;  // plaintext without its end mark
+  size_t request_bytes = 0;
+  size_t reply_bytes = 0;
+  Milliseconds connected{0};  // until the connection stood
+  Milliseconds elapsed{0};    // until the reply was read
+};
+
+// A key of its own for every request, from the system's random source.
+SessionKeyPtr FreshSessionKey();
+
+Exchange Ask(const Endpoint& endpoint, std::string_view request, std::string_view password,
+             const Deadline& deadline);
+
+// The steps of Ask, for a caller that goes on with the connection.
+[[nodiscard]] bool AskOn(Connection* connection, SessionKey* key, const Endpoint& endpoint,
+                         std::string_view request, std::string_view password,
+                         const Deadline& deadline, Exchange* exchange);
+
+// Says why an agent closed without a reply, as far as a second connection can tell.
+Failure DiagnoseClose(const Endpoint& endpoint, const Deadline& deadline);
+
+}  // namespace zem::client
+
+#endif  // ZEM_CLIENT_WIRE_EXCHANGE_H_

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "wire/reply_reader.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "model/printable.h"
+#include "protocol/packet.h"
+#include "protocol/zem_const.h"
+
+namespace zem::client {
+
+namespace {
+
+constexpr size_t kPiece = 256 * 1024;
+
+enum class End { kComplete, kClosed, kTimeout };
+
+// Appends to `*bytes` until it holds `wanted` bytes.
+End ReadUpTo(Connection* connection, size_t wanted, const Deadline& deadline, std::string* bytes) {
+  while (bytes->size() < wanted) {
+    const std::optional<std::string> piece =
+        connection->Receive(std::min(wanted - bytes->size(), kPiece), deadline);
+    if (!piece) return End::kTimeout;
+    if (piece->empty()) return End::kClosed;
+    bytes->append(*piece);
+    // A peer that drips bytes must not keep this side busy past its time.
+    if (deadline.HasPassed() && bytes->size() < wanted) return End::kTimeout;
+  }
+  return End::kComplete;
+}
+
+Failure TimedOut(size_t got) {
+  if (got == 0) {
+    return {FailureKind::kTimeout, "connected, but no reply in time",
+            "the check may take longer than the time-out (-t), or this is not an agent's port"};
+  }
+  return {FailureKind::kTimeout, fmt::format("the reply stopped after {} bytes", got), ""};
+}
+
+Failure Cut(size_t got, size_t wanted) {
+  return {FailureKind::kShortReply,
+          fmt::format("short reply: the connection closed after {} of {} bytes", got, wanted), ""};
+}
+
+Failure Unreadable(std::string text) {
+  return {FailureKind::kUnreadable, std::move(text),
+          "does another program listen on this port?"};
+}
+
+}  // namespace
+
+std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
+                                     const Deadline& deadline, size_t* announced,
+                                     Failure* failure) {
+  std::string header;
+  switch (ReadUpTo(connection, kReplyHeaderBytes, deadline, &header)) {
+    case End::kTimeout:
+      *failure = TimedOut(header.size());
+      return std::nullopt;
+    case End::kClosed:
+      *failure = header.empty()
+                     ? Failure{FailureKind::kClosed, "the connection was closed without a reply", ""}
+                     : Cut(header.size(), kReplyHeaderBytes);
+      return std::nullopt;
+    case End::kComplete:
+      break;
+  }
+  const size_t length = DecodeLength(header.data(), kReplyHeaderBytes);
+  if (announced != nullptr) *announced = length;
+  if (length > kLargestReply) {
+    *failure = Unreadable(fmt::format("the answer is no reply: it begins with \"{}\", a length of {}",
+                                      Printable(header), length));
+    return std::nullopt;
+  }
+  std::string bytes;
+  switch (ReadUpTo(connection, length, deadline, &bytes)) {
+    case End::kTimeout:
+      *failure = TimedOut(bytes.size());
+      return std::nullopt;
+    case End::kClosed:
+      *failure = Cut(bytes.size(), length);
+      return std::nullopt;
+    case End::kComplete:
+      break;
+  }
+  std::string text(bytes.size(), '\0');
+  key->Schedule().Decipher(bytes, text.data());
+  if (text.empty() || text.back() != '\r') {
+    *failure = Unreadable("the reply has no end mark");
+    return std::nullopt;
+  }
+  text.pop_back();
+  return text;
+}
+
+}  // namespace zem::client

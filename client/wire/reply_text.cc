@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "wire/reply_text.h"
+
+#include <algorithm>
+
+namespace zem::client {
+
+namespace {
+
+bool IsStatus(std::string_view line) {
+  const auto is_digit = [](char byte) { return byte >= '0' && byte <= '9'; };
+  return line.size() == 3 && std::all_of(line.begin(), line.end(), is_digit);
+}
+
+}  // namespace
+
+std::string_view Reply::Line(size_t number) const {
+  return number == 0 || number > lines.size() ? std::string_view() : lines[number - 1];
+}
+
+std::string Reply::Message() const {
+  std::string message;
+  for (const std::string& line : lines) {
+    if (line.empty()) continue;
+    if (!message.empty()) message.append("; ");
+    message.append(line);
+  }
+  return message;
+}
+
+Reply ParseReply(std::string_view text) {
+  Reply reply;
+  bool first = true;
+  while (!text.empty()) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    if (first && IsStatus(line)) {
+      reply.status = (line[0] - '0') * 100 + (line[1] - '0') * 10 + (line[2] - '0');
+    } else {
+      reply.lines.emplace_back(line);
+    }
+    first = false;
+  }
+  return reply;
+}
+
+const char* StatusMeaning(int status) {
+  switch (status) {
+    case kStatusDone:
+      return "done";
+    case kStatusFailed:
+      return "failed";
+    case kStatusUnavailable:
+      return "not available";
+    case kStatusUpgradeBusy:
+      return "another upgrade is running";
+    case kStatusVoid:
+      return "unknown or not available on this agent";
+    case kStatusWrongParameters:
+      return "wrong parameters";
+    case kStatusNoEndMark:
+      return "the request has no end mark";
+    case kStatusNotAllowed:
+      return "not allowed by the agent's configuration";
+    default:
+      return "unknown status";
+  }
+}
+
+}  // namespace zem::client

@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "core/accept_loop.h"
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <limits>
+#include <utility>
+
+#include "core/exit_status.h"
+#include "core/inherited_state.h"
+#include "core/listener.h"
+#include "core/platform.h"
+#include "core/session.h"
+#include "core/signals.h"
+#include "text/system_error.h"
+
+namespace zem {
+
+namespace {
+
+constexpr timespec kWait = {1, 0};
+constexpr int kReplySeconds = 5;
+constexpr int kScriptRetries = 20;
+constexpr unsigned kScriptRetryPause = 10'000;  // microseconds
+
+int ShortageFrom(size_t descriptor_limit) {
+  constexpr size_t kLeastReserve = 8;
+  constexpr size_t kShareOfLimit = 16;
+  const size_t reserve = std::max(kLeastReserve, descriptor_limit / kShareOfLimit);
+  const size_t from = descriptor_limit > reserve ? descriptor_limit - reserve : 0;
+  return static_cast<int>(std::min<size_t>(from, std::numeric_limits<int>::max()));
+}
+
+bool IsShortage(int error_number) {
+  return error_number == EMFILE || error_number == ENFILE || error_number == ENOBUFS ||
+         error_number == ENOMEM;
+}
+
+// A file that another thread's fork still holds open for writing is busy for a moment.
+void Execute(const OvString& path) {
+  const InheritedState& inherited = InheritedState::Get();
+  for (int retry = 0; retry < kScriptRetries; ++retry) {
+    execve(path.CStr(), inherited.Arguments(), inherited.Environment());
+    if (errno != ETXTBSY) return;
+    usleep(kScriptRetryPause);
+  }
+}
+
+}  // namespace
+
+AcceptLoop::AcceptLoop(Agent* agent, UniqueFd listener, PidFile* pid_file, size_t descriptor_limit)
+    : agent_(agent),
+      listener_(std::move(listener)),
+      pid_file_(pid_file),
+      port_in_use_(agent->settings.Snapshot()->port),
+      shortage_from_(ShortageFrom(descriptor_limit)),
+      parked_(descriptor_limit) {}
+
+void AcceptLoop::Run() {
+  for (;;) {
+    SetEmergencyRestart(agent_->settings.Snapshot()->zempath, pid_file_->HeldPath());
+    ServeSignals();
+    TerminateIfRequested();
+    RestartIfRequested();
+    UpgradeIfRequested();
+    SwitchPortIfChanged();
+    if (WaitForConnection()) AcceptOne();
+  }
+}
+
+void AcceptLoop::ServeSignals() {
+  const Crash crash = TakeCrash();
+  if (crash != Crash::kNone) {
+    agent_->log.WriteLog("Segmentation fault!!\n", 0, LogKind::kFailure);
+  }
+  if (crash == Crash::kRestart) {
+    agent_->log.WriteLog("Restarting..\n", 0, LogKind::kFailure);
+    CrashIsLogged();
+    agent_->control.RequestRestart();
+  }
+  if (TakeHangUp()) {
+    OvString ignored;
+    (void)agent_->settings.Load(&ignored);  // nobody is there to be told
+  }
+}
+
+void AcceptLoop::End(int status) {
+  fflush(nullptr);
+  // No destructor: sessions are still using what they would destroy.
+  _exit(status);
+}
+
+void AcceptLoop::TerminateIfRequested() {
+  if (!agent_->control.TerminateRequested()) return;
+  agent_->log.WriteLog("Terminate request received. Terminating..\n", 0, LogKind::kInformation);
+  pid_file_->Remove();
+  agent_->control.StopReplies(kReplySeconds);
+  End(exit_status::kOk);
+}
+
+// Deliberate: after a failed execution the listening socket stays closed.
+void AcceptLoop::ExecuteInPlace(const char* announcement, const OvString& path,
+                                const char* failure) {
+  agent_->log.WriteLog(announcement, 0, LogKind::kInformation);
+  listener_.Reset();
+  pid_file_->Remove();
+  agent_->control.StopReplies(kReplySeconds);
+  fflush(nullptr);
+  PrepareForExec();
+  Execute(path);
+  ReinstallAfterFailedExec();
+  agent_->control.ResumeReplies();
+  agent_->log.WriteLog(failure, 0, LogKind::kFailure);
+}
+
+void AcceptLoop::RestartIfRequested() {
+  if (!agent_->control.RestartRequested()) return;
+  ExecuteInPlace("Reload request received. Executing..\n", agent_->settings.Snapshot()->zempath,
+                 "Error: cannot start new instance\n");
+  agent_->control.ClearRestart();
+}
+
+void AcceptLoop::UpgradeIfRequested() {
+  if (!agent_->control.UpgradeRequested()) return;
+  ExecuteInPlace("Upgrade request received. Executing..\n", agent_->control.UpgradePath(),
+                 "Error: cannot start upgrading script\n");
+  agent_->control.ClearUpgrade();
+}
+
+void AcceptLoop::SwitchPortIfChanged() {
+  SettingsPtr settings = agent_->settings.Snapshot();
+  if (settings->port == port_in_use_) return;
+  OvString ignored;
+  listener_.Reset();
+  listener_ = ListenWithRetry(*settings, &ignored);
+  if (listener_.IsOpen()) {
+    port_in_use_ = settings->port;
+    agent_->log.WriteLog("Server port switching .. Ok\n", 0, LogKind::kSuccess);
+    return;
+  }
+  agent_->log.WriteLog("Error: cannot open new port for listening\n", 0, LogKind::kFailure);
+  agent_->settings.Update([this](Settings* changed) { changed->port = port_in_use_; });
+  settings = agent_->settings.Snapshot();
+  listener_ = ListenWithRetry(*settings, &ignored);
+  if (!listener_.IsOpen()) {
+    agent_->log.WriteLog("Cannot open original port either. Terminating\n", 0, LogKind::kFailure);
+    End(exit_status::kListen);
+  }
+  agent_->log.WriteLog("Return to original port\n", 0, LogKind::kFailure);
+}
+
+// Signals are served here alone. With no listener, or one that is left out for want of
+// descriptors, the wait passes all the same.
+bool AcceptLoop::WaitForConnection() {
+  pollfd waited[2] = {{agent_->control.WakeUpFd(), POLLIN, 0}, {listener_.Get(), POLLIN, 0}};
+  const nfds_t count = listener_.IsOpen() && !paused_ ? 2 : 1;
+  const int ready = ppoll(waited, count, &kWait, &WaitMask());
+  if (ready < 0) return false;
+  if (waited[0].revents != 0) {
+    agent_->control.DrainWakeUp();
+    agent_->control.WakeOnSessionClose(false);
+    paused_ = false;
+  }
+  if (ready == 0 && agent_->control.Counters().active == 0) paused_ = false;
+  return count == 2 && waited[1].revents != 0;
+}
+
+void AcceptLoop::AcceptOne() {
+  uint32_t peer = 0;
+  UniqueFd connection = AcceptConnection(listener_.Get(), &peer);
+  if (!connection.IsOpen()) {
+    HandleAcceptError(errno);
+    return;
+  }
+  // The lowest free number was given: a high one means that few are left.
+  if (connection.Get() >= shortage_from_) PauseAccepting();
+  const SettingsPtr settings = agent_->settings.Snapshot();
+  if (settings->filter_active && !IsAdmitted(*settings, peer)) {
+    Reject(std::move(connection), peer);
+    return;
+  }
+  agent_->log.WriteLog("TCP connection accepted\n", peer, LogKind::kSuccess);
+  StartSession(agent_, std::move(connection), peer);
+}
+
+void AcceptLoop::HandleAcceptError(int error_number) {
+  if (IsPassingAcceptError(error_number)) return;
+  if (IsShortage(error_number)) {
+    PauseAccepting();
+    return;
+  }
+  agent_->log.WriteLogFormat(0, LogKind::kFailure, "Accept fatal error: %s\n\n",
+                             SystemErrorText(error_number).CStr());
+  End(exit_status::kListen);
+}
+
+// Parked descriptors are given up first. Otherwise connections wait in the backlog until a session
+// closes.
+void AcceptLoop::PauseAccepting() {
+  if (parked_.CloseAll()) return;
+  agent_->control.WakeOnSessionClose(true);
+  paused_ = true;
+}
+
+// Deliberate: an address passes when its dotted text occurs anywhere in the allow list, so 10.0.0.1
+// is admitted by an entry 10.0.0.15. Deployed lists depend on the loose match; do not tighten it.
+bool AcceptLoop::IsAdmitted(const Settings& settings, uint32_t peer) const {
+  const in_addr address = {peer};
+  char text[INET_ADDRSTRLEN] = "";
+  inet_ntop(AF_INET, &address, text, sizeof(text));
+  return settings.allow_list.Find(text) != 0;
+}
+
+void AcceptLoop::Reject(UniqueFd connection, uint32_t peer) {
+  agent_->control.ConnectionRejected();
+  agent_->log.WriteLog("TCP connection rejected\n", peer, LogKind::kFailure);
+  shutdown(connection.Get(), SHUT_RDWR);
+  parked_.Park(std::move(connection));
+}
+
+}  // namespace zem

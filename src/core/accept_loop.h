@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The main thread's work once the agent listens: admit connections, and carry out what sessions
+// and signals ask of the process.
+//
+// Threads: the main thread.
+
+#ifndef ZEM_CORE_ACCEPT_LOOP_H_
+#define ZEM_CORE_ACCEPT_LOOP_H_
+
+#include <cstdint>
+#include <string_view>
+
+#include "core/agent.h"
+#include "core/parked_descriptors.h"
+#include "core/pid_file.h"
+#include "core/unique_fd.h"
+
+namespace zem {
+
+class AcceptLoop {
+ public:
+  // `descriptor_limit` is the soft limit now in force.
+  AcceptLoop(Agent* agent, UniqueFd listener, PidFile* pid_file, size_t descriptor_limit);
+
+  // Ends the process one day; never returns.
+  [[noreturn]] void Run();
+
+ private:
+  void ServeSignals();
+  void TerminateIfRequested();
+  void RestartIfRequested();
+  void UpgradeIfRequested();
+  void SwitchPortIfChanged();
+  void ExecuteInPlace(const char* announcement, const OvString& path, const char* failure);
+  bool WaitForConnection();
+  void AcceptOne();
+  bool IsAdmitted(const Settings& settings, uint32_t peer) const;
+  void Reject(UniqueFd connection, uint32_t peer);
+  void HandleAcceptError(int error_number);
+  void PauseAccepting();
+  [[noreturn]] void End(int status);
+
+  Agent* const agent_;
+  UniqueFd listener_;
+  PidFile* const pid_file_;
+  int port_in_use_;
+  // The number of an accepted descriptor from which on the agent is short of them.
+  const int shortage_from_;
+  ParkedDescriptors parked_;
+  bool paused_ = false;
+};
+
+}  // namespace zem
+
+#endif  // ZEM_CORE_ACCEPT_LOOP_H_

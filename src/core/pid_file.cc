@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "core/pid_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <utility>
+
+namespace zem {
+
+namespace {
+
+constexpr mode_t kPidFileMode = 0644;
+
+bool Lock(int descriptor) {
+  struct flock whole_file = {};
+  whole_file.l_type = F_WRLCK;
+  whole_file.l_whence = SEEK_SET;
+  return fcntl(descriptor, F_SETLK, &whole_file) == 0;
+}
+
+}  // namespace
+
+void PidFile::CreateAndLock(const OvString& path, ActivityLog* log) {
+  UniqueFd file(
+      open(path.CStr(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kPidFileMode));
+  if (!file.IsOpen()) {
+    log->WriteLogFormat(0, LogKind::kFailure, "Failed to create pid file %s\n", path.CStr());
+    return;
+  }
+  if (!Lock(file.Get())) {
+    log->WriteLogFormat(0, LogKind::kFailure, "Failed to lock pid file %s\n", path.CStr());
+    return;
+  }
+  const OvString number = OvString().AppendInt(getpid()).Append('\n');
+  if (ftruncate(file.Get(), 0) != 0 || !WriteAll(file.Get(), number)) {
+    log->WriteLogFormat(0, LogKind::kFailure, "Failed to create pid file %s\n", path.CStr());
+    return;
+  }
+  path_ = path;
+  file_ = std::move(file);
+}
+
+void PidFile::Remove() {
+  if (!file_.IsOpen()) return;
+  file_.Reset();
+  unlink(path_.CStr());
+}
+
+}  // namespace zem

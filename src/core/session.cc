@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "core/session.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "core/signals.h"
+#include "dispatch/dispatcher.h"
+#include "dispatch/upgrade.h"
+#include "protocol/agent_reply.h"
+#include "protocol/digest.h"
+#include "protocol/packet.h"
+
+namespace zem {
+
+namespace {
+
+// One receive takes no more, ever: where a packet or a program ends within a receive is visible.
+constexpr size_t kReceiveBytes = 1024;
+constexpr size_t kStatusDigits = 3;
+// The idle limit may be changed while a session waits, so it looks again now and then.
+constexpr int64_t kLongestWaitMs = 15'000;
+
+struct Clock {
+  int64_t seconds;
+  int64_t milliseconds;
+};
+
+Clock Now() {
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return {now.tv_sec, now.tv_nsec / 1'000'000};
+}
+
+// Sends all of it. Every send that makes progress starts the socket's time limit afresh; one that
+// makes none within it gives up, as does any error.
+void SendAll(int socket, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent <= 0) return;
+    bytes.remove_prefix(static_cast<size_t>(sent));
+  }
+}
+
+class Session {
+ public:
+  Session(Agent* agent, UniqueFd connection, uint32_t peer)
+      : agent_(agent), connection_(std::move(connection)), peer_(peer), upgrade_(&agent->control) {}
+
+  void Run();
+
+ private:
+  enum class Next { kReceiveMore, kClose };
+
+  Next ReceiveOnce();
+  Next Wait();
+  int64_t WaitMilliseconds() const;
+  bool IsIdleTooLong() const;
+  Next HandleBytes(std::string_view bytes);
+  Next HandleUpgradeBytes(std::string_view bytes);
+  void HandlePacket(const SettingsPtr& settings);
+  void Answer(const RequestPacket& packet, const Settings& settings);
+  void SendReply(AgentReply* reply);
+  void Close();
+
+  Agent* const agent_;
+  UniqueFd connection_;
+  const uint32_t peer_;
+  OvString received_;
+  int64_t last_data_seconds_ = 0;
+  bool request_seen_ = false;
+  SessionKeyPtr session_key_;
+  SessionRequests requests_;
+  UpgradeContext upgrade_;
+};
+
+void Session::Run() {
+  agent_->control.SessionOpened();
+  last_data_seconds_ = Now().seconds;
+  while (ReceiveOnce() == Next::kReceiveMore) {
+  }
+  Close();
+}
+
+// Receives before it waits: a request usually stands in the socket by the time the thread runs.
+Session::Next Session::ReceiveOnce() {
+  char buffer[kReceiveBytes];
+  const ssize_t count = recv(connection_.Get(), buffer, sizeof(buffer), MSG_DONTWAIT);
+  if (count > 0) return HandleBytes(std::string_view(buffer, static_cast<size_t>(count)));
+  if (count == 0) return Next::kClose;
+  if (errno == EINTR) return Next::kReceiveMore;
+  if (errno != EAGAIN && errno != EWOULDBLOCK) return Next::kClose;
+  return Wait();
+}
+
+Session::Next Session::Wait() {
+  pollfd readable = {connection_.Get(), POLLIN, 0};
+  const int ready = poll(&readable, 1, static_cast<int>(WaitMilliseconds()));
+  if (ready < 0 && errno != EINTR) return Next::kClose;
+  if (ready == 0 && IsIdleTooLong()) return Next::kClose;
+  return Next::kReceiveMore;
+}
+
+bool Session::IsIdleTooLong() const {
+  const int64_t timeout = agent_->settings.Snapshot()->timeout;
+  return timeout > 0 && !request_seen_ && last_data_seconds_ + timeout / 1000 < Now().seconds;
+}
+
+// Until the first moment at which the idle rule could hold, but never long enough to miss a change
+// of the limit.
+int64_t Session::WaitMilliseconds() const {
+  const int64_t timeout = agent_->settings.Snapshot()->timeout;
+  if (timeout <= 0 || request_seen_) return kLongestWaitMs;
+  const Clock now = Now();
+  const int64_t first_idle_second = last_data_seconds_ + timeout / 1000 + 1;
+  const int64_t wait = (first_idle_second - now.seconds) * 1000 - now.milliseconds;
+  return std::clamp<int64_t>(wait, 0, kLongestWaitMs);
+}
+
+Session::Next Session::HandleBytes(std::string_view bytes) {
+  if (upgrade_.IsActive()) return HandleUpgradeBytes(bytes);
+  last_data_seconds_ = Now().seconds;
+  received_.Append(bytes);
+  const SettingsPtr settings = agent_->settings.Snapshot();
+  if (!IsPacketComplete(received_) &&
+      !HasWrongPassword(received_, PasswordDigest(settings->password))) {
+    return Next::kReceiveMore;
+  }
+  request_seen_ = true;
+  HandlePacket(settings);
+  return upgrade_.IsActive() ? Next::kReceiveMore : Next::kClose;
+}
+
+Session::Next Session::HandleUpgradeBytes(std::string_view bytes) {
+  OvString error;
+  const bool good = upgrade_.ReceiveUpgrade(bytes, &error);
+  if (upgrade_.IsActive()) return Next::kReceiveMore;
+  AgentReply reply;
+  reply.StartReply(good ? status::kDone : status::kFailed, session_key_);
+  if (!good) reply.Append(error);
+  SendReply(&reply);
+  return Next::kClose;
+}
+
+void Session::HandlePacket(const SettingsPtr& settings) {
+  RequestPacket packet;
+  packet.text = std::move(received_);
+  PacketTrace trace;
+  if (settings->verbose_debugging) {
+    trace = [this](std::string_view line) { agent_->log.WriteLog(line, peer_, LogKind::kDebug); };
+  }
+  if (!ParseRequestPacket(&packet, settings->password, trace)) {
+    agent_->log.WriteLog("<-- Invalid QV request received\n", peer_, LogKind::kInformation);
+    return;
+  }
+  agent_->log.WriteLog("<-- Correct QV request received\n", peer_, LogKind::kInformation);
+  Answer(packet, *settings);
+}
+
+void Session::Answer(const RequestPacket& packet, const Settings& settings) {
+  session_key_ = packet.key;
+  AgentReply reply;
+  reply.StartReply({}, session_key_);
+  const RequestContext context = {.settings = settings,
+                                  .peer = peer_,
+                                  .session_key = session_key_,
+                                  .store = &agent_->settings,
+                                  .log = &agent_->log,
+                                  .control = &agent_->control,
+                                  .requests = &requests_,
+                                  .upgrade = &upgrade_};
+  const bool processed = DispatchRequest(packet.text, context, &reply);
+  const std::string_view text = reply.Text();
+  const OvString digits(text.size() < kStatusDigits ? "" : text.substr(0, kStatusDigits));
+  agent_->log.WriteLogFormat(peer_, LogKind::kInformation,
+                             processed ? "--> request processed (%s)\n"
+                                       : "--> request rejected or operation failed (%s)\n",
+                             digits.CStr());
+  SendReply(&reply);
+}
+
+// Nothing is sent once the process is about to end: a peer gets a whole reply or a closed
+// connection.
+void Session::SendReply(AgentReply* reply) {
+  const OvString packet = reply->SealReply();
+  if (!agent_->control.BeginReply()) return;
+  SendAll(connection_.Get(), packet);
+  agent_->control.EndReply();
+}
+
+// What the request asked of the main thread is handed over last, so that nothing announced is cut
+// off by it.
+void Session::Close() {
+  agent_->log.WriteLog("Session closed, wait for next ..\n", 0, LogKind::kInformation);
+  shutdown(connection_.Get(), SHUT_RDWR);
+  connection_.Reset();
+  agent_->control.SessionClosed(requests_);
+}
+
+struct HandOver {
+  Agent* agent;
+  UniqueFd connection;
+  uint32_t peer;
+};
+
+void* SessionThread(void* argument) {
+  BlockSignalsInSession();
+  pthread_detach(pthread_self());
+  std::unique_ptr<HandOver> pair(static_cast<HandOver*>(argument));
+  Session session(pair->agent, std::move(pair->connection), pair->peer);
+  pair.reset();
+  session.Run();
+  return nullptr;
+}
+
+}  // namespace
+
+void StartSession(Agent* agent, UniqueFd connection, uint32_t peer) {
+  auto pair = std::make_unique<HandOver>(HandOver{agent, std::move(connection), peer});
+  pthread_t thread;
+  if (pthread_create(&thread, nullptr, SessionThread, pair.get()) != 0) {
+    agent->log.WriteLog("Error: cannot start session thread\n", peer, LogKind::kFailure);
+    return;
+  }
+  (void)pair.release();  // NOLINT(bugprone-unused-return-value): the thread owns it now
+}
+
+}  // namespace zem

@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Stop, restart, reload, crash, port switch and the connection filter.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "e2e/agent_process.h"
+
+namespace zem::test {
+namespace {
+
+using Options = AgentProcess::Options;
+
+bool Holds(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+std::string CommentOf(const AgentProcess& agent) {
+  const std::string reply = agent.Ask("GetInfo").value_or("");
+  const size_t start = reply.find("\nComment=");
+  if (start == std::string::npos) return "(none)";
+  return reply.substr(start + 9, reply.find('\n', start + 1) - start - 9);
+}
+
+TEST(Lifecycle, QuitEndsWithStatusZeroAfterItsAnswer) {
+  AgentProcess agent(Options{.switches = {"-i", "-v"}});
+  EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
+  EXPECT_EQ(agent.WaitForExit(), 0);
+  EXPECT_TRUE(Holds(agent.VerboseLog(), "]\t zem\t\t Terminate request received. Terminating..\n"));
+}
+
+TEST(Lifecycle, ReloadAppExecutesTheProgramInPlace) {
+  for (const char* mode : {"-i", "-d"}) {
+    SCOPED_TRACE(mode);
+    AgentProcess agent(Options{.switches = {mode, "-v"}});
+    ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0; }));
+    const pid_t before = agent.Pid();
+    agent.WriteConfig("comment=second life\n");
+    EXPECT_EQ(agent.Ask("ReloadApp\n"), "200\nOk\n");
+    ASSERT_TRUE(Eventually([&] { return CommentOf(agent) == "second life"; }));
+    EXPECT_TRUE(Holds(agent.VerboseLog(), "Reload request received. Executing..\n"));
+    ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0; }));
+    if (std::string(mode) == "-i") {
+      EXPECT_EQ(agent.Pid(), before);
+    } else {
+      EXPECT_NE(agent.Pid(), before) << "a daemon forks again, and its pid file follows";
+    }
+    EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
+  }
+}
+
+TEST(Lifecycle, AProgramThatCannotBeExecutedLeavesTheListenerClosed) {
+  const TempDir dir;
+  WriteFile(dir / "not-a-program", "");
+  AgentProcess agent(Options{.zempath = dir / "not-a-program"});
+  EXPECT_EQ(agent.Ask("ReloadApp\n"), "200\nOk\n");
+  EXPECT_TRUE(
+      Eventually([&] { return Holds(agent.BadLog(), "Error: cannot start new instance\n"); }));
+  EXPECT_FALSE(Connection(agent.Port()).IsOpen());
+  EXPECT_FALSE(agent.HasExited());
+}
+
+TEST(Lifecycle, HangUpReloadsADaemonAndKeepsItsPort) {
+  AgentProcess agent(Options{.switches = {"-d"}});
+  ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0; }));
+  agent.WriteConfig("comment=reloaded\nport=1\n");
+  agent.Signal(SIGHUP);
+  EXPECT_TRUE(Eventually([&] { return CommentOf(agent) == "reloaded"; }));
+  EXPECT_TRUE(Holds(agent.Ask("GetInfo").value_or(""), "Port=" + std::to_string(agent.Port())));
+  EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
+}
+
+TEST(Lifecycle, AFailedReloadIsReportedAndNeverOpensTheAgent) {
+  AgentProcess agent;
+  WriteFile(agent.ConfigPath(), "comment=half\npassword=\n");
+  EXPECT_EQ(agent.Ask("ReloadCfg\n"),
+            "300\nFilterMarks has less items than FilterList  Password is not specified!\n"
+            "  Full path to the agent is not specified!\n");
+  EXPECT_EQ(CommentOf(agent), "half") << "what was read is live";
+  const Connection stranger(agent.Port());
+  ASSERT_TRUE(stranger.Send(Packet("GetInfo\r", "")));
+  EXPECT_TRUE(stranger.ClosesWithin(30'000)) << "an empty password admits nobody";
+  EXPECT_EQ(agent.Ask("ReloadApp\n"), "200\nOk\n");
+}
+
+TEST(Lifecycle, ASentSegmentationFaultRestarts) {
+  for (const char* mode : {"-i", "-d"}) {
+    SCOPED_TRACE(mode);
+    AgentProcess agent(Options{.switches = {mode}});
+    ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0; }));
+    agent.WriteConfig("comment=after the crash\n");
+    agent.Signal(SIGSEGV);
+    ASSERT_TRUE(Eventually([&] { return CommentOf(agent) == "after the crash"; }));
+    EXPECT_TRUE(Holds(agent.BadLog(), "]\t zem\t\t Segmentation fault!!\n"));
+    EXPECT_TRUE(Holds(agent.BadLog(), "]\t zem\t\t Restarting..\n"));
+    // Again: the handler is there in the new life too.
+    agent.WriteConfig("comment=after the second\n");
+    ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0; }));
+    agent.Signal(SIGSEGV);
+    EXPECT_TRUE(Eventually([&] { return CommentOf(agent) == "after the second"; }));
+    EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
+  }
+}
+
+TEST(Lifecycle, ThePortIsSwitchedWhileItRuns) {
+  AgentProcess agent;
+  const int old_port = agent.Port();
+  const int new_port = FreePort();
+  EXPECT_EQ(agent.Ask("SetSettings\nPort=" + std::to_string(new_port) + "\n"), "200\n");
+  agent.UsePort(new_port);
+  ASSERT_TRUE(Eventually([&] { return agent.Answers(); }));
+  EXPECT_FALSE(Connection(old_port).IsOpen());
+  EXPECT_TRUE(Holds(agent.OkLog(), "]\t zem\t\t Server port switching .. Ok\n"));
+}
+
+TEST(Lifecycle, APortInUseSendsItBackToTheOldOne) {
+  AgentProcess other;
+  for (const std::string& port : {std::to_string(other.Port()), std::string("70000")}) {
+    AgentProcess agent;
+    EXPECT_EQ(agent.Ask("SetSettings\nPort=" + port + "\n"), "200\n");
+    ASSERT_TRUE(Eventually([&] { return Holds(agent.BadLog(), "Return to original port\n"); }));
+    EXPECT_TRUE(Holds(agent.BadLog(), "Error: cannot open new port for listening\n"));
+    EXPECT_TRUE(Holds(agent.Ask("GetInfo").value_or(""), "Port=" + std::to_string(agent.Port())));
+  }
+}
+
+TEST(Lifecycle, TheConnectionFilterIsLooseOnPurpose) {
+  // The peer is 127.0.0.1: part of 127.0.0.15, and of nothing in the second list.
+  AgentProcess admitted(
+      Options{.config = "filteractive=1\nfiltermarks=01\nfilterlist=10.9.9.9 127.0.0.15\n"});
+  EXPECT_TRUE(admitted.Answers());
+
+  AgentProcess rejecting(Options{.config = "filteractive=1\nfiltermarks=10\n"
+                                           "filterlist=127.0.0.7 127.0.0.1\n",
+                                 .wait_until_listening = false});
+  ASSERT_TRUE(Eventually([&] { return Connection(rejecting.Port(), "127.0.0.7").IsOpen(); }));
+  const Connection rejected(rejecting.Port());
+  EXPECT_TRUE(rejected.ClosesWithin(30'000));
+  EXPECT_TRUE(Holds(rejecting.BadLog(), "]\t 127.0.0.1\t TCP connection rejected\n"));
+  const Connection listed(rejecting.Port(), "127.0.0.7");
+  ASSERT_TRUE(listed.Send(Packet("GetInfo\r")));
+  EXPECT_TRUE(Holds(listed.ReceiveReply().value_or(""), "FailedConnections=1\n"));
+}
+
+TEST(Lifecycle, RejectedConnectionsDoNotUseUpDescriptors) {
+  AgentProcess agent(Options{.config = "filteractive=1\nfiltermarks=1\nfilterlist=127.0.0.7\n",
+                             .wait_until_listening = false,
+                             .before_exec = [] {
+                               const rlimit limit = {256, 256};
+                               setrlimit(RLIMIT_NOFILE, &limit);
+                             }});
+  ASSERT_TRUE(Eventually([&] { return Connection(agent.Port()).IsOpen(); }));
+  size_t descriptors = 0;
+  for (int i = 0; i < 600; ++i) {
+    const Connection rejected(agent.Port());
+    ASSERT_TRUE(rejected.ClosesWithin(30'000)) << i;
+    if (i == 100) descriptors = agent.OpenDescriptors();
+  }
+  EXPECT_LE(agent.OpenDescriptors(), descriptors + 2) << "the ring of parked ones is full by then";
+  const Connection listed(agent.Port(), "127.0.0.7");
+  ASSERT_TRUE(listed.Send(Packet("GetInfo\r")));
+  EXPECT_TRUE(listed.ReceiveReply());
+}
+
+TEST(Lifecycle, MoreSilentPeersThanDescriptorsOnlyDelayTheOthers) {
+  AgentProcess agent(Options{.config = "timeout=3000\n", .before_exec = [] {
+                               const rlimit limit = {64, 64};
+                               setrlimit(RLIMIT_NOFILE, &limit);
+                             }});
+  std::vector<Connection> silent;
+  for (int i = 0; i < 150; ++i) silent.emplace_back(agent.Port());
+  // Waits in the backlog until sessions have been dropped for their silence.
+  EXPECT_TRUE(agent.Answers());
+  EXPECT_FALSE(agent.HasExited());
+}
+
+TEST(Lifecycle, EveryRequestDuringRestartsIsAnsweredWholeOrNotAtAll) {
+  AgentProcess agent;
+  std::atomic<bool> stop{false};
+  std::atomic<int> whole{0};
+  std::atomic<int> torn{0};
+  std::vector<std::thread> askers;
+  for (int i = 0; i < 20; ++i) {
+    askers.emplace_back([&] {
+      while (!stop) {
+        const Connection connection(agent.Port());
+        if (!connection.IsOpen() || !connection.Send(Packet("GetInfo\r"))) continue;
+        const std::string size = connection.Receive(4);
+        if (size.empty()) continue;
+        const auto length = static_cast<unsigned char>(size[0]) +
+                            256U * static_cast<unsigned char>(size.size() > 1 ? size[1] : 0);
+        const bool complete = size.size() == 4 && connection.Receive(length).size() == length;
+        ++(complete ? whole : torn);
+      }
+    });
+  }
+  for (int restart = 0; restart < 5; ++restart) {
+    EXPECT_TRUE(Eventually([&] { return agent.Ask("ReloadApp\n") == "200\nOk\n"; }));
+    EXPECT_TRUE(Eventually([&] { return agent.Answers(); }));
+  }
+  stop = true;
+  for (std::thread& asker : askers) asker.join();
+  EXPECT_EQ(torn, 0);
+  EXPECT_GT(whole, 0);
+}
+
+}  // namespace
+}  // namespace zem::test

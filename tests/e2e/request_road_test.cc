@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// One request from end to end, and every way in which it can be refused.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/utsname.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "e2e/agent_process.h"
+
+namespace zem::test {
+namespace {
+
+using Options = AgentProcess::Options;
+
+TEST(RequestRoad, GetInfoTellsWhatTheAgentIs) {
+  AgentProcess agent(Options{.config = "comment=50% done\nudp=0\nsyslogaction=1\ntimeout=7000\n"});
+  const auto reply = agent.Ask("GetInfo\n");
+  ASSERT_TRUE(reply);
+  const auto lines = Lines(*reply);
+  utsname host;
+  ASSERT_EQ(uname(&host), 0);
+  const std::vector<std::string> expected = {
+      "200",
+      "AgentName=OV Zem Agent",
+      "AgentPlatform=FreeBSD",
+      "AgentVersion=1.32",
+      "AgentDeveloper=Ovrant (https://ovrant.example/)",
+      "Service=0",
+      "Active=0",
+      "ActiveConnections=1",
+      "",  // opened: depends on how often the harness looked
+      "FailedConnections=0",
+      "Available tests=TCP%0D%0AUDP%0D%0AUNC%0D%0AFolder Size%0D%0ACount Files%0D%0A"
+      "File Availability%0D%0AFile Integrity%0D%0AFile Compare%0D%0AText Log%0D%0AProcess%0D%0A"
+      "CPU Usage%0D%0AExternal%0D%0AShell Script%0D%0A",
+      "Enabled tests=1011111111111",
+      "Port=" + std::to_string(agent.Port()),
+      "Timeout=7000",
+      "Comment=50% done",
+      "Available actions=Execute external command%0D%0ATCP/UDP send%0D%0ASyslog%0D%0A",
+      "Enabled actions=001",
+      std::string("HostName=") + host.nodename,
+      std::string("RunningOS=") + host.sysname + " " + host.release + " " + host.version,
+      "OSUpdates=not implemented",
+  };
+  ASSERT_EQ(lines.size(), expected.size()) << *reply;
+  for (size_t i = 0; i < lines.size(); ++i) {
+    if (!expected[i].empty()) {
+      EXPECT_EQ(lines[i], expected[i]);
+    }
+  }
+  EXPECT_EQ(lines[8].rfind("OpenedConnections=", 0), 0U);
+}
+
+TEST(RequestRoad, StatusesOfTheDispatcher) {
+  AgentProcess agent(Options{.config = "tcp=0\nexecuteaction=0\nfoldersize=0\ncountfiles=0\n"
+                                       "fileexists=0\nfilecrc=0\ncomparefiles=0\ntextlog=0\n"
+                                       "manageaddr=10.0.0.1\nupdateaddr=10.0.0.1\nprocess=0\n"});
+  struct Case {
+    const char* request;  // as sent, end mark included where there is one
+    const char* reply;
+  };
+  const Case cases[] = {
+      {"getinfo\n\r", "500\n"},
+      {"\r", "500\n"},
+      {" \t \n\r", "500\n"},
+      {"GetInfo\n", "502\n"},
+      {"", "502\n"},
+      {"NoSuchCommand\r", "500\n"},
+      {"TEST-Ping\n\r", "500\nnot implemented yet\n"},
+      {"TEST-Script\n\r", "500\nnot implemented yet\n"},
+      {"TEST-SNMP\n\r", "500\nnot implemented yet\n"},
+      {"GetDriveList\n\r", "500\nnot implemented yet\n"},
+      {"TEST-DiskSpace\n\r", "500\nNot applicable for UNIX/Linux\n"},
+      {"TEST-Service\r", "500\nNot applicable for UNIX/Linux\n"},
+      {"TEST-NTLog\r", "500\nNot applicable for UNIX/Linux\n"},
+      {"TEST-PerfCounter\r", "500\nNot applicable for UNIX/Linux\n"},
+      {"GetServicesList\r", "500\nNot applicable for UNIX/Linux\n"},
+      {"GetEventLogFiles\r", "500\nNot applicable for UNIX/Linux\n"},
+      {"GetEventLogSources\r", "500\nNot applicable for UNIX/Linux\n"},
+      {"TEST-TCP\n\r", "600\ntest is not allowed\n"},
+      {"TEST-TextLog\n\r", "600\ntest is not allowed\n"},
+      {"GetFilesList\n\r", "600\ntest is not allowed\n"},
+      {"GetProcessesList\n\r", "600\ntest is not allowed\n"},
+      {"ACT-ExternalCmd\n\r", "600\noperation is not allowed\n"},
+      {"QUIT\r", "600\n"},
+      {"ReloadCfg\r", "600\n"},
+      {"ReloadApp\r", "600\n"},
+      {"GetSettings\r", "600\n"},
+      {"SetSettings\nComment=x\n\r", "600\n"},
+      {"UpgradeCode\n1000\n\r", "600\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.request);
+    const Connection connection(agent.Port());
+    ASSERT_TRUE(connection.Send(Packet(c.request)));
+    EXPECT_EQ(connection.ReceiveReply().value_or("(closed)"), c.reply);
+    EXPECT_TRUE(connection.ClosesWithin(30'000));
+  }
+  for (const char* line : {"EndOfTransmission signal missed\n", "Void request received\n",
+                           "Unknown command \"getinfo\"\n"}) {
+    EXPECT_NE(agent.BadLog().find(std::string("\t 127.0.0.1\t ") + line), std::string::npos);
+  }
+}
+
+TEST(RequestRoad, TextLogTestsAreNotThereYet) {
+  AgentProcess agent;
+  EXPECT_EQ(agent.Ask("TEST-TextLog\n"), "500\nnot implemented yet\n");
+  EXPECT_EQ(agent.Ask("TEST-TextLog2\n"), "500\nnot implemented yet\n");
+}
+
+TEST(RequestRoad, MalformedPacketsGetNoAnswerAndHarmNobody) {
+  AgentProcess agent(Options{.switches = {"-i", "-vd"}, .config = "timeout=60000\n"});
+  const std::string good = Packet("GetInfo\r");
+  std::vector<std::string> bad = {
+      Packet("GetInfo\r", "wrong password"),
+      Packet("GetInfo\r", ""),
+      good + "x",
+      std::string(14, '\0'),
+      std::string(14, '\xFF'),
+  };
+  std::string wrong_signature = good;
+  wrong_signature[5] = 0x11;
+  bad.push_back(wrong_signature);
+  // Announces 2 GiB; refused as soon as the header is there.
+  std::string huge = good;
+  huge.replace(0, 4, std::string("\0\0\0\x7F", 4));
+  bad.push_back(huge.substr(0, 14));
+  // Announces a megabyte, but the password that came with it is already wrong.
+  std::string hopeless = Packet("GetInfo\r", "wrong password");
+  hopeless.replace(0, 4, std::string("\0\0\x10\0", 4));
+  bad.push_back(hopeless.substr(0, 30));
+  for (size_t i = 0; i < bad.size(); ++i) {
+    SCOPED_TRACE(i);
+    const Connection connection(agent.Port());
+    ASSERT_TRUE(connection.Send(bad[i]));
+    EXPECT_TRUE(connection.ClosesWithin(30'000));
+  }
+  const std::string log = agent.VerboseLog();
+  EXPECT_NE(log.find("<-- Wrong password or MD5 error\n"), std::string::npos);
+  EXPECT_NE(log.find("<-- TCP packet size: 14\n"), std::string::npos);
+  EXPECT_NE(log.find("<-- ZEM packet size: -1\n"), std::string::npos);
+  EXPECT_NE(log.find("<-- Pswd size: 16\n"), std::string::npos);
+  EXPECT_NE(log.find("<-- Invalid QV request received\n"), std::string::npos);
+  EXPECT_TRUE(agent.Answers());
+}
+
+TEST(RequestRoad, APacketMayArriveInPieces) {
+  AgentProcess agent;
+  const std::string packet = Packet("GetInfo\r");
+  const Connection connection(agent.Port());
+  const int on = 1;
+  setsockopt(connection.Fd(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof(on));
+  for (const char byte : packet) {
+    ASSERT_TRUE(connection.Send(std::string_view(&byte, 1)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_EQ(connection.ReceiveReply().value_or("").substr(0, 4), "200\n");
+}
+
+TEST(RequestRoad, SilenceAndHalfAPacketAreDroppedAfterTheTimeout) {
+  AgentProcess agent(Options{.config = "timeout=2000\n"});
+  const auto begin = std::chrono::steady_clock::now();
+  const Connection silent(agent.Port());
+  const Connection half(agent.Port());
+  ASSERT_TRUE(half.Send(Packet("GetInfo\r").substr(0, 20)));
+  EXPECT_TRUE(agent.Answers());
+  EXPECT_TRUE(silent.ClosesWithin(30'000));
+  EXPECT_TRUE(half.ClosesWithin(30'000));
+  const auto waited = std::chrono::steady_clock::now() - begin;
+  // Whole seconds of the clock: two seconds of time-out end between two and three seconds later.
+  EXPECT_GE(waited, std::chrono::milliseconds(1950));
+  EXPECT_LT(waited, std::chrono::seconds(10));
+}
+
+TEST(RequestRoad, ANegativeTimeoutNeverDropsAnybody) {
+  AgentProcess agent(Options{.config = "timeout=-1\n"});
+  const Connection silent(agent.Port());
+  EXPECT_FALSE(silent.ClosesWithin(2500));
+}
+
+TEST(RequestRoad, TwoHundredRequestsAtOnce) {
+  AgentProcess agent;
+  std::atomic<int> answered{0};
+  std::vector<std::thread> askers;
+  for (int i = 0; i < 200; ++i) {
+    askers.emplace_back([&] {
+      const auto reply = agent.Ask("GetInfo\n");
+      if (reply && Lines(*reply).size() == 20) ++answered;
+    });
+  }
+  for (std::thread& asker : askers) asker.join();
+  EXPECT_EQ(answered, 200);
+  EXPECT_TRUE(Eventually([&] {
+    const auto reply = agent.Ask("GetInfo\n");
+    return reply && reply->find("ActiveConnections=1\n") != std::string::npos;
+  }));
+}
+
+TEST(RequestRoad, LogLinesOfOneRequest) {
+  AgentProcess agent(Options{.switches = {"-i", "-v"}});
+  ASSERT_TRUE(agent.Answers());
+  ASSERT_TRUE(Eventually([&] {
+    return agent.VerboseLog().find("Session closed, wait for next ..\n") != std::string::npos;
+  }));
+  EXPECT_NE(agent.OkLog().find("]\t 127.0.0.1\t TCP connection accepted\n"), std::string::npos);
+  const std::string verbose = agent.VerboseLog();
+  for (const char* line :
+       {"]\t zem\t\t Listening...\n", "]\t 127.0.0.1\t <-- Correct QV request received\n",
+        "]\t 127.0.0.1\t --> request processed (200)\n",
+        "]\t zem\t\t Session closed, wait for next ..\n"}) {
+    EXPECT_NE(verbose.find(line), std::string::npos) << line;
+    EXPECT_NE(agent.Console().find(line), std::string::npos) << line;
+  }
+  EXPECT_EQ(agent.Console().find("<-- TCP packet size"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace zem::test

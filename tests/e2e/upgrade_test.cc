@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The replacement of the agent's own program, end to end.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <string>
+#include <thread>
+
+#include "e2e/agent_process.h"
+#include "protocol/cipher.h"
+#include "protocol/digest.h"
+
+namespace zem::test {
+namespace {
+
+using Options = AgentProcess::Options;
+
+std::string Md5(std::string_view bytes) {
+  RunningMd5 md5;
+  md5.Update(bytes);
+  return std::string(md5.Finish().View());
+}
+
+std::string Enciphered(std::string_view bytes) {
+  return std::string(EncipherText(bytes, kSessionKey).View());
+}
+
+// Lets the agent take in what was sent, so that what follows is a receive of its own.
+void Drain() {
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+}
+
+// The program that the agent runs from is a copy that may be replaced.
+class Upgrade : public testing::Test {
+ protected:
+  void Start(const std::string& mode) {
+    program_ = dir_ / "zem";
+    WriteFile(program_, ReadFile(ProgramPath()));
+    chmod(program_.c_str(), 0755);
+    agent_.emplace(Options{.switches = {mode, "-v"}, .zempath = program_});
+    ASSERT_TRUE(agent_->Answers());
+  }
+
+  // Sends the request and answers what the agent said to it.
+  std::string Announce(const Connection& connection, const std::string& size) {
+    if (!connection.Send(Packet("UpgradeCode\n" + size + "\n\r"))) return "(not sent)";
+    return connection.ReceiveReply().value_or("(closed)");
+  }
+
+  std::string Transfer(const std::string& program, const std::string& trailer) {
+    const Connection connection(agent_->Port());
+    const std::string answer = Announce(connection, std::to_string(program.size()));
+    if (answer != "200\n") return answer;
+    if (!connection.Send(program)) return "(program not sent)";
+    Drain();
+    if (!connection.Send(trailer)) return "(digest not sent)";
+    return connection.ReceiveReply().value_or("(closed)");
+  }
+
+  bool TempIsEmpty() const { return ListDir(agent_->TempPath()).empty(); }
+
+  TempDir dir_;
+  std::string program_;
+  std::optional<AgentProcess> agent_;
+};
+
+TEST_F(Upgrade, TheNewProgramAnswersWithTheSameConfiguration) {
+  // Another build of the program: the same code and a mark at its end.
+  const std::string new_program = ReadFile(ProgramPath()) + "another build";
+  if (new_program.size() >= 0xA00000) GTEST_SKIP() << "an instrumented program is too large";
+  for (const char* mode : {"-i", "-d"}) {
+    SCOPED_TRACE(mode);
+    Start(mode);
+    EXPECT_EQ(Transfer(new_program, Enciphered(Md5(new_program))), "200\n");
+    ASSERT_TRUE(Eventually([&] { return ReadFile(program_) == new_program; }));
+    ASSERT_TRUE(Eventually([&] { return agent_->Answers(); }));
+    EXPECT_NE(agent_->VerboseLog().find("Upgrade request received. Executing..\n"),
+              std::string::npos);
+    EXPECT_FALSE(FileExists(agent_->TempPath() + "/zem__.upd"));
+    EXPECT_EQ(agent_->Ask("QUIT\n"), "200\nOk\n");
+    EXPECT_TRUE(Eventually([&] { return TempIsEmpty(); })) << "the script removes itself";
+    agent_.reset();
+  }
+}
+
+TEST_F(Upgrade, WhatIsRefusedLeavesTheOldAgentAlone) {
+  Start("-i");
+  const std::string program(5000, 'p');
+  const std::string good = Md5(program);
+  EXPECT_EQ(Transfer(program, Enciphered(Md5("other"))), "300\nWrong CRC\n");
+  EXPECT_EQ(Transfer(program, good), "300\nWrong CRC\n") << "the digest has to be enciphered";
+  EXPECT_EQ(Transfer(program, Enciphered(good.substr(0, 15))), "300\nWrong CRC\n");
+  EXPECT_EQ(Transfer(program, Enciphered(good + "x")), "300\nWrong CRC\n");
+  {
+    const Connection cut(agent_->Port());
+    EXPECT_EQ(Announce(cut, "5000"), "200\n");
+    EXPECT_TRUE(cut.Send(program.substr(0, 3000)));
+    const Connection second(agent_->Port());
+    EXPECT_EQ(Announce(second, "5000"), "302\n") << "one at a time";
+    EXPECT_TRUE(second.ClosesWithin(30'000));
+  }
+  EXPECT_TRUE(Eventually([&] { return TempIsEmpty(); })) << "a dropped line frees the slot";
+  // A planted link under the file's name is replaced, never written through.
+  WriteFile(dir_ / "victim", "untouched");
+  ASSERT_EQ(symlink((dir_ / "victim").c_str(), (agent_->TempPath() + "/zem__.upd").c_str()), 0);
+  EXPECT_EQ(Transfer(program, Enciphered(Md5("other"))), "300\nWrong CRC\n");
+  EXPECT_EQ(ReadFile(dir_ / "victim"), "untouched");
+  EXPECT_TRUE(TempIsEmpty());
+  EXPECT_EQ(ReadFile(program_), ReadFile(ProgramPath()));
+  EXPECT_TRUE(agent_->Answers());
+}
+
+TEST_F(Upgrade, SizesAtTheBounds) {
+  Start("-i");
+  for (const char* size : {"101", "10485759", "5000 and more"}) {
+    SCOPED_TRACE(size);
+    EXPECT_TRUE(Eventually([&] {
+      const Connection connection(agent_->Port());
+      return Announce(connection, size) == "200\n";
+    }));
+  }
+  EXPECT_TRUE(Eventually([&] { return TempIsEmpty(); }));
+  for (const char* size : {"10485760", "99999999999999999999", "-5", "", "x"}) {
+    SCOPED_TRACE(size);
+    EXPECT_TRUE(Eventually([&] {
+      const Connection connection(agent_->Port());
+      if (Announce(connection, size) != "501\nWrong file parameter(s)\n") return false;
+      // The session stays open and holds the slot; whatever arrives on it fails and frees it.
+      const Connection second(agent_->Port());
+      EXPECT_EQ(Announce(second, "5000"), "302\n");
+      EXPECT_TRUE(connection.Send("bytes"));
+      EXPECT_EQ(connection.ReceiveReply(), "300\nWrong CRC\n");
+      return true;
+    }));
+  }
+  const Connection last(agent_->Port());
+  EXPECT_EQ(Announce(last, "100"), "501\nWrong file parameter(s)\n");
+  EXPECT_TRUE(TempIsEmpty());
+}
+
+TEST_F(Upgrade, TheDigestMayComeWithTheLastBytesOfTheProgram) {
+  Start("-i");
+  const std::string program(2000, 'q');
+  const Connection connection(agent_->Port());
+  ASSERT_EQ(Announce(connection, "2000"), "200\n");
+  ASSERT_TRUE(connection.Send(program.substr(0, 1990)));
+  Drain();
+  ASSERT_TRUE(connection.Send(program.substr(1990) + Enciphered(Md5("no"))));
+  EXPECT_EQ(connection.ReceiveReply(), "300\nWrong CRC\n");
+}
+
+}  // namespace
+}  // namespace zem::test
