@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "checks/files/file_hash.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <thread>
+
+#include "checks/files/crc32_register.h"
+#include "checks/files/temp_folder.h"
+
+namespace zem {
+namespace {
+
+std::string HashOrError(const std::string& path, HashAlgorithm algorithm) {
+  OvString hash;
+  OvString error;
+  return std::string((HashFile(OvString(path), algorithm, &hash, &error) ? hash : error).View());
+}
+
+// One bit at a time, as the polynomial says.
+uint32_t SlowRegister(std::string_view bytes) {
+  uint32_t value = 0xFFFFFFFF;
+  for (const char byte : bytes) {
+    value ^= static_cast<unsigned char>(byte);
+    for (int bit = 0; bit < 8; ++bit) {
+      value = (value & 1) != 0 ? (value >> 1) ^ 0xEDB88320 : value >> 1;
+    }
+  }
+  return value;
+}
+
+TEST(Crc32Register, EveryWayEqualsTheDefinition) {
+  EXPECT_EQ(UpdateCrc32(0xFFFFFFFF, "123456789"), 0xCBF43926 ^ 0xFFFFFFFF);
+  std::mt19937 random(7);
+  std::string bytes(1100, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(random());
+  for (size_t length = 0; length <= bytes.size(); length += length < 300 ? 1 : 37) {
+    const std::string_view part = std::string_view(bytes).substr(0, length);
+    const uint32_t expected = SlowRegister(part);
+    EXPECT_EQ(UpdateCrc32(0xFFFFFFFF, part), expected) << length;
+    EXPECT_EQ(UpdateCrc32ByTables(0xFFFFFFFF, part), expected) << length;
+    Crc32Register split;
+    split.Update(part.substr(0, length / 3));
+    split.Update(part.substr(length / 3));
+    EXPECT_EQ(split.Value(), expected) << length;
+  }
+}
+
+TEST(FileHash, PublishedVectors) {
+  TempFolder top;
+  WriteFile(top / "digits", "123456789");
+  WriteFile(top / "abc", "abc");
+  EXPECT_EQ(HashOrError(top / "digits", HashAlgorithm::kCrc32), "873187033");
+  EXPECT_EQ(HashOrError(top / "abc", HashAlgorithm::kMd5), "900150983cd24fb0d6963f7d28e17f72");
+  EXPECT_EQ(HashOrError(top / "abc", HashAlgorithm::kSha256),
+            "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  EXPECT_EQ(HashOrError(top / "abc", HashAlgorithm::kSha512),
+            "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a"
+            "2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f");
+}
+
+// The lengths that never could be read, and their neighbours; 327,680 is a multiple of the present
+// block as well.
+TEST(FileHash, MultiplesOf20480AreReadErrors) {
+  TempFolder top;
+  for (const size_t length : {0u, 20480u, 40960u, 327680u, 1u, 20479u, 20481u, 65536u, 327681u}) {
+    const std::string contents(length, 'z');
+    WriteFile(top / "file", contents);
+    const bool refused = length % 20480 == 0;
+    for (int algorithm = 0; algorithm <= 3; ++algorithm) {
+      const std::string hash = HashOrError(top / "file", static_cast<HashAlgorithm>(algorithm));
+      EXPECT_EQ(hash == "Read error", refused) << length;
+      if (algorithm == 0 && !refused) {
+        EXPECT_EQ(hash, std::to_string(SlowRegister(contents)));
+      }
+    }
+  }
+}
+
+TEST(FileHash, NamesThatCannotBeRead) {
+  TempFolder top;
+  mkfifo((top / "pipe").c_str(), 0666);
+  mkdir((top / "folder").c_str(), 0777);
+  WriteFile(top / "secret", "x");
+  chmod((top / "secret").c_str(), 0);
+  EXPECT_EQ(HashOrError("", HashAlgorithm::kMd5), "File is not specified");
+  for (const std::string& path :
+       {top / "missing", top / "pipe", top / "folder", top / std::string("secret\0", 7)}) {
+    EXPECT_EQ(HashOrError(path, HashAlgorithm::kMd5), "Cannot open file") << path;
+  }
+  EXPECT_TRUE(HoldsForPlainUser(
+      [&] { EXPECT_EQ(HashOrError(top / "secret", HashAlgorithm::kMd5), "Cannot open file"); }));
+}
+
+// What the system makes up as it is read tells no size, and is hashed all the same.
+TEST(FileHash, FilesOfTheSystem) {
+  const char* path = "/proc/version";
+  std::ifstream stream(path);
+  const std::string contents{std::istreambuf_iterator<char>(stream), {}};
+  if (contents.empty()) GTEST_SKIP() << "no such file on this system";
+  EXPECT_EQ(HashOrError(path, HashAlgorithm::kCrc32), std::to_string(SlowRegister(contents)));
+}
+
+TEST(FileHash, FileThatShrinksWhileRead) {
+  TempFolder top;
+  const std::string path = top / "file";
+  const std::string large(3'000'001, 'l');
+  WriteFile(path, large);
+  std::atomic<bool> stop = false;
+  std::thread changer([&] {
+    while (!stop) {
+      (void)!truncate(path.c_str(), 1);
+      (void)!truncate(path.c_str(), 3'000'001);
+    }
+  });
+  for (int i = 0; i < 200; ++i) {
+    const std::string hash = HashOrError(path, HashAlgorithm::kMd5);
+    EXPECT_TRUE(hash.size() == 32 || hash == "Read error") << hash;
+  }
+  stop = true;
+  changer.join();
+}
+
+}  // namespace
+}  // namespace zem

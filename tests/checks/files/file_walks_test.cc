@@ -1,0 +1,328 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <atomic>
+#include <cerrno>
+#include <thread>
+
+#include "checks/files/count_files.h"
+#include "checks/files/directory_walker.h"
+#include "checks/files/file_exists.h"
+#include "checks/files/file_macros.h"
+#include "checks/files/folder_size.h"
+#include "checks/files/folder_stack.h"
+#include "checks/files/random_tree.h"
+#include "checks/files/temp_folder.h"
+#include "checks/files/walk_model.h"
+
+namespace zem {
+namespace {
+
+constexpr time_t kNow = 1'700'000'017;
+const std::string kMasks[] = {"*", "*.log", "?",  "data", ".*",      "",
+                              "[", "*\n*",  "a*", "*.*",  "nothing", std::string("*\0", 2)};
+
+std::vector<model::Entry> SearchAll(const std::string& directory, const std::string& mask,
+                                    uint32_t requested) {
+  std::vector<model::Entry> entries;
+  SearchRecord record;
+  for (int found = FindFirst(OvString(directory), OvString(mask), requested, &record); found == 0;
+       found = FindNext(&record)) {
+    entries.push_back({record.name, record.time, record.size, record.attributes});
+  }
+  FindClose(&record);
+  return entries;
+}
+
+double SizeOrFailure(const std::string& path, bool with_subfolders) {
+  return MeasureFolder(OvString(path), with_subfolders).value_or(-1);
+}
+
+int64_t CountOrFailure(const std::string& folder, const std::string& mask,
+                       const CountQuery& query) {
+  return CountFiles(OvString(folder), OvString(mask), query, kNow).value_or(-1);
+}
+
+void ExpectWalksEqualModel(const std::string& folder, const std::string& mask) {
+  for (const bool deep : {false, true}) {
+    const std::string path = folder + "/" + mask;
+    if (path.find('\0') == std::string::npos) {
+      EXPECT_EQ(SizeOrFailure(path, deep), model::FolderSize(path, deep)) << path << deep;
+      EXPECT_EQ(SizeOrFailure(folder, deep), model::FolderSize(folder, deep)) << folder << deep;
+    }
+    for (int mode = 0; mode <= 5; ++mode) {
+      for (const int limit : {0, 2, -1, 100}) {
+        const CountQuery query = {
+            .mode = static_cast<CountMode>(mode), .limit = limit, .with_subfolders = deep};
+        // A mask with a zero byte matches nothing, as an unlikely name does in the model.
+        const std::string model_mask = mask.find('\0') == std::string::npos ? mask : "\x02";
+        EXPECT_EQ(CountOrFailure(folder, mask, query),
+                  model::CountFiles(folder, model_mask, deep, mode, limit, kNow))
+            << folder << " mask " << mask << " deep " << deep << " mode " << mode << " limit "
+            << limit;
+      }
+    }
+  }
+}
+
+void ExpectSearchEqualsModel(const std::string& folder) {
+  for (const uint32_t requested : {63u, 16u, 47u, 61u, 57u, 0u, 127u}) {
+    EXPECT_EQ(SearchAll(folder, "*", requested), model::Search(folder, "*", requested))
+        << folder << " " << requested;
+  }
+  EXPECT_EQ(SearchAll(folder, "*.log", 63), model::Search(folder, "*.log", 63));
+  for (const char* macro :
+       {"/%newestfile%", "/%OldestFile%", "/%NEWESTFOLDER%/%oldestfile%", "/%oldestfolder%/x"}) {
+    const std::string path = folder + macro;
+    EXPECT_EQ(ResolveFileMacros(OvString(path)), model::ResolveMacros(path));
+  }
+}
+
+TEST(FileWalks, EqualTheModelOnRandomTrees) {
+  for (uint32_t seed = 1; seed <= 12; ++seed) {
+    SCOPED_TRACE(seed);
+    TempFolder top;
+    const std::vector<std::string> folders = FillRandomTree(top.Path(), seed, kNow);
+    const auto compare = [&] {
+      for (const std::string& folder : folders) ExpectSearchEqualsModel(folder);
+      for (size_t i = 0; i < folders.size(); i += 5) {
+        for (const std::string& mask : kMasks) ExpectWalksEqualModel(folders[i], mask);
+      }
+    };
+    EXPECT_TRUE(HoldsForPlainUser(compare));
+    if (seed <= 2) compare();  // as the superuser too, where the tests run as one
+  }
+}
+
+TEST(FileWalks, AttributesAndFilter) {
+  TempFolder top;
+  WriteFile(top / "plain", "12345");
+  WriteFile(top / ".hidden", "");
+  WriteFile(top / "readonly", "");
+  mkfifo((top / "pipe").c_str(), 0666);
+  mkdir((top / "folder").c_str(), 0777);
+  ASSERT_EQ(symlink("plain", (top / "link").c_str()), 0);
+  ASSERT_EQ(symlink("folder", (top / "folderlink").c_str()), 0);
+  chmod((top / "plain").c_str(), 0666);
+  chmod((top / "readonly").c_str(), 0444);
+  chmod((top / "pipe").c_str(), 0666);
+  chmod((top / "folder").c_str(), 0777);
+  struct Case {
+    const char* mask;
+    uint32_t requested;
+    uint32_t attributes;  // of the one entry found; 99 = none
+  };
+  const Case cases[] = {
+      {"plain", 0, 0},      {"plain", 63, 0},        {"plain", 16, 0},    {"readonly", 63, 1},
+      {"readonly", 16, 99}, {".hidden", 63, 3},      {".hidden", 61, 99}, {"pipe", 63, 4},
+      {"pipe", 59, 99},     {"folder", 16, 16},      {"folder", 47, 99},  {"link", 63, 99},
+      {"link", 127, 99},    {"folderlink", ~0u, 99}, {"absent", 63, 99},
+  };
+  EXPECT_TRUE(HoldsForPlainUser([&] {
+    for (const Case& c : cases) {
+      const auto found = SearchAll(top.Path(), c.mask, c.requested);
+      EXPECT_EQ(found.empty() ? 99 : found[0].attributes, c.attributes)
+          << c.mask << " " << c.requested;
+    }
+    // A folder that may not be written is itself no answer to a request of 16.
+    for (const auto& entry : SearchAll(top.Path(), "*", 16)) EXPECT_NE(entry.name, ".");
+  }));
+}
+
+TEST(FileWalks, FindFirstTellsWhyAndClosesItself) {
+  TempFolder top;
+  SearchRecord record;
+  EXPECT_EQ(FindFirst(OvString(top / "missing"), "*", 63, &record), ENOENT);
+  EXPECT_EQ(FindFirst(OvString(std::string_view("/\0", 2)), "*", 63, &record), ENOENT);
+  EXPECT_EQ(FindFirst(OvString(top.Path()), "none", 63, &record), -1);
+  EXPECT_EQ(record.handle, nullptr);
+  EXPECT_EQ(FindFirst(OvString(top.Path()), "*", 63, &record), 0);
+  EXPECT_EQ(record.directory, top.Path() + "/");
+  FindClose(&record);
+  FindClose(&record);
+  EXPECT_EQ(FindNext(&record), -1);
+}
+
+// The current directory stands for an empty one. In a process of its own, as the directory is
+// everybody's.
+TEST(FileWalks, EmptyFolderIsTheCurrentOne) {
+  TempFolder top;
+  mkdir((top / "etc").c_str(), 0755);
+  WriteFile(top / "one.log", "12345");
+  WriteFile(top / "etc/two.log", "123");
+  EXPECT_TRUE(HoldsForPlainUser([&] {
+    ASSERT_EQ(chdir(top.Path().c_str()), 0);
+    EXPECT_EQ(SearchAll("", "*", 63), model::Search(top.Path(), "*", 63));
+    EXPECT_EQ(FindFirstMatchingFile("*.log"), "one.log");
+    EXPECT_EQ(ResolveFileMacros("%oldestfolder%/%newestfile%"), "etc/two.log");
+    EXPECT_EQ(SizeOrFailure("*.log", false), 5);
+    // Deliberate: sub-folders of a mask without a folder are looked for in the root.
+    EXPECT_EQ(SizeOrFailure("*.conf", true), model::FolderSize("*.conf", true));
+    EXPECT_GT(SizeOrFailure("*.conf", true), 0);
+    EXPECT_EQ(CountOrFailure("", "*.log", {}), 1);
+  }));
+}
+
+TEST(FileWalks, MaskThatNamesASubfolderMeansThatFolderAlone) {
+  TempFolder top;
+  for (const char* folder : {"a", "a/data", "a/data/deep", "b"}) {
+    mkdir((top / folder).c_str(), 0755);
+  }
+  WriteFile(top / "data.txt", "1");
+  WriteFile(top / "a/other", "22");
+  WriteFile(top / "a/data/in", "333");
+  WriteFile(top / "a/data/deep/in", "4444");
+  WriteFile(top / "b/data", "55555");
+  EXPECT_EQ(SizeOrFailure(top / "data", true), 3 + 4 + 5);
+  EXPECT_EQ(model::FolderSize(top / "data", true), 3 + 4 + 5);
+  // A link of that name is not followed: the tree would have no end.
+  ASSERT_EQ(symlink("..", (top / "b/*").c_str()), 0);
+  EXPECT_EQ(SizeOrFailure(top.Path(), true), 1 + 2 + 3 + 4 + 5);
+  mkdir((top / "a/*").c_str(), 0755);
+  EXPECT_EQ(SizeOrFailure(top.Path(), true), 1 + 5);
+  EXPECT_EQ(model::FolderSize(top / "a/*", true), 0);
+}
+
+TEST(FileWalks, EqualTimesAndTheEpoch) {
+  TempFolder top;
+  for (const char* name : {"x1", "x2", "x3"}) WriteFile(top / name, "");
+  for (const char* name : {"x1", "x2", "x3"}) SetTimes(top / name, 5000);
+  const std::string path = top / "%newestfile%";
+  const std::string first = top / SearchAll(top.Path(), "x*", 63)[0].name;
+  EXPECT_EQ(ResolveFileMacros(OvString(path)), first);
+  EXPECT_EQ(ResolveFileMacros(OvString(top / "%OLDESTfile%.x")), first + ".x");
+  EXPECT_EQ(ResolveFileMacros("%newestfile"), "%newestfile");
+  EXPECT_EQ(ResolveFileMacros(OvString(top / "%%newestfile%")), top / "%%newestfile%");
+  // Dated at the epoch an entry leaves the choice open.
+  for (const char* name : {"x1", "x2", "x3"}) SetTimes(top / name, 0);
+  EXPECT_EQ(ResolveFileMacros(OvString(path)), path);
+  SetTimes(top / "x3", -100);
+  EXPECT_EQ(ResolveFileMacros(OvString(top / "%oldestfile%")),
+            model::ResolveMacros(top / "%oldestfile%"));
+}
+
+size_t OpenDescriptors() {
+  size_t open = 0;
+  for (int fd = 0; fd < 1024; ++fd) open += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
+  return open;
+}
+
+// Deeper than a path can be long, with files on both sides of each way down.
+TEST(FileWalks, DeepTreesNeedFewDescriptors) {
+  constexpr int kDepth = 250;
+  TempFolder top;
+  const std::string name(100, 'd');
+  UniqueFd folder(open(top.Path().c_str(), O_RDONLY | O_DIRECTORY));
+  for (int i = 0; i < kDepth; ++i) {
+    for (const char* leaf : {"a", "z"}) {
+      ASSERT_EQ(mkdirat(folder.Get(), leaf, 0777), 0);
+      const UniqueFd inner(openat(folder.Get(), leaf, O_RDONLY | O_DIRECTORY));
+      const UniqueFd file(openat(inner.Get(), "file", O_WRONLY | O_CREAT, 0666));
+      ASSERT_EQ(write(file.Get(), "123", 3), 3);
+    }
+    ASSERT_EQ(mkdirat(folder.Get(), name.c_str(), 0777), 0);
+    folder.Reset(openat(folder.Get(), name.c_str(), O_RDONLY | O_DIRECTORY));
+  }
+  folder.Reset();
+  rlimit limit;
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit tight = {.rlim_cur = OpenDescriptors() + FolderStack::kOpenFolders + 4,
+                        .rlim_max = limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &tight);
+  EXPECT_EQ(SizeOrFailure(top.Path(), true), kDepth * 2 * 3);
+  EXPECT_EQ(CountOrFailure(top.Path(), "*", {.with_subfolders = true}), kDepth * 2);
+  EXPECT_EQ(
+      CountOrFailure(top.Path(), "*", {.mode = CountMode::kSubFolders, .with_subfolders = true}),
+      kDepth * 3);
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// A folder on the present path is moved away while the walk is below it.
+TEST(FileWalks, FolderMovedDuringTheWalk) {
+  TempFolder top;
+  std::string path = top.Path();
+  constexpr int kDepth = 3 * static_cast<int>(FolderStack::kOpenFolders);
+  for (int i = 0; i < kDepth; ++i) {
+    path += "/d";
+    mkdir(path.c_str(), 0777);
+  }
+  mkdir((top / "elsewhere").c_str(), 0777);
+  FolderStack stack(OpenDirectory(OvString(top.Path())));
+  const auto descend = [&](const char* waiting) {
+    stack.Add("d");
+    stack.Add(waiting);
+    const char* name = stack.Next();
+    ASSERT_STREQ(name, "d");
+    stack.Enter(OpenSubfolder(stack.Descriptor(), name, FollowLink::kNo));
+    ASSERT_NE(stack.Folder(), nullptr);
+  };
+  for (int i = 0; i < kDepth; ++i) descend(i < 10 ? "high" : "low");
+  std::string cut = top.Path();
+  for (int i = 0; i < 12; ++i) cut += "/d";
+  ASSERT_EQ(rename(cut.c_str(), (top / "elsewhere/d").c_str()), 0);
+  // Below the cut all is as before; above it every folder is found again by its name.
+  int low = 0;
+  int high = 0;
+  while (const char* name = stack.Next()) {
+    const bool is_high = std::string(name) == "high";
+    ++(is_high ? high : low);
+    EXPECT_TRUE(!is_high || stack.Depth() <= 10);
+    struct stat here;
+    EXPECT_EQ(fstatat(stack.Descriptor(), ".", &here, 0), 0);
+  }
+  EXPECT_EQ(high, 10);
+  EXPECT_EQ(low, kDepth - 10);
+}
+
+// Folders come, go and turn into links to the way up while walks run; nothing outside is counted
+// and every walk ends.
+TEST(FileWalks, TreeThatChangesUnderTheWalk) {
+  TempFolder top;
+  WriteFile(top / "outside", std::string(1000, 'x'));
+  mkdir((top / "walked").c_str(), 0777);
+  std::atomic<bool> stop = false;
+  std::thread changer([&] {
+    const std::string a = top / "walked/a";
+    while (!stop) {
+      mkdir(a.c_str(), 0777);
+      mkdir((a + "/b").c_str(), 0777);
+      rmdir((a + "/b").c_str());
+      rmdir(a.c_str());
+      (void)!symlink("..", a.c_str());
+      unlink(a.c_str());
+    }
+  });
+  for (int i = 0; i < 2000; ++i) {
+    EXPECT_EQ(SizeOrFailure(top / "walked", true), 0);
+    EXPECT_EQ(CountOrFailure(top / "walked", "*", {.with_subfolders = true}), 0);
+  }
+  stop = true;
+  changer.join();
+}
+
+TEST(FileWalks, ExamineFilePrefersTheLiteralName) {
+  TempFolder top;
+  WriteFile(top / "b1.txt", "1");
+  mkdir((top / "b0.txt").c_str(), 0755);
+  ASSERT_EQ(symlink("b1.txt", (top / "b2.txt").c_str()), 0);
+  struct stat info;
+  OvString path(top / "b*.txt");
+  ASSERT_TRUE(ExamineFile(&path, &info));
+  EXPECT_EQ(path, top / "b1.txt");
+  path = OvString(top / "b2.txt");
+  ASSERT_TRUE(ExamineFile(&path, &info));
+  EXPECT_TRUE(S_ISLNK(info.st_mode));
+  WriteFile(top / "b*.txt", "literal");
+  path = OvString(top / "b*.txt");
+  ASSERT_TRUE(ExamineFile(&path, &info));
+  EXPECT_EQ(info.st_size, 7);
+  for (const std::string& missing : {std::string(), top / "c*", top / "no/b*",
+                                     std::string(5000, 'x'), top / std::string("b1.txt\0", 7)}) {
+    path = OvString(missing);
+    EXPECT_FALSE(ExamineFile(&path, &info)) << missing;
+  }
+}
+
+}  // namespace
+}  // namespace zem
