@@ -25,7 +25,7 @@ constexpr const char* kExecError = "exec error: ";
 void OpenStream(const char* path, int flags, int stream) {
   // What the agent makes is no link, so a link under the name is somebody else's.
   int fd = path == nullptr ? -1 : open(path, flags | O_NOFOLLOW, 0666);
-  if (fd < 0) fd = open(kNullDevice, flags);
+  if (fd < 0) fd = open(kNullDevice, flags & O_ACCMODE);
   if (fd < 0 || fd == stream) return;
   dup2(fd, stream);
   close(fd);

@@ -86,7 +86,7 @@ void CheckShellScript(const AgentRequest& request, const RequestContext& context
   char output_path[512];
   CreatedFile output;
   if (!MakeTempName(output_path, sizeof(output_path), nullptr) ||
-      !output.CreateForOutput(output_path)) {
+      !output.Create(output_path, 0600).IsOpen()) {
     return Refuse(reply, kNoResults);
   }
   OvString command = FillPlaceholder(wanted.command_template, kScriptPlaceholder, script.Path());

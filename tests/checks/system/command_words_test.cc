@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "checks/system/command_words.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace zem {
+namespace {
+
+using Words = std::vector<std::string>;
+
+Words Split(const std::string& line) {
+  const auto words = std::make_unique<CommandWords>(line);
+  Words copy(words->Vector(), words->Vector() + words->Count());
+  EXPECT_EQ(words->Vector()[words->Count()], nullptr);
+  return copy;
+}
+
+// The same rules, one character at a time.
+Words SplitSlowly(const std::string& line) {
+  Words words;
+  std::string word;
+  char state = ' ';  // between words; 'w' in a plain word; or the quote that ends the word
+  for (const char c : line) {
+    if (state == ' ') {
+      if (c == ' ') continue;
+      const bool quote = c == '\'' || c == '"';
+      word = quote ? "" : std::string(1, c);
+      state = quote ? c : 'w';
+    } else if (state == 'w' ? c == ' ' || c == '\t' : c == state) {
+      words.push_back(word);
+      state = ' ';
+    } else {
+      word += c;
+    }
+  }
+  if (state != ' ') words.push_back(word);
+  return words;
+}
+
+TEST(CommandWords, AgreesWithASlowModelOnEveryShortLine) {
+  const std::string alphabet = "ab \t'\"";
+  for (int length = 0; length <= 6; ++length) {
+    std::vector<size_t> digits(static_cast<size_t>(length), 0);
+    for (bool more = true; more;) {
+      std::string line;
+      for (const size_t digit : digits) line += alphabet[digit];
+      ASSERT_EQ(Split(line), SplitSlowly(line)) << "line: [" << line << "]";
+      more = false;
+      for (size_t& digit : digits) {
+        digit = (digit + 1) % alphabet.size();
+        more = digit != 0;
+        if (more) break;
+      }
+    }
+  }
+}
+
+TEST(CommandWords, SplitsWhatAdministratorsWrite) {
+  const struct {
+    const char* line;
+    Words words;
+  } cases[] = {
+      {"prog 'a b' \"c d\" e", {"prog", "a b", "c d", "e"}},
+      {"prog it's \"it's\" d\"q", {"prog", "it's", "it's", "d\"q"}},
+      {"prog 'the rest of it \"", {"prog", "the rest of it \""}},
+      {"prog '' x", {"prog", "", "x"}},
+      {"prog 'a'b", {"prog", "a", "b"}},
+      {"a\tb \tc\t\td", {"a", "b", "\tc", "\td"}},
+      {"  $HOME *.c \\n ", {"$HOME", "*.c", "\\n"}},
+      {"   ", {}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Split(c.line), c.words) << c.line;
+}
+
+TEST(CommandWords, StopsAtTwentyThreeWords) {
+  std::string line;
+  for (int i = 1; i <= 30; ++i) line += std::to_string(i) + " ";
+  const Words words = Split(line);
+  ASSERT_EQ(words.size(), 23u);
+  EXPECT_EQ(words.back(), "23");
+  EXPECT_EQ(Split(line.substr(0, line.find("24"))).size(), 23u);
+}
+
+TEST(CommandWords, KeepsItsTextsInOneKilobyteWithTheirZeros) {
+  EXPECT_EQ(Split(std::string(1023, 'x')).size(), 1u);
+  EXPECT_EQ(Split(std::string(1024, 'x')).size(), 0u);
+  // 500 + 1 + 522 + 1 fit to the byte; the word that does not fit ends the line, also for a
+  // shorter one behind it.
+  const std::string first(500, 'x');
+  EXPECT_EQ(Split(first + " " + std::string(522, 'y')).size(), 2u);
+  EXPECT_EQ(Split(first + " " + std::string(523, 'y') + " z").size(), 1u);
+  EXPECT_EQ(Split(first + " " + std::string(522, 'y') + " ''").size(), 2u);
+}
+
+}  // namespace
+}  // namespace zem

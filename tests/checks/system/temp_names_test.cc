@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "checks/system/temp_names.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+#include <set>
+#include <thread>
+
+#include "checks/system/scratch.h"
+
+namespace zem {
+namespace {
+
+struct FreshName {
+  int64_t id = 0;
+  int64_t suffix = 0;
+};
+
+FreshName TakeFreshName() {
+  char path[512];
+  EXPECT_TRUE(MakeTempName(path, sizeof(path), nullptr));
+  FreshName name;
+  EXPECT_EQ(sscanf(strrchr(path, '/'), "/tmp-%" SCNd64 "-%" SCNd64, &name.id, &name.suffix), 2)
+      << path;
+  return name;
+}
+
+TEST(TempNames, IdentifiersCarryTheProcessInTheirUpperHalfOf32Bits) {
+  const int64_t id = NextTempId();
+  // 32 bits, signed: the text of a name shows it.
+  EXPECT_LE(id, int64_t{0x7fffffff} + 0xffff);
+  EXPECT_GE(id, -int64_t{0x80000000});
+  EXPECT_EQ(static_cast<uint32_t>(id) >> 16, static_cast<uint32_t>(getpid()) & 0xffff);
+  EXPECT_EQ(NextTempId(), id + 1);
+  // A process number of 40,000 gives negative ones: see it in a child of that kind of number.
+  EXPECT_EQ(id < 0, (getpid() & 0x8000) != 0);
+}
+
+TEST(TempNames, AreUniqueAcrossThreads) {
+  const Scratch scratch;
+  std::vector<std::vector<int64_t>> taken(8);
+  std::vector<std::thread> threads;
+  for (auto& mine : taken) {
+    threads.emplace_back([&mine] {
+      for (int i = 0; i < 500; ++i) mine.push_back(i % 2 == 0 ? NextTempId() : TakeFreshName().id);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  std::set<int64_t> all;
+  for (const auto& mine : taken) all.insert(mine.begin(), mine.end());
+  EXPECT_EQ(all.size(), 8u * 500u);
+}
+
+TEST(TempNames, StandInTheTemporaryDirectory) {
+  char path[512];
+  Scratch::Use("/var/tmp");
+  ASSERT_TRUE(MakeTempName(path, sizeof(path), nullptr));
+  EXPECT_EQ(std::string(path).rfind("/var/tmp/tmp-", 0), 0u) << path;
+  ASSERT_TRUE(MakeTempName(path, sizeof(path), "given.txt"));
+  EXPECT_STREQ(path, "/var/tmp/given.txt");
+  unsetenv("TMPDIR");
+  setenv("TMP", "/other", 1);
+  ASSERT_TRUE(MakeTempName(path, sizeof(path), "n"));
+  EXPECT_STREQ(path, "/other/n");
+  unsetenv("TMP");
+  ASSERT_TRUE(MakeTempName(path, sizeof(path), "n"));
+  EXPECT_STREQ(path, "./n");
+}
+
+TEST(TempNames, RefuseABufferWithoutRoomForAName) {
+  char path[64] = "untouched";
+  EXPECT_FALSE(MakeTempName(nullptr, 512, nullptr));
+  EXPECT_FALSE(MakeTempName(path, 15, "x"));
+  EXPECT_FALSE(MakeTempName(path, -1, "x"));
+  EXPECT_STREQ(path, "untouched");
+  // Directory and "/" make 20 bytes; 16 more have to fit.
+  Scratch::Use("/a-directory-with-19");
+  ASSERT_EQ(strlen(getenv("TMPDIR")) + 1, 21u);
+  EXPECT_FALSE(MakeTempName(path, 36, "x"));
+  EXPECT_STREQ(path, "");
+  ASSERT_TRUE(MakeTempName(path, 37, "a-long-name-that-is-cut"));
+  EXPECT_STREQ(path, "/a-directory-with-19/a-long-name-tha");
+  Scratch::Use("/" + std::string(2000, 'd'));
+  EXPECT_FALSE(MakeTempName(path, sizeof(path), "x"));
+  EXPECT_STREQ(path, "");
+}
+
+TEST(TempNames, TryNineteenHundredNinetyNineCandidatesAndNoMore) {
+  const Scratch scratch;
+  const FreshName last = TakeFreshName();
+  const std::string prefix = scratch.Temp() + "/tmp-" + std::to_string(last.id + 1) + "-";
+  const auto occupy = [&](int64_t suffix) {
+    std::ofstream(prefix + std::to_string(suffix)) << "taken";
+  };
+  // A folder of the candidate's name is no regular file and does not count.
+  for (int64_t i = 2; i <= 1999; ++i) occupy(last.suffix + i);
+  std::filesystem::create_directory(prefix + std::to_string(last.suffix + 1));
+  char path[512];
+  ASSERT_TRUE(MakeTempName(path, sizeof(path), nullptr));
+  EXPECT_EQ(path, prefix + std::to_string(last.suffix + 1));
+
+  const std::string next = scratch.Temp() + "/tmp-" + std::to_string(last.id + 2) + "-";
+  for (int64_t i = 2; i <= 2000; ++i) {
+    std::ofstream(next + std::to_string(last.suffix + i)) << "taken";
+  }
+  EXPECT_FALSE(MakeTempName(path, sizeof(path), nullptr));
+  EXPECT_STREQ(path, "");
+}
+
+}  // namespace
+}  // namespace zem
