@@ -54,7 +54,9 @@ void PutFlagDigit(std::string_view digit, const ConfigLine& parsed, OvString* li
     line->Resize(line->Length())[parsed.value_offset] = digit.front();
     return;
   }
-  const OvString rest = line->Substring(parsed.equals + 2, line->Length());
+  // Only blanks and the line end stand behind; one blank makes room where the line is full.
+  const bool full = line->Length() >= kLongestConfigLine;
+  const OvString rest = line->Substring(parsed.equals + (full ? 3 : 2), line->Length());
   line->Truncate(parsed.equals + 1);
   line->Append(digit).Append(rest);
 }

@@ -7,6 +7,7 @@
 #define ZEM_PROTOCOL_DIGEST_H_
 
 #include <nettle/md5.h>
+#include <nettle/sha2.h>
 
 #include <array>
 #include <cstddef>
@@ -19,6 +20,8 @@ namespace zem {
 
 inline constexpr size_t kMd5Bytes = 16;
 inline constexpr size_t kSha1Bytes = 20;
+inline constexpr size_t kSha256Bytes = 32;
+inline constexpr size_t kSha512Bytes = 64;
 
 using Sha1Digest = std::array<uint8_t, kSha1Bytes>;
 
@@ -37,6 +40,27 @@ class RunningMd5 {
 
  private:
   md5_ctx context_;
+};
+
+// The same for the longer digests: 32 and 64 bytes.
+class RunningSha256 {
+ public:
+  RunningSha256() { sha256_init(&context_); }
+  void Update(std::string_view bytes);
+  OvString Finish();
+
+ private:
+  sha256_ctx context_;
+};
+
+class RunningSha512 {
+ public:
+  RunningSha512() { sha512_init(&context_); }
+  void Update(std::string_view bytes);
+  OvString Finish();
+
+ private:
+  sha512_ctx context_;
 };
 
 // Compares in a time that depends on the lengths alone.

@@ -23,8 +23,8 @@ bool IsBlank(char byte) {
 
 }  // namespace
 
-OvString::OvString(const OvString& other) {
-  if (other.fixed_) *this = Fixed(other.Capacity());
+OvString::OvString(const OvString& other)
+    : OvString(other.fixed_ ? Fixed(other.Capacity()) : OvString()) {
   Assign(other);
 }
 
@@ -41,13 +41,13 @@ OvString& OvString::operator=(const OvString& other) {
 
 OvString& OvString::operator=(OvString&& other) noexcept {
   if (this == &other) return *this;
-  // An allocated fixed string keeps its limit, so its text has to be cut rather than adopted.
-  if (fixed_) return Assign(other);
+  // A string keeps its form: a fixed one has to cut the text rather than adopt the buffer, and a
+  // growable one must not take over another's limit with it.
+  if (fixed_ || other.fixed_) return Assign(other);
   Release();
   buffer_ = std::exchange(other.buffer_, nullptr);
   length_ = std::exchange(other.length_, 0);
   size_ = std::exchange(other.size_, 0);
-  fixed_ = std::exchange(other.fixed_, false);
   return *this;
 }
 

@@ -19,12 +19,17 @@ namespace {
 
 }  // namespace
 
-OvString SystemErrorText(int error_number) {
+const char* SystemErrorText(int error_number, char* buffer, size_t size) {
   const int saved = errno;
-  char buffer[1024] = "";
-  OvString text(TextOf(strerror_r(error_number, buffer, sizeof(buffer)), buffer));
+  buffer[0] = '\0';
+  const char* text = TextOf(strerror_r(error_number, buffer, size), buffer);
   errno = saved;
   return text;
+}
+
+OvString SystemErrorText(int error_number) {
+  char buffer[1024];
+  return SystemErrorText(error_number, buffer, sizeof(buffer));
 }
 
 }  // namespace zem

@@ -1,0 +1,110 @@
+# SPDX-License-Identifier: BSD-2-Clause
+# Where everything goes. Paths follow GNUInstallDirs; what the agent needs in its settings, in the
+# unit and in the rc script is filled in from the same variables, so that they cannot disagree.
+#
+# Components: zem-agent and zem-client, the two packages of cmake/ZemPackage.cmake.
+
+include(GNUInstallDirs)
+
+get_filename_component(ZEM_ROOT "${CMAKE_CURRENT_LIST_DIR}/.." ABSOLUTE)
+set(ZEM_OUT "${PROJECT_BINARY_DIR}")
+
+option(ZEM_INSTALL_SERVICE "Install the service of the system (systemd unit or rc.d script)" ON)
+
+if(CMAKE_SYSTEM_NAME STREQUAL "FreeBSD")
+  set(state_default /var/db/zem)
+  set(pid_default /var/run/zem/zem.pid)
+  set(plugin_default ${CMAKE_INSTALL_LIBEXECDIR}/nagios)
+else()
+  set(state_default /var/lib/zem)
+  set(pid_default /run/zem/zem.pid)
+  set(plugin_default lib/nagios/plugins)
+endif()
+set(ZEM_STATEDIR ${state_default} CACHE PATH "Home of the agent, with its temporary folder")
+set(ZEM_LOGDIR /var/log/zem CACHE PATH "Folder of the logs")
+set(ZEM_PIDFILE ${pid_default} CACHE FILEPATH "Pid file of the daemon mode")
+set(ZEM_PLUGINDIR ${plugin_default} CACHE PATH "Folder of the monitoring plugins")
+set(ZEM_SYSTEMD_UNITDIR lib/systemd/system CACHE PATH "Folder of systemd units")
+
+set(ZEM_SBINDIR ${CMAKE_INSTALL_FULL_SBINDIR})
+set(ZEM_BINDIR ${CMAKE_INSTALL_FULL_BINDIR})
+set(ZEM_LIBEXECDIR ${CMAKE_INSTALL_FULL_LIBEXECDIR}/zem)
+set(ZEM_CONFDIR ${CMAKE_INSTALL_FULL_SYSCONFDIR}/zem)
+set(ZEM_DATADIR ${CMAKE_INSTALL_FULL_DATADIR}/zem)
+set(ZEM_DEFAULTSDIR ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default)
+
+set(examples_dir ${CMAKE_INSTALL_DOCDIR}/examples)
+set(x_bits OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
+# ---- The settings. The tests load this file too: its place in the build folder is fixed.
+configure_file(${ZEM_ROOT}/etc/zem.cfg.sample.in ${ZEM_OUT}/etc/zem.cfg.sample @ONLY)
+
+# ---- The agent
+if(TARGET zem)
+  install(TARGETS zem RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT zem-agent)
+endif()
+install(FILES ${ZEM_ROOT}/scripts/agent/zem-proccount ${ZEM_ROOT}/scripts/agent/zem-proclist
+              ${ZEM_ROOT}/scripts/agent/zem-cpuusage
+  DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/zem PERMISSIONS ${x_bits} COMPONENT zem-agent)
+install(FILES ${ZEM_ROOT}/man/zem.8
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT zem-agent)
+install(FILES ${ZEM_ROOT}/man/zem.cfg.5 ${ZEM_ROOT}/man/zem-scripts.5
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT zem-agent)
+# The papers; those that this tree does not hold (yet) are left out.
+foreach(paper README.md CHANGELOG.md docs/architecture.md docs/protocol.md docs/security.md
+        docs/troubleshooting.md docs/performance.md)
+  install(FILES ${ZEM_ROOT}/${paper} DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    COMPONENT zem-agent OPTIONAL)
+endforeach()
+
+# ---- The client; check_zem is the same program under the name that makes it a plugin.
+if(TARGET zemctl)
+  install(TARGETS zemctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT zem-client)
+  install(FILES ${ZEM_ROOT}/man/zemctl.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT zem-client)
+  file(RELATIVE_PATH client_from_plugins
+    ${CMAKE_INSTALL_PREFIX}/${ZEM_PLUGINDIR} ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/zemctl)
+  file(MAKE_DIRECTORY ${ZEM_OUT}/links)
+  file(CREATE_LINK ${client_from_plugins} ${ZEM_OUT}/links/check_zem SYMBOLIC)
+  install(FILES ${ZEM_OUT}/links/check_zem
+    DESTINATION ${ZEM_PLUGINDIR} COMPONENT zem-client)
+endif()
+
+# ---- The system's own files
+if(CMAKE_SYSTEM_NAME STREQUAL "FreeBSD")
+  install(FILES ${ZEM_OUT}/etc/zem.cfg.sample DESTINATION ${ZEM_CONFDIR} COMPONENT zem-agent)
+  # A package brings a sample that it copies once, so that an upgrade overwrites nobody's changes.
+  set(newsyslog_name zem.conf.sample)
+  if(ZEM_INSTALL_SERVICE)
+    set(newsyslog_name zem.conf)
+    # The port's template serves here as well: one rc script, whoever installs it.
+    file(READ ${ZEM_ROOT}/packaging/freebsd/port/files/zem.in rc_script)
+    string(REPLACE "%%PREFIX%%" "${CMAKE_INSTALL_PREFIX}" rc_script "${rc_script}")
+    file(WRITE ${ZEM_OUT}/packaging/rc.d/zem "${rc_script}")
+    install(FILES ${ZEM_OUT}/packaging/rc.d/zem
+      DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/rc.d PERMISSIONS ${x_bits} COMPONENT zem-agent)
+  endif()
+  install(FILES ${ZEM_ROOT}/packaging/freebsd/newsyslog/zem.conf RENAME ${newsyslog_name}
+    DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/newsyslog.conf.d COMPONENT zem-agent)
+else()
+  set(generated ${ZEM_OUT}/packaging)
+  configure_file(${ZEM_ROOT}/packaging/systemd/zem.service.in ${generated}/zem.service @ONLY)
+  configure_file(${ZEM_ROOT}/packaging/sysusers/zem.conf.in ${generated}/sysusers/zem.conf @ONLY)
+  configure_file(${ZEM_ROOT}/packaging/tmpfiles/zem.conf.in ${generated}/tmpfiles/zem.conf @ONLY)
+  configure_file(${ZEM_ROOT}/packaging/logrotate/zem.in ${generated}/logrotate/zem @ONLY)
+  # Not in the configuration folder: the server rewrites the settings, so the package must not own
+  # them. They are made once from this sample.
+  install(FILES ${ZEM_OUT}/etc/zem.cfg.sample DESTINATION ${CMAKE_INSTALL_DATADIR}/zem
+    COMPONENT zem-agent)
+  install(FILES ${generated}/logrotate/zem
+    DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/logrotate.d COMPONENT zem-agent)
+  file(GLOB drop_ins ${ZEM_ROOT}/packaging/systemd/drop-ins/*.conf)
+  install(FILES ${drop_ins} DESTINATION ${examples_dir} COMPONENT zem-agent)
+  if(ZEM_INSTALL_SERVICE)
+    install(FILES ${generated}/zem.service DESTINATION ${ZEM_SYSTEMD_UNITDIR} COMPONENT zem-agent)
+    install(FILES ${generated}/sysusers/zem.conf DESTINATION lib/sysusers.d COMPONENT zem-agent)
+    install(FILES ${generated}/tmpfiles/zem.conf DESTINATION lib/tmpfiles.d COMPONENT zem-agent)
+    install(FILES ${ZEM_ROOT}/packaging/debian/default RENAME zem
+      DESTINATION ${ZEM_DEFAULTSDIR} COMPONENT zem-agent)
+  endif()
+endif()

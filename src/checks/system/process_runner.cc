@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "checks/system/process_runner.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <vector>
+
+#include "checks/system/child_process.h"
+#include "checks/system/command_words.h"
+#include "checks/system/pause.h"
+#include "core/mutex.h"
+#include "core/unique_fd.h"
+#include "text/file_info.h"
+
+namespace zem {
+
+namespace {
+
+constexpr const char* kForkError = "fork error";
+constexpr const char* kExecError = "exec error";
+constexpr const char* kAbnormalTermination = "abnormal termination";
+constexpr const char* kCannotTerminate = "cannot terminate process";
+
+constexpr int kExecFailureStatus = 255;
+constexpr int kLongestReason = 254;
+constexpr int64_t kLongestPollMs = 1000;
+
+bool Fail(OvString* error, std::string_view text) {
+  *error = text;
+  return false;
+}
+
+// Children that could be neither killed nor waited for: they belong to another user by now. Each
+// later run looks whether they have ended, so that they do not stay as zombies.
+class LeftChildren {
+ public:
+  void Add(pid_t child) {
+    MutexLock lock(&lock_);
+    children_.push_back(child);
+  }
+  void Reap() {
+    MutexLock lock(&lock_);
+    std::erase_if(children_, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
+  }
+
+ private:
+  Mutex lock_;
+  std::vector<pid_t> children_ ZEM_GUARDED_BY(lock_);
+};
+
+LeftChildren& Left() {
+  static LeftChildren& left = *new LeftChildren;  // never destroyed: sessions outlive main
+  return left;
+}
+
+// Blocks, or asks once. True when the child has ended, and was reaped, or is none of ours.
+bool HasEnded(pid_t child, bool block, int* status) {
+  for (;;) {
+    const pid_t ended = waitpid(child, status, block ? 0 : WNOHANG);
+    if (ended == 0) return false;
+    if (ended == child) return true;
+    if (errno != EINTR) {
+      *status = SIGKILL;  // nothing is known but that it is gone
+      return true;
+    }
+  }
+}
+
+// Takes the reason out of the file and removes it. Nobody but the child should have made it; a
+// link or a pipe under the name is not read.
+OvString TakeReason(const char* path) {
+  OvString reason;
+  const UniqueFd fd(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (fd.IsOpen()) {
+    char text[kLongestReason];
+    const ssize_t length = read(fd.Get(), text, sizeof(text));
+    const std::string_view all(text, length > 0 ? static_cast<size_t>(length) : 0);
+    reason = all.substr(0, all.find('\n'));
+  }
+  (void)RemoveFile(path);  // somebody else's file in a sticky folder stays
+  return reason;
+}
+
+bool ReportEnd(int status, const char* reason_path, int32_t* exit_code, OvString* error) {
+  if (!WIFEXITED(status)) return Fail(error, kAbnormalTermination);
+  if (WEXITSTATUS(status) == kExecFailureStatus && IsRegularFile(reason_path)) {
+    const OvString reason = TakeReason(reason_path);
+    return Fail(error, reason.IsEmpty() ? kExecError : reason.View());
+  }
+  *exit_code = WEXITSTATUS(status);
+  return true;
+}
+
+// Gives the program one second to fail.
+bool LookOnce(pid_t child, const char* reason_path, int32_t* exit_code, OvString* error) {
+  *exit_code = 0;
+  PauseMilliseconds(1000);
+  int status = 0;
+  // Deliberate: a program that runs on is never asked for again and becomes a zombie when it
+  // ends; whoever starts programs this way is told so in the manual.
+  if (!HasEnded(child, false, &status)) return true;
+  if (status >> 8 == kExecFailureStatus && IsRegularFile(reason_path)) {
+    (void)TakeReason(reason_path);
+    return Fail(error, kExecError);
+  }
+  *exit_code = status >> 8;  // deliberate: an end by a signal reads as 0 here
+  return true;
+}
+
+timespec Now() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now;
+}
+
+// Counted from the start itself, not between two readings of a clock cut to seconds: looking more
+// often than once a second, those would end a program up to a second early.
+int64_t WholeSecondsSince(const timespec& start) {
+  const timespec now = Now();
+  return int64_t{now.tv_sec} - start.tv_sec - (now.tv_nsec < start.tv_nsec ? 1 : 0);
+}
+
+// Kills the whole group, then the child, which may not lead a group yet; what became of the child
+// decides. Neither is reaped so far, so both numbers still mean what they meant.
+bool Kill(pid_t child) {
+  (void)kill(-child, SIGKILL);
+  return kill(child, SIGKILL) == 0;
+}
+
+bool WaitWithLimit(pid_t child, int32_t timeout_ms, const char* reason_path, int32_t* exit_code,
+                   OvString* error) {
+  const timespec start = Now();
+  int64_t pause_ms = 1;
+  int status = 0;
+  bool block = timeout_ms == 0;
+  while (!HasEnded(child, block, &status)) {
+    // Deliberate: whole seconds count, and they must exceed the limit, so a limit of 8,000 ms ends
+    // the program after 9 seconds and one of 500 after 1. A limit below 0 has passed already.
+    if (WholeSecondsSince(start) * 1000 > timeout_ms) {
+      if (!Kill(child)) {
+        Left().Add(child);
+        return Fail(error, kCannotTerminate);
+      }
+      block = true;  // it is about to end
+    } else {
+      PauseMilliseconds(pause_ms);
+      pause_ms = std::min(pause_ms * 2, kLongestPollMs);
+    }
+  }
+  return ReportEnd(status, reason_path, exit_code, error);
+}
+
+}  // namespace
+
+bool RunProcess(const char* command_line, const char* working_directory, const char* input_file,
+                const char* output_file, const char* error_file, int32_t timeout_ms,
+                int32_t* exit_code, OvString* error) {
+  const CommandWords words(command_line);
+  error->Clear();
+  Left().Reap();
+  ExecFailureFile failure_file;
+  ChildPlan plan;
+  plan.words = words.Vector();
+  plan.failure_status = kExecFailureStatus;
+  plan.on_its_own = true;
+  plan.input_file = input_file;
+  plan.output_file = output_file;
+  plan.error_file = error_file;
+  plan.working_directory = working_directory;
+  plan.failure_file = &failure_file;
+  const pid_t child = StartChild(plan);
+  if (child < 0) return Fail(error, kForkError);
+  failure_file.Complete(child);
+  if (timeout_ms == kDoNotWait) return LookOnce(child, failure_file.Path(), exit_code, error);
+  return WaitWithLimit(child, timeout_ms, failure_file.Path(), exit_code, error);
+}
+
+bool RunQuietProcess(const char* command_line, const char* working_directory, int32_t timeout_ms,
+                     int32_t* exit_code, OvString* error) {
+  constexpr const char* kNull = "/dev/null";
+  return RunProcess(command_line, working_directory, kNull, kNull, kNull, timeout_ms, exit_code,
+                    error);
+}
+
+}  // namespace zem

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Starts an outside program and waits for it, with a time limit.
+//
+// Shapes:  the command line is split into words (see command_words.h), no shell; the exit code is
+//          0 to 255. Stream files and the working directory may be null.
+// Units:   time limit in milliseconds; -1 = start and do not wait, 0 = no limit.
+// Errors:  false and one line in *error, which is emptied on entry; *exit_code then keeps what it
+//          held.
+// Threads: any; blocks the caller. Every child is reaped, except one that is started without
+//          waiting and outlives the first second.
+
+#ifndef ZEM_CHECKS_SYSTEM_PROCESS_RUNNER_H_
+#define ZEM_CHECKS_SYSTEM_PROCESS_RUNNER_H_
+
+#include <cstdint>
+
+#include "text/ovstring.h"
+
+namespace zem {
+
+inline constexpr int32_t kDoNotWait = -1;
+
+// The stream files are found from the agent's own folder, not from the working directory.
+[[nodiscard]] bool RunProcess(const char* command_line, const char* working_directory,
+                              const char* input_file, const char* output_file,
+                              const char* error_file, int32_t timeout_ms, int32_t* exit_code,
+                              OvString* error);
+
+// The same with all three streams on /dev/null.
+[[nodiscard]] bool RunQuietProcess(const char* command_line, const char* working_directory,
+                                   int32_t timeout_ms, int32_t* exit_code, OvString* error);
+
+}  // namespace zem
+
+#endif  // ZEM_CHECKS_SYSTEM_PROCESS_RUNNER_H_

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "core/process_control.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <ctime>
+#include <thread>
+
+#include "core/scratch.h"
+#include "core/unique_fd.h"
+
+namespace zem {
+namespace {
+
+TEST(ProcessControl, ASessionsRequestsAreRaisedAsItCloses) {
+  ProcessControl control;
+  control.SessionOpened();
+  control.SessionOpened();
+  control.SessionOpened();
+  control.ConnectionRejected();
+  control.SessionClosed({});
+  EXPECT_FALSE(control.TerminateRequested() || control.RestartRequested());
+  control.SessionClosed({.restart = true});
+  EXPECT_TRUE(control.RestartRequested());
+  EXPECT_FALSE(control.TerminateRequested());
+  EXPECT_EQ(control.Counters().active, 1);
+  EXPECT_EQ(control.Counters().opened, 3);
+  EXPECT_EQ(control.Counters().rejected, 1);
+
+  EXPECT_TRUE(control.ClaimUpgradeSlot());
+  EXPECT_FALSE(control.ClaimUpgradeSlot());
+  control.SetUpgradePath("/tmp/x");
+  EXPECT_FALSE(control.UpgradeRequested());
+  control.SessionClosed({});
+  EXPECT_TRUE(control.UpgradeRequested());
+  control.ClearUpgrade();
+  EXPECT_FALSE(control.UpgradeRequested());
+  EXPECT_EQ(control.UpgradePath(), "");
+  EXPECT_TRUE(control.ClaimUpgradeSlot());
+}
+
+TEST(ProcessControl, NoReplyBeginsOnceTheyAreStoppedAndTheStopWaits) {
+  ProcessControl control;
+  ASSERT_TRUE(control.BeginReply());
+  std::atomic<bool> ended{false};
+  std::thread session([&] {
+    // The second try to begin tells that the stop has started: now it has to wait for the first.
+    while (control.BeginReply()) control.EndReply();
+    usleep(50000);
+    ended = true;
+    control.EndReply();
+  });
+  control.StopReplies(5);
+  EXPECT_TRUE(ended);
+  session.join();
+  EXPECT_FALSE(control.BeginReply());
+  control.ResumeReplies();
+  EXPECT_TRUE(control.BeginReply());
+  const time_t start = time(nullptr);
+  control.StopReplies(1);  // gives up on a reply that never ends
+  EXPECT_LE(time(nullptr) - start, 3);
+}
+
+TEST(ProcessControl, WakeUpsAreSeenAndTakenBack) {
+  ProcessControl control;
+  ASSERT_TRUE(control.OpenWakeUp());
+  const auto readable = [&control] {
+    pollfd wait = {.fd = control.WakeUpFd(), .events = POLLIN, .revents = 0};
+    return poll(&wait, 1, 0) == 1;
+  };
+  EXPECT_FALSE(readable());
+  for (int i = 0; i < 100000; ++i) control.WakeMainThread();  // a full pipe never blocks
+  EXPECT_TRUE(readable());
+  control.DrainWakeUp();
+  EXPECT_FALSE(readable());
+  EXPECT_NE(fcntl(control.WakeUpFd(), F_GETFD) & FD_CLOEXEC, 0);
+  EXPECT_NE(fcntl(control.WakeUpWriteFd(), F_GETFD) & FD_CLOEXEC, 0);
+}
+
+TEST(UniqueFd, FilesAreMadeExclusivelyAndNotThroughLinks) {
+  const Scratch scratch;
+  scratch.Write("there", "untouched");
+  ASSERT_EQ(symlink(scratch.Path("dangling").c_str(), scratch.Path("link").c_str()), 0);
+  EXPECT_FALSE(CreateExclusively(OvString(scratch.Path("there")), 0600).IsOpen());
+  EXPECT_FALSE(CreateExclusively(OvString(scratch.Path("link")), 0600).IsOpen());
+  EXPECT_FALSE(CreateExclusively(OvString(scratch.Path("a")).Append('\0'), 0600).IsOpen());
+  EXPECT_FALSE(scratch.Exists("dangling") || scratch.Exists("a"));
+  const UniqueFd made = CreateExclusively(OvString(scratch.Path("new")), 0600);
+  ASSERT_TRUE(made.IsOpen());
+  EXPECT_NE(fcntl(made.Get(), F_GETFD) & FD_CLOEXEC, 0);
+  EXPECT_TRUE(WriteAll(made.Get(), "bytes"));
+  EXPECT_EQ(scratch.Read("new"), "bytes");
+  EXPECT_EQ(scratch.Read("there"), "untouched");
+}
+
+}  // namespace
+}  // namespace zem

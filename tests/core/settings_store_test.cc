@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "core/settings_store.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/scratch.h"
+
+namespace zem {
+namespace {
+
+class SettingsStoreTest : public testing::Test {
+ protected:
+  SettingsStoreTest() : store_(AtPath(scratch_.Path("zem.cfg"))) { scratch_.Write("zem", ""); }
+
+  static Settings AtPath(const std::string& path) {
+    Settings settings;
+    settings.config_path = path;
+    return settings;
+  }
+  void WriteConfig(const std::string& lines) const {
+    scratch_.Write("zem.cfg", "port=1\nfiltermarks=1\nfilterlist=a\n" + lines);
+  }
+  std::string Zempath() const { return "zempath=" + scratch_.Path("zem") + "\n"; }
+
+  Scratch scratch_;
+  SettingsStore store_;
+  OvString error_;
+};
+
+TEST_F(SettingsStoreTest, AFailedReloadKeepsThePasswordAndTheProgram) {
+  WriteConfig("password=secret\nfilteractive=1\nunc=0\n" + Zempath());
+  EXPECT_TRUE(store_.Load(&error_));
+  const SettingsPtr before = store_.Snapshot();
+
+  WriteConfig("comment=half\n");
+  EXPECT_FALSE(store_.Load(&error_));
+  SettingsPtr now = store_.Snapshot();
+  EXPECT_EQ(now->password, "secret");
+  EXPECT_EQ(now->zempath, before->zempath);
+  EXPECT_EQ(now->comment, "half");  // the rest is published: defaults and the keys read
+  EXPECT_FALSE(now->filter_active);
+  EXPECT_TRUE(now->unc);
+  EXPECT_TRUE(before->filter_active);  // whoever holds a snapshot keeps it
+
+  WriteConfig("password=other\nzempath=/nonexistent/zem\n");
+  EXPECT_FALSE(store_.Load(&error_));
+  EXPECT_EQ(store_.Snapshot()->password, "other");
+  EXPECT_EQ(store_.Snapshot()->zempath, "/nonexistent/zem");
+
+  unlink(scratch_.Path("zem.cfg").c_str());
+  EXPECT_FALSE(store_.Load(&error_));
+  EXPECT_EQ(error_, "Cannot open configuration file '" + scratch_.Path("zem.cfg") + "'");
+  EXPECT_EQ(store_.Snapshot()->password, "other");
+
+  // A manager who sets an empty password gets it, whatever becomes of the file.
+  EXPECT_FALSE(store_.UpdateAndSave([](Settings* s) { s->password = ""; }, &error_));
+  EXPECT_EQ(store_.Snapshot()->password, "");
+}
+
+TEST_F(SettingsStoreTest, AChangeIsLiveAndInTheFile) {
+  WriteConfig("password=secret\n" + Zempath());
+  EXPECT_TRUE(store_.Load(&error_));
+  EXPECT_TRUE(store_.UpdateAndSave([](Settings* s) { s->comment = "changed"; }, &error_));
+  EXPECT_EQ(store_.Snapshot()->comment, "changed");
+  EXPECT_NE(scratch_.Read("zem.cfg").find("\r\ncomment=changed\r\n"), std::string::npos);
+}
+
+// Every writer sets host and comment to the same text and never leaves the password empty.
+TEST_F(SettingsStoreTest, ReadersNeverSeeAHalfMadeRecord) {
+  const std::string loaded = "password=p\nhost=file\ncomment=file\n" + Zempath();
+  WriteConfig(loaded);
+  ASSERT_TRUE(store_.Load(&error_));
+  std::atomic<bool> stop{false};
+  std::atomic<int> faults{0};
+  std::vector<std::thread> readers;
+  for (int i = 0; i < 3; ++i) {
+    readers.emplace_back([&] {
+      while (!stop) {
+        const SettingsPtr settings = store_.Snapshot();
+        if (settings->comment != settings->host || settings->password.IsEmpty()) ++faults;
+      }
+    });
+  }
+  std::thread updater([this] {
+    for (int i = 0; i < 300; ++i) {
+      store_.Update([i](Settings* s) {
+        s->host.Clear();
+        s->comment = OvString("update ").AppendInt(i);
+        s->host = s->comment;
+      });
+    }
+  });
+  std::thread saver([this] {
+    for (int i = 0; i < 40; ++i) {
+      OvString error;
+      const bool saved = store_.UpdateAndSave(
+          [](Settings* s) { s->comment = s->host = "a text long enough to be torn"; }, &error);
+      EXPECT_TRUE(saved) << error.CStr();
+    }
+  });
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(store_.Load(&error_)) << error_.CStr();
+  updater.join();
+  saver.join();
+  stop = true;
+  for (std::thread& reader : readers) reader.join();
+  EXPECT_EQ(faults, 0);
+}
+
+}  // namespace
+}  // namespace zem

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+
+#include "text/file_info.h"
+#include "text/path.h"
+#include "text/system_error.h"
+
+namespace zem {
+namespace {
+
+TEST(Path, IsCutAtItsLastSlash) {
+  const struct {
+    const char *path, *directory, *name, *with_slash, *without_slash;
+  } cases[] = {
+      {"/a/b", "/a/", "b", "/a/b/", "/a/b"},
+      {"/a/b/", "/a/b/", "", "/a/b/", "/a/b"},
+      {"b", "", "b", "b/", "b"},
+      {"/", "/", "", "/", ""},
+      {"", "", "", "/", ""},
+      {"a//b", "a//", "b", "a//b/", "a//b"},
+      {"a\\b.c", "", "a\\b.c", "a\\b.c/", "a\\b.c"},
+      {"a//", "a//", "", "a//", "a/"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(ExtractFilePath(c.path), c.directory) << c.path;
+    EXPECT_EQ(ExtractFileName(c.path), c.name) << c.path;
+    EXPECT_EQ(IncludeTrailingPathDelimiter(c.path), c.with_slash) << c.path;
+    EXPECT_EQ(ExcludeTrailingPathDelimiter(c.path), c.without_slash) << c.path;
+  }
+  EXPECT_EQ(LastDelimiter("/:", "a:b/c:d"), 6U);
+  EXPECT_EQ(LastDelimiter("/", "abc"), 0U);
+  EXPECT_EQ(ExtractFileName("/x/" + std::string(5000, 'n')).Length(), 4095U);
+}
+
+TEST(FileInfo, AZeroByteNamesNothing) {
+  char directory[] = "/tmp/zem-file-XXXXXX";
+  ASSERT_NE(mkdtemp(directory), nullptr);
+  const OvString path(directory);
+  EXPECT_TRUE(DirectoryExists(path));
+  EXPECT_FALSE(IsRegularFile(path));
+  OvString hidden = path;
+  hidden.Append('\0').Append("x");
+  errno = 0;
+  struct stat info;
+  EXPECT_FALSE(StatPath(hidden, &info));
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_FALSE(LinkStatPath(hidden, &info));
+  EXPECT_FALSE(DirectoryExists(hidden));
+  EXPECT_EQ(FileSize(hidden), -1);
+  EXPECT_FALSE(RemoveFile(hidden));
+  EXPECT_TRUE(DirectoryExists(path));
+  EXPECT_EQ(rmdir(directory), 0);
+}
+
+TEST(SystemError, TellsTheReasonAndKeepsErrno) {
+  errno = EACCES;
+  EXPECT_EQ(SystemErrorText(ENOENT), "No such file or directory");
+  EXPECT_EQ(errno, EACCES);
+  (void)SystemErrorText(-12345);
+  EXPECT_EQ(errno, EACCES);
+}
+
+}  // namespace
+}  // namespace zem
