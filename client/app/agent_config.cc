@@ -3,7 +3,7 @@
 
 #include <stdexcept>
 
-#include "app/secret_file.h"
+#include "model/secret_file.h"
 #include "core/config_file.h"
 #include "text/numbers.h"
 

@@ -10,7 +10,7 @@
 
 #include <string>
 
-#include "wire/secret.h"
+#include "model/secret.h"
 
 namespace zem::client {
 

@@ -9,7 +9,7 @@
 
 #include <fmt/format.h>
 
-#include "app/secret_file.h"
+#include "model/secret_file.h"
 #include "commands/arguments.h"
 #include "text/ovstring.h"
 

@@ -17,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-#include "wire/secret.h"
+#include "model/secret.h"
 
 namespace zem::client {
 

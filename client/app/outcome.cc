@@ -10,6 +10,8 @@ namespace {
 constexpr Milliseconds kDefaultTime{15'000};  // above what the agent's own CPU check may take
 constexpr Milliseconds kSpareTime{5'000};     // on top of a time-out inside the request
 
+constexpr std::string_view kHashReadError = "Read error";
+
 int ExitFor(const Failure& failure) {
   switch (failure.kind) {
     case FailureKind::kNone:
@@ -74,7 +76,9 @@ void ReadReplyText(const Options& options, Outcome* outcome) {
   if (!outcome->reply.IsDone()) {
     outcome->summary = Refusal(outcome->reply);
     outcome->hint = HintFor(command, outcome->reply);
-    const bool unavailable = outcome->reply.status == kStatusUnavailable;
+    // A file that the agent cannot hash says nothing about the file.
+    const bool unavailable = outcome->reply.status == kStatusUnavailable &&
+                             outcome->reply.Line(1) != kHashReadError;
     outcome->verdict = {unavailable ? command.unavailable : State::kUnknown, outcome->summary, {}};
     return;
   }
@@ -108,7 +112,7 @@ std::string HintFor(const Command& command, const Reply& reply) {
       return fmt::format("set {} in the agent's configuration to the script's path", script.key);
     }
   }
-  if (text == "Read error") {
+  if (text == kHashReadError) {
     return "the agent cannot hash an empty file, nor one whose size is a multiple of 20480 bytes";
   }
   return "";

@@ -6,7 +6,7 @@
 
 #include <optional>
 
-#include "wire/secret.h"
+#include "model/secret.h"
 
 namespace zem::client {
 

@@ -36,9 +36,9 @@ std::string Complaint(const Outcome& outcome, const Style& style) {
 
 std::string Sizes(const Outcome& outcome) {
   const Exchange& exchange = outcome.exchange;
-  return fmt::format("{}: request {} bytes, reply {} bytes, connected after {} ms, done after {} ms\n",
+  return fmt::format("{}: request {} bytes, reply {} bytes, connected after {:.2f} ms, done after {:.2f} ms\n",
                      Display(outcome.endpoint), exchange.request_bytes, exchange.reply_bytes,
-                     exchange.connected.count(), exchange.elapsed.count());
+                     exchange.ConnectedMillis(), exchange.ElapsedMillis());
 }
 
 // The short word for a row: the status, or the kind of failure.
@@ -56,7 +56,7 @@ std::string HostTable(const std::vector<Outcome>& outcomes, const Style& style) 
     if (!outcome.hint.empty()) answer += " (" + Printable(outcome.hint) + ")";
     rows.push_back({{Printable(outcome.name)},
                     StatusCell(outcome),
-                    {ReadableMillis(outcome.exchange.elapsed.count()), Tone::kPlain, true},
+                    {ReadableMillis(outcome.exchange.ElapsedMillis()), Tone::kPlain, true},
                     {std::move(answer)}});
   }
   return Columned({"HOST", "STATUS", "TIME", "ANSWER"}, rows, style);
@@ -144,7 +144,7 @@ Value OutcomeValue(const Outcome& outcome, const Command& command) {
       {"command", Value::Text(command.name)},
       {"status", outcome.reply.status ? Value::Int(*outcome.reply.status) : Value()},
       {"ok", Value::Flag(done)},
-      {"elapsed_ms", Value::Int(outcome.exchange.elapsed.count())},
+      {"elapsed_ms", Value::Number(outcome.exchange.ElapsedMillis())},
       {"error", done ? Value() : Value::Text(outcome.summary)},
       {"error_kind", outcome.failure ? Value::Text(FailureName(outcome.failure.kind)) : Value()},
       {"hint", outcome.hint.empty() ? Value() : Value::Text(outcome.hint)},

@@ -12,7 +12,7 @@
 #include "app/agent_config.h"
 #include "app/hosts_conf.h"
 #include "app/prompt.h"
-#include "app/secret_file.h"
+#include "model/secret_file.h"
 #include "text/file_info.h"
 #include "text/ovstring.h"
 

@@ -11,7 +11,7 @@
 
 #include "app/options.h"
 #include "wire/connection.h"
-#include "wire/secret.h"
+#include "model/secret.h"
 
 namespace zem::client {
 

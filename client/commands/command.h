@@ -8,11 +8,13 @@
 #ifndef ZEM_CLIENT_COMMANDS_COMMAND_H_
 #define ZEM_CLIENT_COMMANDS_COMMAND_H_
 
+#include <functional>
 #include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "commands/arguments.h"
@@ -31,7 +33,18 @@ struct Plan {
   std::optional<Milliseconds> agent_time;
   std::vector<std::string> warnings;
   std::string payload;  // the program file of an upgrade
+  // Told how much of the payload has been sent; may be empty.
+  std::function<void(size_t sent, size_t total)> progress;
+  // Afterwards wait until the agent answers again.
+  bool wait_for_return = false;
 };
+
+inline Plan PlanOf(std::string text, std::optional<Milliseconds> agent_time = std::nullopt) {
+  Plan plan;
+  plan.text = std::move(text);
+  plan.agent_time = agent_time;
+  return plan;
+}
 
 // An answered request, as the functions that read replies see it.
 struct Answer {

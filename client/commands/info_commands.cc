@@ -41,7 +41,7 @@ Value Catalogue(const Reply& reply, std::string_view names_key, std::string_view
 }
 
 Plan BuildInfo(const Arguments& /*arguments*/) {
-  return {RequestText("GetInfo").Finish(), {}, {}, {}};
+  return PlanOf(RequestText("GetInfo").Finish());
 }
 
 std::string SummariseInfo(const Answer& answer, const Value& result) {
@@ -68,19 +68,19 @@ Verdict CheckInfo(const Answer& answer, const Value& result, const Thresholds& t
 
 Value ParsePing(const Answer& answer) {
   return Value::Of(Record{
-      {"connect_ms", Value::Millis(answer.exchange.connected.count())},
-      {"round_trip_ms", Value::Millis(answer.exchange.elapsed.count())},
+      {"connect_ms", Value::Millis(answer.exchange.ConnectedMillis())},
+      {"round_trip_ms", Value::Millis(answer.exchange.ElapsedMillis())},
       {"version", TextOrNull(answer.reply, "AgentVersion")},
   });
 }
 
 std::string SummarisePing(const Answer& answer, const Value& /*result*/) {
-  return fmt::format("answers in {} ms", answer.exchange.elapsed.count());
+  return fmt::format("answers in {:.2f} ms", answer.exchange.ElapsedMillis());
 }
 
 Verdict CheckPing(const Answer& answer, const Value& result, const Thresholds& thresholds) {
   Verdict verdict;
-  const double seconds = static_cast<double>(answer.exchange.elapsed.count()) / 1000;
+  const double seconds = answer.exchange.ElapsedMillis() / 1000;
   verdict.state = thresholds.Judge(seconds);
   verdict.text = SummarisePing(answer, result);
   verdict.metrics = {{"time", seconds, "s", thresholds, 0, {}}};
@@ -112,7 +112,7 @@ Value ParseInfo(const Answer& answer) {
       {"os_updates", TextOrNull(reply, "OSUpdates")},
       {"comment", TextOrNull(reply, "Comment")},
       {"port", Value::Int(Number(reply, "Port"))},
-      {"timeout_ms", Value::Millis(Number(reply, "Timeout"))},
+      {"timeout_ms", Value::Millis(static_cast<double>(Number(reply, "Timeout")))},
       {"connections", Value::Of(Record{
                           {"active", Value::Int(Number(reply, "ActiveConnections"))},
                           {"opened", Value::Int(Number(reply, "OpenedConnections"))},

@@ -26,7 +26,7 @@ Plan BuildRaw(const Arguments& arguments) {
     }
   }
   const bool marked = !arguments.Has("no-end-mark");
-  return {marked ? request.Finish() : request.WithoutEndMark(), {}, {}, {}};
+  return PlanOf(marked ? request.Finish() : request.WithoutEndMark());
 }
 
 Value ParseRaw(const Answer& answer) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "local/genpass.h"
 
-#include "wire/random_bytes.h"
+#include "model/random_bytes.h"
 
 namespace zem::client {
 

@@ -32,7 +32,7 @@ class Value {
   static Value Int(int64_t number) { return Value(number, Form::kPlain); }
   static Value Number(double number) { return Value(number, Form::kPlain); }
   static Value Bytes(double bytes) { return Value(bytes, Form::kBytes); }
-  static Value Millis(int64_t number) { return Value(number, Form::kMilliseconds); }
+  static Value Millis(double number) { return Value(number, Form::kMilliseconds); }
   static Value Minutes(int64_t number) { return Value(number, Form::kMinutes); }
   static Value Percent(double share) { return Value(share, Form::kPercent); }
   // An ISO 8601 time without a zone: the agent sends its own local time and does not say which.

@@ -22,9 +22,11 @@ std::string ReadableBytes(double bytes) {
   return fmt::format("{:.1f} {}", shown, kUnits[unit]);
 }
 
-std::string ReadableMillis(int64_t millis) {
-  if (std::abs(millis) < 1000) return fmt::format("{} ms", millis);
-  return fmt::format("{:.1f} s", static_cast<double>(millis) / 1000);
+std::string ReadableMillis(double millis) {
+  const double size = std::abs(millis);
+  if (size >= 999.5) return fmt::format("{:.1f} s", millis / 1000);
+  const bool whole = size >= 9.95 || size == std::floor(size);
+  return fmt::format("{:.{}f} ms", millis, whole ? 0 : 2);
 }
 
 std::string ReadableMinutes(int64_t minutes) {
@@ -47,7 +49,7 @@ std::string ReadableLeaf(const Value& value) {
     case Form::kBytes:
       return ReadableBytes(number);
     case Form::kMilliseconds:
-      return ReadableMillis(static_cast<int64_t>(number));
+      return ReadableMillis(number);
     case Form::kMinutes:
       return ReadableMinutes(static_cast<int64_t>(number));
     case Form::kPercent:

@@ -3,7 +3,7 @@
 
 #include "protocol/packet.h"
 #include "text/ovstring.h"
-#include "wire/random_bytes.h"
+#include "model/random_bytes.h"
 #include "wire/reply_reader.h"
 
 namespace zem::client {
@@ -12,8 +12,26 @@ namespace {
 
 constexpr size_t kSessionKeyBytes = 24;
 
-Milliseconds Since(Clock::time_point start) {
-  return std::chrono::duration_cast<Milliseconds>(Clock::now() - start);
+std::chrono::microseconds Since(Clock::time_point start) {
+  return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
+}
+
+bool Converse(Connection* connection, SessionKey* key, const Endpoint& endpoint,
+              std::string_view packet, const Deadline& deadline, Exchange* exchange) {
+  const Clock::time_point start = Clock::now();
+  if (!connection->Open(endpoint, deadline, &exchange->failure)) return false;
+  exchange->connected = Since(start);
+  // A failed send is no verdict yet: an agent that turns a peer away closes before it reads.
+  if (!connection->Send(packet, deadline, &exchange->failure) &&
+      exchange->failure.kind == FailureKind::kTimeout) {
+    return false;
+  }
+  exchange->failure = Failure();
+  std::optional<std::string> reply =
+      ReadReply(connection, key, deadline, &exchange->reply_bytes, &exchange->failure);
+  if (!reply) return false;
+  exchange->reply = std::move(*reply);
+  return true;
 }
 
 }  // namespace
@@ -32,25 +50,12 @@ bool AskOn(Connection* connection, SessionKey* key, const Endpoint& endpoint,
   }
   exchange->request_bytes = packet.Length();
   const Clock::time_point start = Clock::now();
-  if (!connection->Open(endpoint, deadline, &exchange->failure)) return false;
-  exchange->connected = Since(start);
-  // A failed send is no verdict yet: an agent that turns a peer away closes before it reads.
-  if (!connection->Send(packet, deadline, &exchange->failure) &&
-      exchange->failure.kind == FailureKind::kTimeout) {
-    return false;
-  }
-  exchange->failure = Failure();
-  std::optional<std::string> reply =
-      ReadReply(connection, key, deadline, &exchange->reply_bytes, &exchange->failure);
+  const bool answered = Converse(connection, key, endpoint, packet, deadline, exchange);
   exchange->elapsed = Since(start);
-  if (!reply) {
-    if (exchange->failure.kind == FailureKind::kClosed) {
-      exchange->failure = DiagnoseClose(endpoint, deadline);
-    }
-    return false;
+  if (!answered && exchange->failure.kind == FailureKind::kClosed) {
+    exchange->failure = DiagnoseClose(endpoint, deadline);
   }
-  exchange->reply = std::move(*reply);
-  return true;
+  return answered;
 }
 
 Exchange Ask(const Endpoint& endpoint, std::string_view request, std::string_view password,

@@ -21,10 +21,14 @@ namespace zem::client {
 struct Exchange {
   Failure failure;    // set when there is no reply
   std::string reply;  // plaintext without its end mark
+  std::string note;   // what else is worth telling, in one line
   size_t request_bytes = 0;
   size_t reply_bytes = 0;
-  Milliseconds connected{0};  // until the connection stood
-  Milliseconds elapsed{0};    // until the reply was read
+  std::chrono::microseconds connected{0};  // until the connection stood
+  std::chrono::microseconds elapsed{0};    // until the reply was read, or given up
+
+  double ConnectedMillis() const { return static_cast<double>(connected.count()) / 1000; }
+  double ElapsedMillis() const { return static_cast<double>(elapsed.count()) / 1000; }
 };
 
 // A key of its own for every request, from the system's random source.

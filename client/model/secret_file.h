@@ -3,12 +3,12 @@
 //
 // Errors:  std::runtime_error, with a text for the person who named the file.
 
-#ifndef ZEM_CLIENT_APP_SECRET_FILE_H_
-#define ZEM_CLIENT_APP_SECRET_FILE_H_
+#ifndef ZEM_CLIENT_MODEL_SECRET_FILE_H_
+#define ZEM_CLIENT_MODEL_SECRET_FILE_H_
 
 #include <string>
 
-#include "wire/secret.h"
+#include "model/secret.h"
 
 namespace zem::client {
 
@@ -24,4 +24,4 @@ Secret ReadPasswordFile(const std::string& path, Privacy privacy);
 
 }  // namespace zem::client
 
-#endif  // ZEM_CLIENT_APP_SECRET_FILE_H_
+#endif  // ZEM_CLIENT_MODEL_SECRET_FILE_H_

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "app/secret_file.h"
+#include "model/secret_file.h"
 
 #include <fcntl.h>
 #include <string.h>

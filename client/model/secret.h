@@ -3,8 +3,8 @@
 //
 // Threads: as any value.
 
-#ifndef ZEM_CLIENT_WIRE_SECRET_H_
-#define ZEM_CLIENT_WIRE_SECRET_H_
+#ifndef ZEM_CLIENT_MODEL_SECRET_H_
+#define ZEM_CLIENT_MODEL_SECRET_H_
 
 #include <string_view>
 #include <utility>
@@ -34,4 +34,4 @@ class Secret {
 
 }  // namespace zem::client
 
-#endif  // ZEM_CLIENT_WIRE_SECRET_H_
+#endif  // ZEM_CLIENT_MODEL_SECRET_H_

@@ -4,12 +4,12 @@
 // Errors:  a system without random bytes cannot make a key: std::runtime_error.
 // Threads: any.
 
-#ifndef ZEM_CLIENT_WIRE_RANDOM_BYTES_H_
-#define ZEM_CLIENT_WIRE_RANDOM_BYTES_H_
+#ifndef ZEM_CLIENT_MODEL_RANDOM_BYTES_H_
+#define ZEM_CLIENT_MODEL_RANDOM_BYTES_H_
 
 #include <cstddef>
 
-#include "wire/secret.h"
+#include "model/secret.h"
 
 namespace zem::client {
 
@@ -21,4 +21,4 @@ Secret RandomPassword(size_t count);
 
 }  // namespace zem::client
 
-#endif  // ZEM_CLIENT_WIRE_RANDOM_BYTES_H_
+#endif  // ZEM_CLIENT_MODEL_RANDOM_BYTES_H_

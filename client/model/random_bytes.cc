@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "wire/random_bytes.h"
+#include "model/random_bytes.h"
 
 #include <unistd.h>
 

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "commands/list_command.h"
+
+#include <fmt/format.h>
+
+#include "commands/fields.h"
+#include "model/decimal.h"
+#include "text/ovstring.h"
+#include "wire/request_text.h"
+
+namespace zem::client {
+
+namespace {
+
+constexpr Argument kArguments[] = {
+    {"folder", "folder,--folder", ArgumentKind::kOptional, "FOLDER", "what to list (/)"},
+    {"mask", "mask,--mask", ArgumentKind::kOptional, "MASK", "shell pattern for files (*)"},
+    {"dirs", "--dirs", ArgumentKind::kFlag, "", "sub-folders alone"},
+    {"files", "--files", ArgumentKind::kFlag, "", "files alone"},
+    {"all", "-a,--all", ArgumentKind::kFlag, "", "hidden entries too"},
+    {"system", "--system", ArgumentKind::kFlag, "", "devices, sockets and the like too"},
+    {"ctime", "--ctime", ArgumentKind::kFlag, "", "the time of the last status change too"},
+};
+
+// What the attribute bits of an entry say.
+constexpr int64_t kReadOnly = 1;
+constexpr int64_t kHidden = 2;
+constexpr int64_t kSystem = 4;
+constexpr int64_t kDirectory = 16;
+
+constexpr size_t kHeaderLines = 3;
+
+Plan BuildList(const Arguments& arguments) {
+  if (arguments.Has("dirs") && arguments.Has("files")) {
+    throw std::invalid_argument("--dirs and --files exclude each other");
+  }
+  RequestText request("GetFilesList");
+  request.TrimmedLine(arguments.Text("folder"), "FOLDER")
+      .TrimmedLine(arguments.Text("mask"), "MASK")
+      .Flag(!arguments.Has("files"))
+      .Flag(!arguments.Has("dirs"))
+      .Flag(arguments.Has("all"))
+      .Flag(arguments.Has("system"))
+      .Flag(true)  // sizes
+      .Flag(arguments.Has("ctime"))
+      .Flag(true);  // modification times
+  return PlanOf(request.Finish());
+}
+
+// Reads entries one after the other. A name may hold line feeds, which the agent sends as they
+// are; what follows a name (number, size, time stamps) tells where it ends.
+class EntryReader {
+ public:
+  EntryReader(const Reply& reply, bool changed) : reply_(reply), changed_(changed) {}
+
+  // One entry; false at the end. Lines that make no entry are a bad reply.
+  bool Next(Record* entry) {
+    if (line_ > reply_.lines.size()) return false;
+    std::string name(reply_.Line(line_));
+    while (!DetailsFollow(line_ + 1)) {
+      if (++line_ > reply_.lines.size()) throw BadReply("the list of entries is cut short");
+      name.append(1, '\n').append(reply_.Line(line_));
+    }
+    const int64_t attributes = IntLine(reply_, line_ + 1);
+    *entry = Record{
+        {"name", Value::Text(name)},
+        {"type", Value::Text((attributes & kDirectory) != 0 ? "folder"
+                             : (attributes & kSystem) != 0  ? "other"
+                                                            : "file")},
+        {"size_bytes", Value::Bytes(NumberLine(reply_, line_ + 2))},
+    };
+    size_t next = line_ + 3;
+    if (changed_) entry->emplace_back("changed", Value::Stamp(StampLine(reply_, next++)));
+    entry->emplace_back("modified", Value::Stamp(StampLine(reply_, next++)));
+    entry->emplace_back("read_only", Value::Flag((attributes & kReadOnly) != 0));
+    entry->emplace_back("hidden", Value::Flag((attributes & kHidden) != 0));
+    line_ = next;
+    return true;
+  }
+
+ private:
+  bool DetailsFollow(size_t line) const {
+    double size = 0;
+    if (!ParseWhole(reply_.Line(line)) ||
+        !ParseDecimal(Trimmed(reply_.Line(line + 1)), &size)) {
+      return false;
+    }
+    const size_t stamps = changed_ ? 2 : 1;
+    for (size_t i = 0; i < stamps; ++i) {
+      if (!ParseStamp(reply_.Line(line + 2 + i))) return false;
+    }
+    return true;
+  }
+
+  const Reply& reply_;
+  const bool changed_;
+  size_t line_ = kHeaderLines + 1;
+};
+
+Value ParseList(const Answer& answer) {
+  const bool changed = answer.arguments.Has("ctime");
+  const int64_t count = IntLine(answer.reply, 2);
+  const int64_t lines_an_entry = IntLine(answer.reply, 3);
+  if (lines_an_entry != (changed ? 5 : 4)) throw BadReply("the entries have another form than asked for");
+  List entries;
+  EntryReader reader(answer.reply, changed);
+  Record entry;
+  while (reader.Next(&entry)) entries.push_back(Value::Of(std::move(entry)));
+  if (static_cast<int64_t>(entries.size()) != count) {
+    throw BadReply(fmt::format("{} entries announced, {} found", count, entries.size()));
+  }
+  return Value::Of(Record{{"folder", Value::Text(answer.reply.Line(1))},
+                          {"count", Value::Int(count)},
+                          {"entries", Value::Of(std::move(entries))}});
+}
+
+std::string SummariseList(const Answer& answer, const Value& result) {
+  return fmt::format("{:.0f} entries in {}", result["count"].AsNumber(), answer.reply.Line(1));
+}
+
+Verdict CheckList(const Answer& answer, const Value& result, const Thresholds& thresholds) {
+  const double count = result["count"].AsNumber();
+  return {thresholds.Judge(count),
+          SummariseList(answer, result),
+          {{"entries", count, "", thresholds, 0, {}}}};
+}
+
+}  // namespace
+
+const Command kListCommand = {
+    .name = "ls",
+    .summary = "the entries of a folder",
+    .switch_keys = "one of foldersize, countfiles, fileexists, filecrc, comparefiles, textlog",
+    .arguments = kArguments,
+    .build = BuildList,
+    .parse = ParseList,
+    .summarise = SummariseList,
+    .check = CheckList,
+    .notes = "Symbolic links are never listed; a folder that is missing or unreadable is listed as\n"
+             "empty. Times are the agent's local time. As a check: -w and -c apply to the number.",
+};
+
+}  // namespace zem::client

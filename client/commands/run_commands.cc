@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "commands/run_commands.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "commands/command_line.h"
+#include "commands/escapes.h"
+#include "commands/fields.h"
+#include "model/local_file.h"
+#include "model/decimal.h"
+#include "text/ovstring.h"
+#include "wire/request_text.h"
+
+namespace zem::client {
+
+namespace {
+
+constexpr int64_t kDefaultLimitMillis = 10'000;
+// The agent counts whole seconds and looks once a second.
+constexpr Milliseconds kAgentSlack{2000};
+constexpr Milliseconds kHour{3'600'000};
+
+// --- run and exec
+
+constexpr Argument kRunArguments[] = {
+    {"words", "words,--cmd", ArgumentKind::kMany, "CMD",
+     "a command line, or the words of one (behind -- if they begin with \"-\")"},
+    {"limit", "--limit", ArgumentKind::kOption, "SEC", "kill it after SEC (10); 0 = never"},
+    {"no-wait", "--no-wait", ArgumentKind::kFlag, "", "start it and answer after a second"},
+};
+
+constexpr Argument kExecArguments[] = {
+    {"words", "words,--cmd", ArgumentKind::kMany, "CMD",
+     "a command line, or the words of one (behind -- if they begin with \"-\")"},
+    {"dir", "--dir", ArgumentKind::kOption, "DIR", "working directory"},
+    {"limit", "--limit", ArgumentKind::kOption, "SEC", "kill it after SEC (10); 0 = never"},
+    {"no-wait", "--no-wait", ArgumentKind::kFlag, "", "start it and answer after a second"},
+};
+
+// Milliseconds as the request carries them: -1 does not wait, 0 has no limit.
+int64_t LimitOf(const Arguments& arguments) {
+  if (!arguments.Has("no-wait")) return arguments.Millis("limit", kDefaultLimitMillis);
+  if (arguments.Has("limit")) throw std::invalid_argument("--limit and --no-wait exclude each other");
+  return -1;
+}
+
+Milliseconds TimeForLimit(int64_t limit) {
+  if (limit == 0) return kHour;
+  return Milliseconds(std::max<int64_t>(limit, 0)) + kAgentSlack;
+}
+
+std::string CommandLineOf(const Arguments& arguments) {
+  std::string line = JoinCommandLine(arguments.All("words"));
+  CheckCommandLine(line);
+  if (Trimmed(line).empty()) throw std::invalid_argument("CMD is empty");
+  return line;
+}
+
+Plan BuildRun(const Arguments& arguments) {
+  const int64_t limit = LimitOf(arguments);
+  RequestText request("TEST-ExternalPrg");
+  request.Line(CommandLineOf(arguments), "CMD").Empty(2).Number(limit);
+  return PlanOf(request.Finish(), TimeForLimit(limit));
+}
+
+Plan BuildExec(const Arguments& arguments) {
+  const int64_t limit = LimitOf(arguments);
+  RequestText request("ACT-ExternalCmd");
+  request.Line(CommandLineOf(arguments), "CMD")
+      .TrimmedLine(arguments.Text("dir"), "DIR")
+      .Number(0)
+      .Number(limit);
+  return PlanOf(request.Finish(), TimeForLimit(limit));
+}
+
+Value ParseRun(const Answer& answer) {
+  return Value::Of(Record{{"exit_code", Value::Int(IntLine(answer.reply, 1))},
+                          {"waited", Value::Flag(!answer.arguments.Has("no-wait"))}});
+}
+
+std::string SummariseRun(const Answer& answer, const Value& result) {
+  if (answer.arguments.Has("no-wait")) return "started";
+  return fmt::format("exit code {:.0f}", result["exit_code"].AsNumber());
+}
+
+// Without thresholds the program is taken for a plugin: its exit code is the state.
+Verdict CheckRun(const Answer& answer, const Value& result, const Thresholds& thresholds) {
+  const double code = result["exit_code"].AsNumber();
+  Verdict verdict = {thresholds.Judge(code),
+                     SummariseRun(answer, result),
+                     {{"exit", code, "", thresholds, 0, 255}}};
+  if (!thresholds.Given()) {
+    verdict.state = ParseState(fmt::format("{:.0f}", code)).value_or(State::kUnknown);
+  }
+  return verdict;
+}
+
+// --- script
+
+constexpr Argument kScriptArguments[] = {
+    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the script, a file here"},
+    {"params", "params", ArgumentKind::kAny, "ARG", "its arguments (behind -- if they begin with \"-\")"},
+    {"lines", "--lines", ArgumentKind::kOption, "N", "return the first N lines of its output too (0)"},
+    {"limit", "--limit", ArgumentKind::kOption, "SEC", "whole seconds until it is killed (10); 0 = never"},
+    {"template", "--template", ArgumentKind::kOption, "CMD",
+     "command line with %script% and %params%"},
+};
+
+constexpr int64_t kLargestScript = 8 * 1024 * 1024;
+
+std::string CheckedTemplate(const Arguments& arguments, std::string_view script) {
+  if (!arguments.Has("template")) return TemplateFor(script);
+  std::string line = arguments.Text("template");
+  OvString lower(line);
+  lower.LowerCase();
+  if (lower.Find("%script%") == 0) throw std::invalid_argument("--template lacks %script%");
+  // The agent looks for a placeholder only where more text than the placeholder is left.
+  if (Trimmed(lower) == "%script%") {
+    throw std::invalid_argument("--template must not be %script% alone: the agent would not "
+                                "replace it; write \"%script% %params%\"");
+  }
+  return line;
+}
+
+std::string ScriptParams(const Arguments& arguments) {
+  std::string params;
+  for (const std::string& word : arguments.All("params")) {
+    if (!params.empty()) params += ' ';
+    params += QuoteWord(word);
+  }
+  return params;
+}
+
+Plan BuildScript(const Arguments& arguments) {
+  constexpr int64_t kMostLines = 1'000'000;
+  constexpr int64_t kMostSeconds = 2'000'000;
+  Plan plan;
+  const std::string script = ReadLocalFile(arguments.Text("file"), kLargestScript);
+  const std::string line = CheckedTemplate(arguments, script);
+  const std::string params = ScriptParams(arguments);
+  CheckCommandLine(line + ' ' + params);
+  const int64_t seconds = arguments.Int("limit", kDefaultLimitMillis / 1000, 0, kMostSeconds);
+  WarnOfEscapes(script, "the script", &plan.warnings);
+  WarnOfEscapes(params, "ARG", &plan.warnings);
+  RequestText request("TEST-ShellScript");
+  request.Line(line, "--template")
+      .EscapedLine(script)
+      .EscapedLine(params)
+      .Number(seconds)
+      .Number(arguments.Int("lines", 0, 0, kMostLines));
+  plan.text = request.Finish();
+  plan.agent_time = TimeForLimit(seconds * 1000);
+  return plan;
+}
+
+constexpr std::string_view kResultMark = "scriptres:";
+
+Value ParseScript(const Answer& answer) {
+  const std::string line = UnescapedLine(answer.reply, 1);
+  const bool marked = EqualsIgnoringCase(line.substr(0, kResultMark.size()), kResultMark);
+  const std::string_view text =
+      Trimmed(std::string_view(line).substr(marked ? kResultMark.size() : 0));
+  List lines;
+  const std::string returned = UnescapedLine(answer.reply, 2);
+  std::string_view rest = returned;
+  while (!rest.empty()) {
+    const size_t end = std::min(rest.find("\r\n"), rest.size());
+    lines.push_back(Value::Text(rest.substr(0, end)));
+    rest.remove_prefix(std::min(end + 2, rest.size()));
+  }
+  return Value::Of(Record{{"result", Value::Text(text)},
+                          {"marked", Value::Flag(marked)},
+                          {"lines", Value::Of(std::move(lines))}});
+}
+
+std::string SummariseScript(const Answer& /*answer*/, const Value& result) {
+  return *result["result"].As<std::string>();
+}
+
+// A result that begins with a number can be judged.
+Verdict CheckScript(const Answer& answer, const Value& result, const Thresholds& thresholds) {
+  const std::string text = SummariseScript(answer, result);
+  double number = 0;
+  const std::string_view word = std::string_view(text).substr(0, text.find_first_of(" \t;,%"));
+  if (ParseDecimal(word, &number)) {
+    return {thresholds.Judge(number), text, {{"result", number, "", thresholds, {}, {}}}};
+  }
+  const bool judged = thresholds.Given();
+  return {judged ? State::kUnknown : State::kOk, judged ? "no number: " + text : text, {}};
+}
+
+}  // namespace
+
+std::string TemplateFor(std::string_view script) {
+  constexpr const char* kPlain = "/bin/sh %script% %params%";
+  if (!script.starts_with("#!")) return kPlain;
+  const size_t end = std::min(script.find('\n'), script.size());
+  const std::string interpreter(Trimmed(script.substr(2, end - 2)));
+  const bool simple = interpreter.starts_with('/') &&
+                      interpreter.find_first_of("\"'\t%") == std::string::npos &&
+                      std::count(interpreter.begin(), interpreter.end(), ' ') <= 1;
+  // What cannot be said in words the system itself has to read, from the file.
+  return simple ? interpreter + " %script% %params%" : "%script% %params%";
+}
+
+const Command kRunCommand = {
+    .name = "run",
+    .summary = "run a program on the agent's host, as a check",
+    .switch_keys = "external=1",
+    .arguments = kRunArguments,
+    .build = BuildRun,
+    .parse = ParseRun,
+    .summarise = SummariseRun,
+    .check = CheckRun,
+    .notes = "No shell is involved; the program's output goes nowhere. As a check: the exit code\n"
+             "is the state, unless -w or -c judge it.",
+};
+
+const Command kExecCommand = {
+    .name = "exec",
+    .summary = "run a program on the agent's host, as an action",
+    .switch_keys = "executeaction=1",
+    .arguments = kExecArguments,
+    .build = BuildExec,
+    .parse = ParseRun,
+    .summarise = SummariseRun,
+    .notes = "No shell is involved. A DIR that does not exist is not reported: the program then\n"
+             "runs in the agent's own folder.",
+};
+
+const Command kScriptCommand = {
+    .name = "script",
+    .summary = "send a script to the agent and run it there",
+    .switch_keys = "shellscript=1",
+    .arguments = kScriptArguments,
+    .build = BuildScript,
+    .parse = ParseScript,
+    .summarise = SummariseScript,
+    .check = CheckScript,
+    .notes = "The result is the first line that begins with \"scriptres:\", or the last line that\n"
+             "is not empty. As a check: -w and -c apply to the number at its front.",
+};
+
+}  // namespace zem::client

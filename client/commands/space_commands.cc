@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "commands/space_commands.h"
+
+#include <algorithm>
+#include <limits>
+
+#include <fmt/format.h>
+
+#include "commands/fields.h"
+#include "output/units.h"
+#include "wire/request_text.h"
+
+namespace zem::client {
+
+namespace {
+
+constexpr const char* kMacroHelp =
+    "resolve %newestfile%, %oldestfile%, %newestfolder%, %oldestfolder%";
+
+// --- disk
+
+constexpr Argument kDiskArguments[] = {
+    {"path", "path,--path", ArgumentKind::kRequired, "PATH", "anything on the file system"},
+};
+
+Plan BuildDisk(const Arguments& arguments) {
+  return PlanOf(RequestText("TEST-UNC").TrimmedLine(arguments.Text("path"), "PATH").Finish());
+}
+
+// Shares as df reckons them: of what ordinary users can use, the superuser's reserve left out.
+Value ParseDisk(const Answer& answer) {
+  const double total = NumberLine(answer.reply, 1);
+  const double free = NumberLine(answer.reply, 2);
+  const double available = NumberLine(answer.reply, 3);
+  const double used = total - free;
+  const double usable = used + std::max(available, 0.0);
+  const double free_percent = usable > 0 ? 100 * std::max(available, 0.0) / usable : 0;
+  return Value::Of(Record{
+      {"path", Value::Text(answer.arguments.Text("path"))},
+      {"total_bytes", Value::Bytes(total)},
+      {"used_bytes", Value::Bytes(used)},
+      {"free_bytes", Value::Bytes(free)},
+      {"available_bytes", Value::Bytes(available)},
+      {"used_percent", Value::Percent(usable > 0 ? 100 - free_percent : 0)},
+      {"free_percent", Value::Percent(free_percent)},
+      {"query_ms", Value::Millis(static_cast<double>(IntLine(answer.reply, 4)))},
+  });
+}
+
+std::string SummariseDisk(const Answer& answer, const Value& result) {
+  return fmt::format("{} {} free ({:.0f}%)", answer.arguments.Text("path"),
+                     ReadableBytes(result["available_bytes"].AsNumber()),
+                     result["free_percent"].AsNumber());
+}
+
+// The same limit seen from the other side: performance data shows what is used.
+std::optional<Range> UsedRange(const std::optional<Range>& free, double usable) {
+  if (!free) return std::nullopt;
+  const double unit = free->percent ? usable / 100 : 1;
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  Range used;
+  used.inside = free->inside;
+  used.low = free->high == kInfinity ? 0 : std::max(usable - free->high * unit, 0.0);
+  used.high = free->low == -kInfinity ? kInfinity : std::max(usable - free->low * unit, 0.0);
+  return used;
+}
+
+Verdict CheckDisk(const Answer& answer, const Value& result, const Thresholds& thresholds) {
+  const double available = result["available_bytes"].AsNumber();
+  const double used = result["used_bytes"].AsNumber();
+  const double usable = used + std::max(available, 0.0);
+  const auto alerts = [&](const std::optional<Range>& range) {
+    return range &&
+           range->Alerts(range->percent ? result["free_percent"].AsNumber() : available);
+  };
+  Verdict verdict;
+  verdict.state = alerts(thresholds.critical)  ? State::kCritical
+                  : alerts(thresholds.warning) ? State::kWarning
+                                               : State::kOk;
+  verdict.text = SummariseDisk(answer, result);
+  verdict.metrics = {{answer.arguments.Text("path"),
+                      used,
+                      "B",
+                      {UsedRange(thresholds.warning, usable), UsedRange(thresholds.critical, usable)},
+                      0,
+                      usable}};
+  return verdict;
+}
+
+// --- du
+
+constexpr Argument kDuArguments[] = {
+    {"path", "path,--path", ArgumentKind::kRequired, "PATH", "a folder, or a folder and /MASK"},
+    {"recursive", "-r,--recursive", ArgumentKind::kFlag, "", "include all sub-folders"},
+    {"macros", "--macros", ArgumentKind::kFlag, "", kMacroHelp},
+};
+
+Plan BuildDu(const Arguments& arguments) {
+  RequestText request("TEST-FolderSize");
+  request.TrimmedLine(arguments.Text("path"), "PATH")
+      .Flag(arguments.Has("recursive"))
+      .Empty(5)
+      .Flag(arguments.Has("macros"));
+  return PlanOf(request.Finish());
+}
+
+Value ParseDu(const Answer& answer) {
+  return Value::Of(Record{{"path", Value::Text(answer.arguments.Text("path"))},
+                          {"size_bytes", Value::Bytes(NumberLine(answer.reply, 1))}});
+}
+
+std::string SummariseDu(const Answer& answer, const Value& result) {
+  return fmt::format("{} holds {}", answer.arguments.Text("path"),
+                     ReadableBytes(result["size_bytes"].AsNumber()));
+}
+
+Verdict CheckDu(const Answer& answer, const Value& result, const Thresholds& thresholds) {
+  const double size = result["size_bytes"].AsNumber();
+  return {thresholds.Judge(size),
+          SummariseDu(answer, result),
+          {{"size", size, "B", thresholds, 0, {}}}};
+}
+
+// --- count
+
+constexpr Argument kCountArguments[] = {
+    {"folder", "folder,--folder", ArgumentKind::kRequired, "FOLDER", "where to count"},
+    {"mask", "mask,--mask", ArgumentKind::kOptional, "MASK", "shell pattern for names (*)"},
+    {"recursive", "-r,--recursive", ArgumentKind::kFlag, "", "include all sub-folders"},
+    {"older", "--older", ArgumentKind::kOption, "MIN", "files changed more than MIN minutes ago"},
+    {"newer", "--newer", ArgumentKind::kOption, "MIN", "files changed less than MIN minutes ago"},
+    {"bigger", "--bigger", ArgumentKind::kOption, "BYTES", "files above a size (units K, M, G)"},
+    {"smaller", "--smaller", ArgumentKind::kOption, "BYTES", "files below a size"},
+    {"dirs", "--dirs", ArgumentKind::kFlag, "", "count sub-folders instead of files"},
+    {"macros", "--macros", ArgumentKind::kFlag, "", kMacroHelp},
+};
+
+// The agent reckons with limits of 32 bits.
+constexpr int64_t kLargestLimit = std::numeric_limits<int32_t>::max();
+
+struct CountMode {
+  int number = 0;
+  int64_t limit = 0;
+};
+
+CountMode ModeOf(const Arguments& arguments) {
+  static constexpr const char* kModes[] = {"older", "newer", "bigger", "smaller", "dirs"};
+  CountMode mode;
+  for (int i = 0; i < 5; ++i) {
+    if (!arguments.Has(kModes[i])) continue;
+    if (mode.number != 0) {
+      throw std::invalid_argument("one of --older, --newer, --bigger, --smaller, --dirs at a time");
+    }
+    mode.number = i + 1;
+    if (i < 2) mode.limit = arguments.Int(kModes[i], 0, 0, kLargestLimit);
+    if (i == 2 || i == 3) mode.limit = arguments.Bytes(kModes[i], 0, kLargestLimit);
+  }
+  return mode;
+}
+
+Plan BuildCount(const Arguments& arguments) {
+  const CountMode mode = ModeOf(arguments);
+  RequestText request("TEST-CountFiles");
+  request.TrimmedLine(arguments.Text("folder"), "FOLDER")
+      .TrimmedLine(arguments.Text("mask", "*"), "MASK")
+      .Flag(arguments.Has("recursive"))
+      .Number(mode.number)
+      .Number(mode.limit)
+      .Empty(5)
+      .Flag(arguments.Has("macros"));
+  return PlanOf(request.Finish());
+}
+
+Value ParseCount(const Answer& answer) {
+  return Value::Of(Record{{"folder", Value::Text(answer.arguments.Text("folder"))},
+                          {"mask", Value::Text(answer.arguments.Text("mask", "*"))},
+                          {"count", Value::Int(IntLine(answer.reply, 1))}});
+}
+
+std::string SummariseCount(const Answer& answer, const Value& result) {
+  return fmt::format("{:.0f} {} in {}", result["count"].AsNumber(),
+                     answer.arguments.Has("dirs") ? "sub-folders" : "files",
+                     answer.arguments.Text("folder"));
+}
+
+Verdict CheckCount(const Answer& answer, const Value& result, const Thresholds& thresholds) {
+  const double count = result["count"].AsNumber();
+  return {thresholds.Judge(count),
+          SummariseCount(answer, result),
+          {{"count", count, "", thresholds, 0, {}}}};
+}
+
+}  // namespace
+
+const Command kDiskCommand = {
+    .name = "disk",
+    .summary = "size and free space of a file system",
+    .switch_keys = "unc=1",
+    .arguments = kDiskArguments,
+    .build = BuildDisk,
+    .parse = ParseDisk,
+    .summarise = SummariseDisk,
+    .check = CheckDisk,
+    .range = FreeSpaceRange,
+    .unavailable = State::kCritical,
+    .notes = "As a check: -w 20% -c 5G alert when less than that is free; ranges apply to the\n"
+             "free space (bytes, or a share with %). Performance data shows what is used.",
+};
+
+const Command kDuCommand = {
+    .name = "du",
+    .summary = "size of the files in a folder",
+    .switch_keys = "foldersize=1",
+    .arguments = kDuArguments,
+    .build = BuildDu,
+    .parse = ParseDu,
+    .summarise = SummariseDu,
+    .check = CheckDu,
+    .range = BytesRange,
+    .notes = "As a check: -w and -c apply to the size (units K, M, G, T). Symbolic links do not\n"
+             "count.",
+};
+
+const Command kCountCommand = {
+    .name = "count",
+    .summary = "number of files in a folder",
+    .switch_keys = "countfiles=1",
+    .arguments = kCountArguments,
+    .build = BuildCount,
+    .parse = ParseCount,
+    .summarise = SummariseCount,
+    .check = CheckCount,
+    .notes = "As a check: -w and -c apply to the number.",
+};
+
+}  // namespace zem::client
