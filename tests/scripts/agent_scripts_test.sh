@@ -167,16 +167,16 @@ real_processes() {
   check "$1: no name" '' "$(count "$c" '')"
 
   # Nothing of the asking itself, however many ask.
-  check "$1: itself, path" 0 "$(count_under_shell "$c" /no/such/path)"
+  check "$1: itself, path" 0 "$(count_under_shell "$c" "/no/such/$z")"
   check "$1: itself, words" 0 "$(count_under_shell "$c" 'no such words')"
   mkdir -p "$work/renamed"
   cp "$c/zem-proccount" "$work/renamed/count-mine"
-  sh -c "$work/renamed/count-mine /no/such/path 1>$work/result 2>&1; :"
+  sh -c "$work/renamed/count-mine /no/such/$z 1>$work/result 2>&1; :"
   check "$1: itself, renamed" 0 "$(cat "$work/result")"
   check "$1: itself, script" 0 "$(count_under_shell "$c" zem-proccount)"
   pids=
   for i in 1 2 3 4 5 6; do
-    sh -c "$c/zem-proccount /no/such/path 1>$work/sum$i 2>&1; :" &
+    sh -c "$c/zem-proccount /no/such/$z 1>$work/sum$i 2>&1; :" &
     pids="$pids $!"
   done
   # shellcheck disable=SC2086
@@ -257,6 +257,7 @@ lines" 'two\0'
   fake 9000042 R 9000041 1 awk 'awk\0'
   fake 9000043 R 1 1 timeout 'timeout\0-s\0KILL\0005\0cat\0/proc/version\0/proc/1/stat\0'
   fake 9000044 R 9000040 1 late-daemon 'late-daemon\0'
+  fake 9000046 R 1 1 zem-proccount '' # about to start, its arguments not yet in place
   fake 9000045 R 1 1 vi 'vi\0/x/zem-proccount\0'
   # A process that ended while the table was read.
   mkdir "$table/9000050"
