@@ -214,6 +214,7 @@ struct HandOver {
 
 void* SessionThread(void* argument) {
   BlockSignalsInSession();
+  const FaultStack fault_stack;
   pthread_detach(pthread_self());
   std::unique_ptr<HandOver> pair(static_cast<HandOver*>(argument));
   Session session(pair->agent, std::move(pair->connection), pair->peer);

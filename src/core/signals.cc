@@ -121,7 +121,7 @@ void InstallFaultHandler() {
   struct sigaction action;
   memset(&action, 0, sizeof(action));
   action.sa_sigaction = OnSegmentationFault;
-  action.sa_flags = SA_SIGINFO;
+  action.sa_flags = SA_SIGINFO | SA_ONSTACK;
   sigemptyset(&action.sa_mask);
   struct sigaction earlier;
   sigaction(SIGSEGV, &action, &earlier);
@@ -167,6 +167,23 @@ void BlockSignalsInSession() {
   sigemptyset(&handled);
   for (const int number : {SIGHUP, SIGPIPE, SIGALRM}) sigaddset(&handled, number);
   pthread_sigmask(SIG_BLOCK, &handled, nullptr);
+}
+
+FaultStack::FaultStack() {
+  stack_t present = {};
+  sigaltstack(nullptr, &present);
+  if ((present.ss_flags & SS_DISABLE) == 0) return;  // a sanitizer brought its own
+  stack_t own = {};
+  own.ss_sp = bytes_;
+  own.ss_size = sizeof(bytes_);
+  in_use_ = sigaltstack(&own, nullptr) == 0;
+}
+
+FaultStack::~FaultStack() {
+  if (!in_use_) return;
+  stack_t none = {};
+  none.ss_flags = SS_DISABLE;
+  sigaltstack(&none, nullptr);
 }
 
 const sigset_t& WaitMask() {
