@@ -36,6 +36,7 @@ int main(int argc, char** argv) {
     return zem::exit_status::kListen;
   }
   zem::InstallSignalHandlers(agent.control.WakeUpWriteFd());
+  zem::SetEmergencyRestart(settings->zempath, nullptr);
   zem::UniqueFd listener = zem::StartListening(*settings);
   static zem::PidFile pid_file;
   if (is_daemon && !settings->pid_file.IsEmpty()) {

@@ -84,6 +84,11 @@ void OnAlarm(int) {
   PrepareForExec();
   const InheritedState& inherited = InheritedState::Get();
   execve(program, inherited.Arguments(), inherited.Environment());
+  // Nothing is left that could serve, and a process that only hangs looks alive to its keeper. So
+  // it ends as the fault alone would have ended it.
+  const sigset_t fault_only = SetOf(SIGSEGV);
+  pthread_sigmask(SIG_UNBLOCK, &fault_only, nullptr);
+  kill(getpid(), SIGSEGV);
 }
 
 [[noreturn]] void ParkForGood() {

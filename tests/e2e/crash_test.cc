@@ -82,5 +82,17 @@ TEST_F(Crash, AFaultInTheMainThreadOrAmidAReplyRestarts) {
   EXPECT_TRUE(ComesBackFrom("send", 10s)) << "a reply that never ends holds nobody back for long";
 }
 
+// Nothing is left that could serve: a process that only hangs would look alive to its keeper.
+TEST_F(Crash, WithoutAProgramToExecuteTheFaultEndsTheProcess) {
+  Start("-i");
+  agent_->WriteConfig("zempath=/no/such/program\n");
+  EXPECT_TRUE(Holds(agent_->Ask("ReloadCfg\n").value_or(""), "Invalid path to the agent!\n"));
+  ASSERT_TRUE(agent_->Answers());
+  WriteFile(dir_ / "fault", "log");
+  EXPECT_FALSE(agent_->Ask("GetInfo"));
+  EXPECT_TRUE(Eventually([&] { return agent_->HasExited(); }));
+  EXPECT_EQ(agent_->WaitForExit(), -1) << "by the signal of the fault";
+}
+
 }  // namespace
 }  // namespace zem::test
