@@ -203,6 +203,7 @@ void Session::Close() {
   agent_->log.WriteLog("Session closed, wait for next ..\n", 0, LogKind::kInformation);
   shutdown(connection_.Get(), SHUT_RDWR);
   connection_.Reset();
+  upgrade_.HandOver();
   agent_->control.SessionClosed(requests_);
 }
 
