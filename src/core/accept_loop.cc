@@ -2,6 +2,7 @@
 #include "core/accept_loop.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -167,8 +168,17 @@ bool AcceptLoop::WaitForConnection() {
     agent_->control.WakeOnSessionClose(false);
     paused_ = false;
   }
-  if (ready == 0 && agent_->control.Counters().active == 0) paused_ = false;
+  if (ready == 0 && paused_ && IsShortageOver()) paused_ = false;
   return count == 2 && waited[1].revents != 0;
+}
+
+// Asked once a second: a shortage need not be the sessions' doing, and the close of the one that
+// would end it may have come too early to be noticed. Where only a few numbers exist at all they
+// may be used while nobody else does.
+bool AcceptLoop::IsShortageOver() const {
+  if (agent_->control.Counters().active == 0) return true;
+  const UniqueFd lowest_free(fcntl(agent_->control.WakeUpFd(), F_DUPFD_CLOEXEC, 0));
+  return lowest_free.IsOpen() && lowest_free.Get() < shortage_from_;
 }
 
 void AcceptLoop::AcceptOne() {
@@ -201,7 +211,7 @@ void AcceptLoop::HandleAcceptError(int error_number) {
 }
 
 // Parked descriptors are given up first. Otherwise connections wait in the backlog until a session
-// closes.
+// closes or the shortage is seen to be over.
 void AcceptLoop::PauseAccepting() {
   if (parked_.CloseAll()) return;
   agent_->control.WakeOnSessionClose(true);

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "e2e/agent_process.h"
 
@@ -92,6 +93,21 @@ TEST_F(Crash, WithoutAProgramToExecuteTheFaultEndsTheProcess) {
   EXPECT_FALSE(agent_->Ask("GetInfo"));
   EXPECT_TRUE(Eventually([&] { return agent_->HasExited(); }));
   EXPECT_EQ(agent_->WaitForExit(), -1) << "by the signal of the fault";
+}
+
+// A call that fails once, beside a session that never ends: the agent must not wait for its close.
+using Shortage = Crash;
+
+TEST_F(Shortage, IsWaitedOutWhoeverStays) {
+  Start("-i");
+  agent_->WriteConfig("timeout=-1\n");
+  ASSERT_EQ(agent_->Ask("ReloadCfg\n"), "200\nOk\n");
+  const Connection silent(agent_->Port());
+  ASSERT_TRUE(agent_->Answers());
+  std::this_thread::sleep_for(200ms);  // that one's close is no help
+  WriteFile(dir_ / "fault", "shortage");
+  EXPECT_TRUE(agent_->Answers());
+  EXPECT_FALSE(FileExists(dir_ / "fault"));
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Loaded into the agent by a test: makes one of its threads fault for real, once.
+// Loaded into the agent by a test: makes one of its threads fault for real, or a call fail, once.
 //
 // The file named by ZEM_FAULT_FILE says where: "plain" while a request is answered, "stack" by
 // running out of stack there, "log" in the middle of a session's log entry, with the lock held,
-// "send" in the middle of a reply, "main" in the main thread. It is removed first, so the agent's
-// next life is spared. Linux alone.
+// "file" with a stream locked, "send" in the middle of a reply, "main" in the main thread;
+// "shortage" lets an accept fail for want of memory. It is removed first, so the agent's next life
+// is spared. Linux alone.
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -12,16 +13,20 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
 
-bool IsTurnOf(const char* kind) {
+enum class Who { kMainThread, kSession };
+
+bool IsTurnOf(const char* kind, Who who) {
   const char* path = getenv("ZEM_FAULT_FILE");
   const bool in_main = getpid() == gettid();
-  if (path == nullptr || in_main != (strcmp(kind, "main") == 0)) return false;
+  if (path == nullptr || in_main != (who == Who::kMainThread)) return false;
   const int fd = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, O_RDONLY, 0));
   if (fd < 0) return false;
   char text[16] = "";
@@ -43,7 +48,7 @@ int UseUpStack(volatile char* stop) {
 }
 
 int Open(const char* path, int flags, mode_t mode) {
-  if (strstr(path, "verbose.log") != nullptr && IsTurnOf("log")) WriteThroughNull();
+  if (strstr(path, "verbose.log") != nullptr && IsTurnOf("log", Who::kSession)) WriteThroughNull();
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
@@ -56,19 +61,27 @@ mode_t ModeOf(int flags, va_list arguments) {
 extern "C" {
 
 int uname(struct utsname* host) {
-  if (IsTurnOf("plain")) WriteThroughNull();
+  if (IsTurnOf("plain", Who::kSession)) WriteThroughNull();
+  if (IsTurnOf("file", Who::kSession)) {
+    flockfile(fopen("/dev/null", "re"));
+    WriteThroughNull();
+  }
   volatile char stop = 0;
-  if (IsTurnOf("stack")) return UseUpStack(&stop);
+  if (IsTurnOf("stack", Who::kSession)) return UseUpStack(&stop);
   return static_cast<int>(syscall(SYS_uname, host));
 }
 
 int accept4(int listener, sockaddr* address, socklen_t* length, int flags) {
-  if (IsTurnOf("main")) WriteThroughNull();
+  if (IsTurnOf("main", Who::kMainThread)) WriteThroughNull();
+  if (IsTurnOf("shortage", Who::kMainThread)) {
+    errno = ENOBUFS;
+    return -1;
+  }
   return static_cast<int>(syscall(SYS_accept4, listener, address, length, flags));
 }
 
 ssize_t send(int fd, const void* bytes, size_t count, int flags) {
-  if (IsTurnOf("send")) WriteThroughNull();
+  if (IsTurnOf("send", Who::kSession)) WriteThroughNull();
   return syscall(SYS_sendto, fd, bytes, count, flags, nullptr, 0);
 }
 
