@@ -43,6 +43,12 @@ bool IsShortage(int error_number) {
          error_number == ENOMEM;
 }
 
+// Not every stream: a session may hold one for as long as it likes, and nothing that is read has
+// anything to flush.
+void FlushConsole() {
+  fflush(stdout);
+}
+
 // A file that another thread's fork still holds open for writing is busy for a moment.
 void Execute(const OvString& path) {
   const InheritedState& inherited = InheritedState::Get();
@@ -92,7 +98,7 @@ void AcceptLoop::ServeSignals() {
 }
 
 void AcceptLoop::End(int status) {
-  fflush(nullptr);
+  FlushConsole();
   // No destructor: sessions are still using what they would destroy.
   _exit(status);
 }
@@ -112,7 +118,7 @@ void AcceptLoop::ExecuteInPlace(const char* announcement, const OvString& path,
   listener_.Reset();
   pid_file_->Remove();
   agent_->control.StopReplies(kReplySeconds);
-  fflush(nullptr);
+  FlushConsole();
   PrepareForExec();
   Execute(path);
   ReinstallAfterFailedExec();

@@ -77,6 +77,11 @@ TEST_F(Crash, AFaultThatHoldsTheLogLockRestarts) {
   }
 }
 
+TEST_F(Crash, AFaultThatHoldsAStreamRestartsWithoutTheLastResort) {
+  Start("-i");
+  EXPECT_TRUE(ComesBackFrom("file", 3s));
+}
+
 TEST_F(Crash, AFaultInTheMainThreadOrAmidAReplyRestarts) {
   Start("-i");
   EXPECT_TRUE(ComesBackFrom("main", 8s));
