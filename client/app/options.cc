@@ -3,9 +3,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <map>
-#include <memory>
 #include <stdexcept>
 #include <string_view>
 
@@ -20,12 +19,29 @@ namespace zem::client {
 
 namespace {
 
-// The parser would split an argument like "[a,b]" into two; this byte in front prevents it.
+// In front of an argument this byte makes the parser take it for a plain value: without it the
+// parser would split "[a,b]" in two, and look for options behind "--" in some cases.
 constexpr char kGuard = '\x01';
 
-std::string Guarded(std::string_view argument) {
-  const bool bracketed = argument.size() >= 2 && argument.front() == '[' && argument.back() == ']';
-  return (bracketed ? std::string(1, kGuard) : "").append(argument);
+bool NeedsGuard(std::string_view argument) {
+  if (argument.empty()) return false;
+  return argument.front() == kGuard || (argument.front() == '[' && argument.back() == ']');
+}
+
+// The arguments as the parser wants them: last one first.
+std::vector<std::string> GuardedArguments(int argc, const char* const* argv) {
+  std::vector<std::string> arguments;
+  bool values_alone = false;
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    if (!values_alone && argument == "--") {
+      values_alone = true;
+    } else {
+      arguments.push_back(values_alone || NeedsGuard(argument) ? kGuard + argument : argument);
+    }
+  }
+  std::reverse(arguments.begin(), arguments.end());
+  return arguments;
 }
 
 std::vector<std::string> Unguarded(std::vector<std::string> values) {
@@ -282,11 +298,8 @@ std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* 
   const std::vector<Bound> subcommands = AddSubcommands(&app);
   app.require_subcommand(1);
   app.footer(kFooter);
-  std::vector<std::string> arguments;
-  // The parser takes its arguments last one first.
-  for (int i = argc - 1; i > 0; --i) arguments.push_back(Guarded(argv[i]));
   try {
-    app.parse(arguments);
+    app.parse(GuardedArguments(argc, argv));
     TakeArguments(subcommands, options);
     CheckOptions(texts, options);
   } catch (const CLI::Success& wanted) {  // help or version

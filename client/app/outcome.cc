@@ -10,8 +10,6 @@ namespace {
 constexpr Milliseconds kDefaultTime{15'000};  // above what the agent's own CPU check may take
 constexpr Milliseconds kSpareTime{5'000};     // on top of a time-out inside the request
 
-constexpr std::string_view kHashReadError = "Read error";
-
 int ExitFor(const Failure& failure) {
   switch (failure.kind) {
     case FailureKind::kNone:
@@ -97,6 +95,9 @@ Milliseconds TimeFor(const Plan& plan, const Options& options) {
 }
 
 std::string HintFor(const Command& command, const Reply& reply) {
+  if (command.explain != nullptr && reply.status == kStatusUnavailable) {
+    return command.explain(reply);
+  }
   const std::string_view text = reply.Line(1);
   if (reply.status == kStatusNotAllowed && *command.switch_keys != '\0') {
     return fmt::format("switch on in the agent's configuration: {}", command.switch_keys);
@@ -111,9 +112,6 @@ std::string HintFor(const Command& command, const Reply& reply) {
     if (text.starts_with(script.text)) {
       return fmt::format("set {} in the agent's configuration to the script's path", script.key);
     }
-  }
-  if (text == kHashReadError) {
-    return "the agent cannot hash an empty file, nor one whose size is a multiple of 20480 bytes";
   }
   return "";
 }

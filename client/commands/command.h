@@ -59,6 +59,9 @@ class BadReply : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The refusal of a hash that the agent's way of reading causes, whatever the file.
+inline constexpr std::string_view kHashReadError = "Read error";
+
 using CheckFunction = Verdict (*)(const Answer& answer, const Value& result,
                                   const Thresholds& thresholds);
 
@@ -82,6 +85,8 @@ struct Command {
   // Null = one request, one reply.
   Exchange (*ask)(const Endpoint& endpoint, const Plan& plan, std::string_view password,
                   const Deadline& deadline) = nullptr;
+  // What a refusal means beside what it says; null = nothing more.
+  std::string (*explain)(const Reply& reply) = nullptr;
   // Rewrites reply text before anybody sees it; null = nothing to hide.
   void (*mask)(const Arguments& arguments, std::string* reply) = nullptr;
   const char* notes = "";  // more lines of help

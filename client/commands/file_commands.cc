@@ -110,6 +110,11 @@ std::string SummariseHash(const Answer& answer, const Value& result) {
   return fmt::format("{} {}", *result["algorithm"].As<std::string>(), *hash);
 }
 
+std::string ExplainHash(const Reply& reply) {
+  if (reply.Line(1) != kHashReadError) return "";
+  return "the agent cannot hash an empty file, nor one whose size is a multiple of 20480 bytes";
+}
+
 Verdict CheckHash(const Answer& answer, const Value& result, const Thresholds& /*thresholds*/) {
   const std::string* hash = result["hash"].As<std::string>();
   if (hash == nullptr) return {State::kUnknown, SummariseHash(answer, result), {}};
@@ -259,6 +264,7 @@ const Command kHashCommand = {
     .summarise = SummariseHash,
     .check = CheckHash,
     .unavailable = State::kCritical,
+    .explain = ExplainHash,
     .notes = "crc32 is the complement of the usual CRC-32, in decimal. A file of 0 or of a\n"
              "multiple of 20480 bytes cannot be hashed by the agent (\"Read error\").",
 };

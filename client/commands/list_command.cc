@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "commands/list_command.h"
 
+#include <algorithm>
+#include <utility>
+
 #include <fmt/format.h>
 
 #include "commands/fields.h"
@@ -97,6 +100,15 @@ class EntryReader {
   size_t line_ = kHeaderLines + 1;
 };
 
+// Folders before files, each by name.
+bool FolderThenName(const Value& a, const Value& b) {
+  const auto key = [](const Value& entry) {
+    return std::pair(*entry["type"].As<std::string>() != "folder",
+                     std::string_view(*entry["name"].As<std::string>()));
+  };
+  return key(a) < key(b);
+}
+
 Value ParseList(const Answer& answer) {
   const bool changed = answer.arguments.Has("ctime");
   const int64_t count = IntLine(answer.reply, 2);
@@ -106,6 +118,7 @@ Value ParseList(const Answer& answer) {
   EntryReader reader(answer.reply, changed);
   Record entry;
   while (reader.Next(&entry)) entries.push_back(Value::Of(std::move(entry)));
+  std::stable_sort(entries.begin(), entries.end(), FolderThenName);
   if (static_cast<int64_t>(entries.size()) != count) {
     throw BadReply(fmt::format("{} entries announced, {} found", count, entries.size()));
   }

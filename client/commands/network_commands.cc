@@ -110,6 +110,26 @@ Value ParseProbe(const Answer& answer) {
                           {"received", data.empty() ? Value() : Value::Text(data)}});
 }
 
+// The second line of a failure is the code of the step that failed.
+std::string ExplainProbe(const Reply& reply) {
+  switch (ParseWhole(reply.Line(2)).value_or(1)) {
+    case 0:
+      return "no answer in time, or closed without a byte";
+    case -2:
+      return "the agent's host cannot resolve the name";
+    case -3:
+      return "the agent could not make a socket";
+    case -4:
+      return "the agent could not send";
+    case -5:
+      return "the agent could not receive";
+    case -6:
+      return "the agent could not connect";
+    default:
+      return "";
+  }
+}
+
 std::string SummariseProbe(const Answer& answer, const Value& result) {
   constexpr size_t kShown = 60;
   std::string text =
@@ -232,6 +252,7 @@ const Command kTcpCommand = {
     .check = CheckProbe,
     .range = SecondsRange,
     .unavailable = State::kCritical,
+    .explain = ExplainProbe,
     .notes = "As a check: -w and -c apply to the time in seconds (units ms, s).",
 };
 
@@ -246,6 +267,7 @@ const Command kUdpCommand = {
     .check = CheckProbe,
     .range = SecondsRange,
     .unavailable = State::kCritical,
+    .explain = ExplainProbe,
     .notes = "As a check: -w and -c apply to the time in seconds (units ms, s).",
 };
 

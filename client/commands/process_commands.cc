@@ -43,7 +43,7 @@ Value ParseProc(const Answer& answer) {
 
 std::string SummariseProc(const Answer& answer, const Value& result) {
   const double count = result["count"].AsNumber();
-  return fmt::format("{:.0f} {} {}", count, count == 1 ? "process" : "processes",
+  return fmt::format("{:.0f} {} named {}", count, count == 1 ? "process" : "processes",
                      answer.arguments.Text("name"));
 }
 

@@ -2,6 +2,7 @@
 #include "commands/space_commands.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 #include <fmt/format.h>
@@ -60,8 +61,9 @@ std::optional<Range> UsedRange(const std::optional<Range>& free, double usable) 
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   Range used;
   used.inside = free->inside;
-  used.low = free->high == kInfinity ? 0 : std::max(usable - free->high * unit, 0.0);
-  used.high = free->low == -kInfinity ? kInfinity : std::max(usable - free->low * unit, 0.0);
+  const auto mirror = [&](double end) { return std::round(std::max(usable - end * unit, 0.0)); };
+  used.low = free->high == kInfinity ? 0 : mirror(free->high);
+  used.high = free->low == -kInfinity ? kInfinity : mirror(free->low);
   return used;
 }
 

@@ -49,6 +49,14 @@ std::string NamesOf(const Record& record, bool wanted) {
   return names.empty() ? "none" : names;
 }
 
+// A column of switches that are all off is left out.
+bool SaysSomething(const List& list, std::string_view name) {
+  return std::any_of(list.begin(), list.end(), [name](const Value& item) {
+    const bool* flag = item[name].As<bool>();
+    return flag == nullptr || *flag;
+  });
+}
+
 std::string ReadableList(const List& list, const Style& style) {
   if (list.empty()) return "";
   const auto* first = list.front().As<Record>();
@@ -58,11 +66,17 @@ std::string ReadableList(const List& list, const Style& style) {
     return text;
   }
   std::vector<std::string> header;
-  for (const auto& member : *first) header.push_back(Label(member.first));
+  std::vector<bool> shown;
+  for (const auto& member : *first) {
+    shown.push_back(SaysSomething(list, member.first));
+    if (shown.back()) header.push_back(Label(member.first));
+  }
   std::vector<std::vector<Cell>> rows;
   for (const Value& item : list) {
     std::vector<Cell>& row = rows.emplace_back();
+    size_t column = 0;
     for (const auto& [name, value] : *item.As<Record>()) {
+      if (!shown[column++]) continue;
       row.push_back({ReadableLeaf(value), Tone::kPlain, IsFigure(value)});
     }
   }

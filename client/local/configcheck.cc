@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "local/configcheck.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "core/config_file.h"
+#include "local/findings.h"
+#include "model/printable.h"
+#include "model/secret_file.h"
+#include "output/style.h"
+#include "text/ovstring.h"
+
+namespace zem::client {
+
+namespace {
+
+constexpr Argument kArguments[] = {
+    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the agent's configuration"},
+    {"strict", "--strict", ArgumentKind::kFlag, "", "exit with 1 at warnings too"},
+};
+
+constexpr int kExitLoads = 0;
+constexpr int kExitWarnings = 1;
+constexpr int kExitFails = 2;
+
+// Puts the temporary directory back that the agent's loader exports.
+class KeptTempDir {
+ public:
+  KeptTempDir() {
+    if (const char* present = getenv("TMPDIR")) before_ = present;
+  }
+  ~KeptTempDir() {
+    if (before_) {
+      setenv("TMPDIR", before_->c_str(), 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
+  KeptTempDir(const KeptTempDir&) = delete;
+  KeptTempDir& operator=(const KeptTempDir&) = delete;
+
+ private:
+  std::optional<std::string> before_;
+};
+
+// The loader's texts: errors end its load, a lone warning does not.
+void AddLoaderTexts(std::string_view text, bool loaded, Findings* findings) {
+  constexpr std::string_view kCrossed = "FilterMarks has less items than FilterList";
+  if (text.starts_with(kCrossed)) {
+    findings->push_back({Severity::kWarning, 0, "filtermarks",
+                         std::string(kCrossed) +
+                             " (a file without both keys gets this: their defaults are crossed)"});
+    text.remove_prefix(kCrossed.size());
+  }
+  while (!text.empty()) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = Trimmed(text.substr(0, end));
+    if (!line.empty()) {
+      findings->push_back(
+          {loaded ? Severity::kWarning : Severity::kError, 0, "", std::string(line)});
+    }
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+}
+
+bool Load(const std::string& path, Settings* settings, Findings* findings) {
+  const KeptTempDir kept;
+  settings->config_path = path;
+  OvString error;
+  const bool loaded = LoadSettings(settings, &error);
+  AddLoaderTexts(error, loaded, findings);
+  if (loaded && (settings->port < 1 || settings->port > 65535)) {
+    findings->push_back({Severity::kError, 0, "port",
+                         fmt::format("{} is no port: the agent cannot listen", settings->port)});
+    return false;
+  }
+  return loaded;
+}
+
+std::string FindingsText(const Findings& findings, const std::string& path, const Style& style) {
+  std::string text;
+  for (const Finding& finding : findings) {
+    const Tone tone = finding.severity == Severity::kError     ? Tone::kBad
+                      : finding.severity == Severity::kWarning ? Tone::kWarning
+                                                               : Tone::kFaint;
+    text += Printable(path);
+    if (finding.line > 0) text += fmt::format(":{}", finding.line);
+    text += ": " + style(tone, SeverityName(finding.severity)) + ": ";
+    if (!finding.key.empty()) text += finding.key + ": ";
+    text += Printable(finding.text) + '\n';
+  }
+  return text;
+}
+
+Value FindingsValue(const Findings& findings) {
+  List list;
+  for (const Finding& finding : findings) {
+    list.push_back(Value::Of(Record{
+        {"severity", Value::Text(SeverityName(finding.severity))},
+        {"line", finding.line > 0 ? Value::Int(finding.line) : Value()},
+        {"key", finding.key.empty() ? Value() : Value::Text(finding.key)},
+        {"text", Value::Text(finding.text)},
+    }));
+  }
+  return Value::Of(std::move(list));
+}
+
+LocalResult Configcheck(const Arguments& arguments) {
+  const std::string path = arguments.Text("file");
+  Findings findings;
+  Settings settings;
+  const bool loads = Load(path, &settings, &findings);
+  const auto count = [&findings](Severity severity) {
+    return std::count_if(findings.begin(), findings.end(),
+                         [severity](const Finding& f) { return f.severity == severity; });
+  };
+  // A file that cannot be opened has no lines to look at.
+  if (access(path.c_str(), R_OK) == 0) {
+    InspectLines(ReadSecretFile(path, Privacy::kAnyMode).View(), &findings);
+    InspectSettings(settings, &findings);
+    InspectFiles(settings, &findings);
+  }
+  LocalResult result;
+  const auto warnings = count(Severity::kWarning);
+  result.exit_code = !loads                                      ? kExitFails
+                     : arguments.Has("strict") && warnings > 0 ? kExitWarnings
+                                                                 : kExitLoads;
+  result.text = FindingsText(findings, path, Style::For(STDOUT_FILENO)) +
+                fmt::format("{}: {}; {} errors, {} warnings\n", Printable(path),
+                            loads ? "the agent loads it" : "the agent does not load it",
+                            count(Severity::kError), warnings);
+  result.result = Value::Of(Record{{"file", Value::Text(path)},
+                                   {"loads", Value::Flag(loads)},
+                                   {"errors", Value::Int(count(Severity::kError))},
+                                   {"warnings", Value::Int(warnings)},
+                                   {"findings", FindingsValue(findings)}});
+  return result;
+}
+
+}  // namespace
+
+const LocalCommand kConfigcheckCommand = {
+    .name = "configcheck",
+    .summary = "what is wrong or risky about an agent's configuration",
+    .arguments = kArguments,
+    .run = Configcheck,
+    .notes = "Exits with 0 when the agent would load the file, 2 when not.",
+};
+
+}  // namespace zem::client

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// What is wrong, risky or worth knowing about an agent's configuration.
+
+#ifndef ZEM_CLIENT_LOCAL_FINDINGS_H_
+#define ZEM_CLIENT_LOCAL_FINDINGS_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/settings.h"
+
+namespace zem::client {
+
+enum class Severity : uint8_t { kNote, kWarning, kError };
+
+const char* SeverityName(Severity severity);
+
+struct Finding {
+  Severity severity;
+  int line;  // in the file; 0 = the file as a whole
+  std::string key;
+  std::string text;
+};
+
+using Findings = std::vector<Finding>;
+
+// The lines by themselves: unknown keys, switches that are silently off, odd numbers, double keys.
+void InspectLines(std::string_view text, Findings* findings);
+
+// The settings together, as they are after a load: filter, lists, password, risky switches.
+void InspectSettings(const Settings& settings, Findings* findings);
+
+// The files that the settings name: modes, owners, presence.
+void InspectFiles(const Settings& settings, Findings* findings);
+
+// Addresses that an item admits beside itself, since the filter looks for the peer's address
+// anywhere in the list.
+std::vector<std::string> AlsoAdmitted(std::string_view item);
+
+}  // namespace zem::client
+
+#endif  // ZEM_CLIENT_LOCAL_FINDINGS_H_

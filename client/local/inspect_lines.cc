@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <variant>
+
+#include <fmt/format.h>
+
+#include "core/config_file.h"
+#include "local/findings.h"
+#include "model/printable.h"
+#include "text/ovstring.h"
+
+namespace zem::client {
+
+namespace {
+
+// How many single changes turn one word into the other.
+size_t Distance(std::string_view a, std::string_view b) {
+  std::vector<size_t> row(b.size() + 1);
+  for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+  for (size_t i = 1; i <= a.size(); ++i) {
+    size_t corner = row[0];
+    row[0] = i;
+    for (size_t j = 1; j <= b.size(); ++j) {
+      const size_t change = corner + (a[i - 1] != b[j - 1]);
+      corner = row[j];
+      row[j] = std::min({change, row[j] + 1, row[j - 1] + 1});
+    }
+  }
+  return row[b.size()];
+}
+
+std::string Suggestion(std::string_view key) {
+  constexpr size_t kNear = 2;
+  const SettingRow* best = nullptr;
+  size_t least = kNear + 1;
+  for (const SettingRow& row : SettingsTable()) {
+    const size_t distance = Distance(key, row.key);
+    if (!row.key.empty() && distance < least && distance < row.key.size()) {
+      best = &row;
+      least = distance;
+    }
+  }
+  return best == nullptr ? "" : fmt::format("; did you mean \"{}\"?", best->key);
+}
+
+bool IsDecimal(std::string_view value) {
+  if (!value.empty() && value.front() == '-') value.remove_prefix(1);
+  return !value.empty() && value.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+class LineInspector {
+ public:
+  explicit LineInspector(Findings* findings) : findings_(findings) {}
+
+  void Inspect(std::string_view line, int number) {
+    number_ = number;
+    ConfigLine parsed;
+    if (!ParseConfigLine(line, &parsed)) {
+      const std::string_view text = Trimmed(line);
+      if (!text.empty() && text.front() != '#' && text.front() != ';') {
+        Add(Severity::kWarning, "", "no \"=\": the line is ignored");
+      }
+      return;
+    }
+    const std::string key(parsed.key.View());
+    if (key.starts_with('#') || key.starts_with(';')) {
+      Add(Severity::kNote, key, "a comment has to begin in the first column; read as an unknown key");
+      return;
+    }
+    const SettingRow* row = FindSettingByKey(key);
+    if (row == nullptr) {
+      Add(Severity::kWarning, key, "unknown key: the line is ignored" + Suggestion(key));
+      return;
+    }
+    InspectTwice(*row, key);
+    InspectValue(*row, key, parsed.value);
+  }
+
+ private:
+  void Add(Severity severity, const std::string& key, std::string text) {
+    findings_->push_back({severity, number_, Printable(key), std::move(text)});
+  }
+
+  void InspectTwice(const SettingRow& row, const std::string& key) {
+    const auto [first, inserted] = seen_.emplace(key, number_);
+    if (inserted) return;
+    const char* which = IsPort(row) ? "the first one stays" : "this one wins";
+    Add(Severity::kWarning, key, fmt::format("given in line {} already; {}", first->second, which));
+  }
+
+  void InspectValue(const SettingRow& row, const std::string& key, std::string_view value) {
+    if (std::holds_alternative<bool Settings::*>(row.member)) {
+      InspectFlag(key, value);
+    } else if (std::holds_alternative<int Settings::*>(row.member)) {
+      if (!IsDecimal(value)) {
+        Add(Severity::kWarning, key, "not a decimal number: read up to the first other character");
+      }
+    } else if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
+               value.back() == value.front()) {
+      Add(Severity::kWarning, key, "the quotes are part of the value");
+    } else if (value.find(" #") != std::string_view::npos) {
+      Add(Severity::kWarning, key, "a comment behind a value is part of the value");
+    }
+  }
+
+  void InspectFlag(const std::string& key, std::string_view value) {
+    static constexpr const char* kMeantOn[] = {"yes", "true", "on", "y", "t", "enable", "enabled"};
+    const bool meant_on = std::any_of(std::begin(kMeantOn), std::end(kMeantOn), [&](const char* on) {
+      return EqualsIgnoringCase(value, on);
+    });
+    if (meant_on) {
+      Add(Severity::kWarning, key,
+          fmt::format("\"{}\" is off: a switch is on only when its value begins with 1", value));
+    } else if (value.empty()) {
+      Add(Severity::kWarning, key, "no value: the switch is off");
+    } else if (value.starts_with('1') && value.size() > 1) {
+      Add(Severity::kNote, key, "on: only the first character of the value counts");
+    }
+  }
+
+  Findings* const findings_;
+  int number_ = 0;
+  std::map<std::string, int> seen_;
+};
+
+}  // namespace
+
+const char* SeverityName(Severity severity) {
+  switch (severity) {
+    case Severity::kNote:
+      return "note";
+    case Severity::kWarning:
+      return "warning";
+    case Severity::kError:
+      return "error";
+  }
+  return "error";
+}
+
+void InspectLines(std::string_view text, Findings* findings) {
+  LineInspector inspector(findings);
+  for (int number = 1; !text.empty(); ++number) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    const size_t length = std::min(end + 1, text.size());
+    std::string_view line = text.substr(0, length);
+    if (length > kLongestConfigLine) {
+      findings->push_back({Severity::kWarning, number, "",
+                           fmt::format("longer than {} bytes: read in pieces, each a line of its own",
+                                       kLongestConfigLine)});
+      line = line.substr(0, kLongestConfigLine);
+    }
+    if (line.find('\0') != std::string_view::npos) {
+      findings->push_back({Severity::kWarning, number, "", "the line holds a zero byte"});
+    }
+    inspector.Inspect(line, number);
+    text.remove_prefix(length);
+  }
+}
+
+}  // namespace zem::client

@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "local/scripttest.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "checks/system/process_check.h"
+#include "commands/process_commands.h"
+#include "core/config_file.h"
+#include "model/printable.h"
+#include "output/style.h"
+#include "output/units.h"
+#include "wire/reply_text.h"
+
+namespace zem::client {
+
+namespace {
+
+constexpr Argument kArguments[] = {
+    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the agent's configuration"},
+    {"name", "--name", ArgumentKind::kOption, "NAME", "count this process (the first one listed)"},
+};
+
+// No process has it.
+constexpr const char* kAbsentName = "zem-no-such-process";
+
+bool IsPlain(std::string_view name) {
+  const auto plain = [](char byte) {
+    return isalnum(static_cast<unsigned char>(byte)) != 0 || byte == '-' || byte == '_' || byte == '.';
+  };
+  return !name.empty() && std::all_of(name.begin(), name.end(), plain);
+}
+
+using Handler = void (*)(const AgentRequest& request, const RequestContext& context,
+                         AgentReply* reply);
+
+struct Trial {
+  std::string script;  // key
+  std::string input;   // the process name, where there is one
+  Reply reply;
+  double millis = 0;
+  Value result;
+  std::string verdict;
+  bool good = false;
+};
+
+class Tester {
+ public:
+  explicit Tester(const Settings& settings) : settings_(settings) {}
+
+  std::vector<Trial> RunAll(const std::string& wanted_name) {
+    const std::string listed = TryList();
+    const std::string name = wanted_name.empty() ? listed : wanted_name;
+    if (!name.empty()) TryCount(name, wanted_name.empty());
+    TryAbsent();
+    TryCpu();
+    return std::move(trials_);
+  }
+
+ private:
+  // The agent's own handler, with the switch taken for on.
+  Trial& Try(const char* key, Handler handler, const std::string& input, const Command& command) {
+    Trial& trial = trials_.emplace_back();
+    trial.script = key;
+    trial.input = input;
+    const RequestContext context = {settings_, 0, {}, nullptr, nullptr, nullptr, nullptr, nullptr};
+    AgentReply reply;
+    const auto start = Clock::now();
+    handler(AgentRequest("\n" + input + "\n"), context, &reply);
+    const std::chrono::duration<double, std::milli> took = Clock::now() - start;
+    trial.millis = took.count();
+    trial.reply = ParseReply(reply.Text());
+    if (!trial.reply.IsDone()) {
+      trial.verdict = trial.reply.Message();
+      return trial;
+    }
+    Arguments arguments;
+    arguments.Set("name", {input});
+    const Exchange exchange;
+    const Answer answer = {trial.reply, arguments, exchange};
+    try {
+      trial.result = command.parse(answer);
+      trial.verdict = command.summarise(answer, trial.result);
+      trial.good = true;
+    } catch (const BadReply& error) {
+      trial.verdict = error.what();
+    }
+    return trial;
+  }
+
+  // Gives the name of a process that runs and that no shell would interpret; empty when there is
+  // none.
+  std::string TryList() {
+    Trial& trial = Try("proclistscript", ListProcesses, "", kProcsCommand);
+    const auto* list = trial.result["processes"].As<List>();
+    if (list == nullptr) return "";
+    if (list->empty()) {
+      trial.good = false;
+      trial.verdict += ": the list is empty";
+      return "";
+    }
+    if (*trial.result["last_line_doubled"].As<bool>()) {
+      trial.verdict += "; the last one comes twice: print no line feed behind the last line";
+    }
+    for (const Value& name : *list) {
+      if (IsPlain(*name.As<std::string>())) return *name.As<std::string>();
+    }
+    return "";
+  }
+
+  void TryCount(const std::string& name, bool was_listed) {
+    Trial& trial = Try("proccntscript", CheckProcess, name, kProcCommand);
+    if (trial.good && was_listed && trial.result["count"].AsNumber() < 1) {
+      trial.good = false;
+      trial.verdict += ": not counted, although proclistscript lists it";
+    }
+  }
+
+  void TryAbsent() {
+    Trial& trial = Try("proccntscript", CheckProcess, kAbsentName, kProcCommand);
+    if (trial.good && trial.result["count"].AsNumber() != 0) {
+      trial.good = false;
+      trial.verdict += ": none runs; does the script count itself?";
+    }
+  }
+
+  void TryCpu() {
+    Trial& trial = Try("cpuusagescript", CheckCpu, "", kCpuCommand);
+    const double usage = trial.result["usage_percent"].AsNumber();
+    if (trial.good && (usage < 0 || usage > 100)) {
+      trial.good = false;
+      trial.verdict += ": not between 0 and 100";
+    }
+  }
+
+  const Settings& settings_;
+  std::vector<Trial> trials_;
+};
+
+std::string TrialsText(const std::vector<Trial>& trials, const Style& style) {
+  std::string text;
+  for (const Trial& trial : trials) {
+    const std::string what =
+        trial.input.empty() ? trial.script : fmt::format("{} {}", trial.script, trial.input);
+    text += fmt::format("{}  {} ({}): {}\n",
+                        trial.good ? style(Tone::kGood, "ok  ") : style(Tone::kBad, "FAIL"),
+                        Printable(what), ReadableMillis(trial.millis), Printable(trial.verdict));
+  }
+  return text;
+}
+
+Value TrialsValue(const std::vector<Trial>& trials) {
+  List list;
+  for (const Trial& trial : trials) {
+    list.push_back(Value::Of(Record{
+        {"script", Value::Text(trial.script)},
+        {"input", trial.input.empty() ? Value() : Value::Text(trial.input)},
+        {"status", trial.reply.status ? Value::Int(*trial.reply.status) : Value()},
+        {"ok", Value::Flag(trial.good)},
+        {"elapsed_ms", Value::Millis(trial.millis)},
+        {"text", Value::Text(trial.verdict)},
+    }));
+  }
+  return Value::Of(std::move(list));
+}
+
+LocalResult Scripttest(const Arguments& arguments) {
+  Settings settings;
+  settings.config_path = arguments.Text("file");
+  OvString error;
+  // The temporary directory that this exports is the one the scripts' results go to.
+  if (!LoadSettings(&settings, &error)) {
+    throw std::runtime_error("the configuration does not load: " + std::string(Trimmed(error)));
+  }
+  const std::vector<Trial> trials = Tester(settings).RunAll(arguments.Text("name"));
+  const bool good =
+      std::all_of(trials.begin(), trials.end(), [](const Trial& trial) { return trial.good; });
+  LocalResult result;
+  result.exit_code = good ? 0 : 1;
+  result.text = TrialsText(trials, Style::For(STDOUT_FILENO)) +
+                "Run this as the agent's user: what a script may see depends on who runs it.\n";
+  result.result = Value::Of(
+      Record{{"ok", Value::Flag(good)}, {"trials", TrialsValue(trials)}});
+  return result;
+}
+
+}  // namespace
+
+const LocalCommand kScripttestCommand = {
+    .name = "scripttest",
+    .summary = "run the three administrator scripts as the agent would",
+    .arguments = kArguments,
+    .run = Scripttest,
+    .notes = "Exits with 1 when the agent would fail or answer nonsense.",
+};
+
+}  // namespace zem::client
