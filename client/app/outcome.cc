@@ -75,8 +75,8 @@ void ReadReplyText(const Options& options, Outcome* outcome) {
     outcome->summary = Refusal(outcome->reply);
     outcome->hint = HintFor(command, outcome->reply);
     // A file that the agent cannot hash says nothing about the file.
-    const bool unavailable = outcome->reply.status == kStatusUnavailable &&
-                             outcome->reply.Line(1) != kHashReadError;
+    const bool unavailable =
+        outcome->reply.status == kStatusUnavailable && outcome->reply.Line(1) != kHashReadError;
     outcome->verdict = {unavailable ? command.unavailable : State::kUnknown, outcome->summary, {}};
     return;
   }

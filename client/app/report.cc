@@ -28,17 +28,18 @@ int WorstExit(const std::vector<Outcome>& outcomes) {
 }
 
 std::string Complaint(const Outcome& outcome, const Style& style) {
-  std::string text = fmt::format("{} {}\n", style(Tone::kBad, outcome.name + ":"),
-                                 Printable(outcome.summary));
+  std::string text =
+      fmt::format("{} {}\n", style(Tone::kBad, outcome.name + ":"), Printable(outcome.summary));
   if (!outcome.hint.empty()) text += "  " + Printable(outcome.hint) + '\n';
   return text;
 }
 
 std::string Sizes(const Outcome& outcome) {
   const Exchange& exchange = outcome.exchange;
-  return fmt::format("{}: request {} bytes, reply {} bytes, connected after {:.2f} ms, done after {:.2f} ms\n",
-                     Display(outcome.endpoint), exchange.request_bytes, exchange.reply_bytes,
-                     exchange.ConnectedMillis(), exchange.ElapsedMillis());
+  return fmt::format(
+      "{}: request {} bytes, reply {} bytes, connected after {:.2f} ms, done after {:.2f} ms\n",
+      Display(outcome.endpoint), exchange.request_bytes, exchange.reply_bytes,
+      exchange.ConnectedMillis(), exchange.ElapsedMillis());
 }
 
 // The short word for a row: the status, or the kind of failure.

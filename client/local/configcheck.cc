@@ -129,9 +129,9 @@ LocalResult Configcheck(const Arguments& arguments) {
   }
   LocalResult result;
   const auto warnings = count(Severity::kWarning);
-  result.exit_code = !loads                                      ? kExitFails
+  result.exit_code = !loads                                    ? kExitFails
                      : arguments.Has("strict") && warnings > 0 ? kExitWarnings
-                                                                 : kExitLoads;
+                                                               : kExitLoads;
   result.text = FindingsText(findings, path, Style::For(STDOUT_FILENO)) +
                 fmt::format("{}: {}; {} errors, {} warnings\n", Printable(path),
                             loads ? "the agent loads it" : "the agent does not load it",

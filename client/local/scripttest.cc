@@ -33,7 +33,8 @@ constexpr const char* kAbsentName = "zem-no-such-process";
 
 bool IsPlain(std::string_view name) {
   const auto plain = [](char byte) {
-    return isalnum(static_cast<unsigned char>(byte)) != 0 || byte == '-' || byte == '_' || byte == '.';
+    return isalnum(static_cast<unsigned char>(byte)) != 0 || byte == '-' || byte == '_' ||
+           byte == '.';
   };
   return !name.empty() && std::all_of(name.begin(), name.end(), plain);
 }
@@ -186,8 +187,7 @@ LocalResult Scripttest(const Arguments& arguments) {
   result.exit_code = good ? 0 : 1;
   result.text = TrialsText(trials, Style::For(STDOUT_FILENO)) +
                 "Run this as the agent's user: what a script may see depends on who runs it.\n";
-  result.result = Value::Of(
-      Record{{"ok", Value::Flag(good)}, {"trials", TrialsValue(trials)}});
+  result.result = Value::Of(Record{{"ok", Value::Flag(good)}, {"trials", TrialsValue(trials)}});
   return result;
 }
 
