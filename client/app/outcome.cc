@@ -122,6 +122,7 @@ Outcome AskHost(const Target& target, const Plan& plan, const Options& options) 
   Outcome outcome;
   outcome.name = target.name;
   outcome.endpoint = target.endpoint;
+  outcome.request = plan.text.substr(0, plan.text.find_first_of("\r\n"));
   try {
     outcome.exchange = command.ask != nullptr
                            ? command.ask(target.endpoint, plan, target.password.View(), deadline)

@@ -136,13 +136,13 @@ Report PluginReport(const std::vector<Outcome>& outcomes, const Options& options
 
 Value OutcomeValue(const Outcome& outcome, const Command& command) {
   List lines;
-  if (outcome.reply.status) lines.push_back(Value::Text(std::to_string(*outcome.reply.status)));
   for (const std::string& line : outcome.reply.lines) lines.push_back(Value::Text(line));
   const bool done = outcome.IsDone();
   return Value::Of(Record{
       {"host", Value::Text(outcome.endpoint.host)},
       {"port", Value::Int(outcome.endpoint.port)},
       {"command", Value::Text(command.name)},
+      {"request", Value::Text(outcome.request)},
       {"status", outcome.reply.status ? Value::Int(*outcome.reply.status) : Value()},
       {"ok", Value::Flag(done)},
       {"elapsed_ms", Value::Number(outcome.exchange.ElapsedMillis())},

@@ -22,7 +22,8 @@ namespace zem::client {
 namespace {
 
 constexpr Argument kArguments[] = {
-    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the agent's configuration"},
+    {"file", "file,--file", ArgumentKind::kOptional, "FILE",
+     "the agent's configuration, if not in --agent-config"},
     {"strict", "--strict", ArgumentKind::kFlag, "", "exit with 1 at warnings too"},
 };
 
@@ -113,7 +114,7 @@ Value FindingsValue(const Findings& findings) {
 }
 
 LocalResult Configcheck(const Arguments& arguments) {
-  const std::string path = arguments.Text("file");
+  const std::string path = ConfigPath(arguments);
   Findings findings;
   Settings settings;
   const bool loads = Load(path, &settings, &findings);

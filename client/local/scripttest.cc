@@ -24,7 +24,8 @@ namespace zem::client {
 namespace {
 
 constexpr Argument kArguments[] = {
-    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the agent's configuration"},
+    {"file", "file,--file", ArgumentKind::kOptional, "FILE",
+     "the agent's configuration, if not in --agent-config"},
     {"name", "--name", ArgumentKind::kOption, "NAME", "count this process (the first one listed)"},
 };
 
@@ -174,7 +175,7 @@ Value TrialsValue(const std::vector<Trial>& trials) {
 
 LocalResult Scripttest(const Arguments& arguments) {
   Settings settings;
-  settings.config_path = arguments.Text("file");
+  settings.config_path = ConfigPath(arguments);
   OvString error;
   // The temporary directory that this exports is the one the scripts' results go to.
   if (!LoadSettings(&settings, &error)) {

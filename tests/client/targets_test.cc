@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -42,7 +43,7 @@ class TargetsTest : public testing::Test {
         unsetenv(name);
       }
     }
-    (void)system(("rm -rf " + home_).c_str());
+    std::filesystem::remove_all(home_);
   }
 
   static std::vector<Target> Targets(const std::string& line) {
@@ -57,8 +58,8 @@ class TargetsTest : public testing::Test {
   }
   std::string Write(const std::string& name, const std::string& text) const {
     const std::string path = home_ + "/" + name;
-    (void)system(("mkdir -p $(dirname " + path + ")").c_str());
-    (void)rename(Scratch(text).c_str(), path.c_str());
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::filesystem::rename(Scratch(text), path);
     return path;
   }
 
