@@ -2,6 +2,7 @@
 #include "core/accept_loop.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <limits>
 #include <utility>
 
@@ -40,6 +42,12 @@ int ShortageFrom(size_t descriptor_limit) {
 bool IsShortage(int error_number) {
   return error_number == EMFILE || error_number == ENFILE || error_number == ENOBUFS ||
          error_number == ENOMEM;
+}
+
+// Not every stream: a session may hold one for as long as it likes, and nothing that is read has
+// anything to flush.
+void FlushConsole() {
+  fflush(stdout);
 }
 
 // A file that another thread's fork still holds open for writing is busy for a moment.
@@ -91,7 +99,7 @@ void AcceptLoop::ServeSignals() {
 }
 
 void AcceptLoop::End(int status) {
-  fflush(nullptr);
+  FlushConsole();
   // No destructor: sessions are still using what they would destroy.
   _exit(status);
 }
@@ -111,7 +119,7 @@ void AcceptLoop::ExecuteInPlace(const char* announcement, const OvString& path,
   listener_.Reset();
   pid_file_->Remove();
   agent_->control.StopReplies(kReplySeconds);
-  fflush(nullptr);
+  FlushConsole();
   PrepareForExec();
   Execute(path);
   ReinstallAfterFailedExec();
@@ -167,8 +175,17 @@ bool AcceptLoop::WaitForConnection() {
     agent_->control.WakeOnSessionClose(false);
     paused_ = false;
   }
-  if (ready == 0 && agent_->control.Counters().active == 0) paused_ = false;
+  if (ready == 0 && paused_ && IsShortageOver()) paused_ = false;
   return count == 2 && waited[1].revents != 0;
+}
+
+// Asked once a second: a shortage need not be the sessions' doing, and the close of the one that
+// would end it may have come too early to be noticed. Where only a few numbers exist at all they
+// may be used while nobody else does.
+bool AcceptLoop::IsShortageOver() const {
+  if (agent_->control.Counters().active == 0) return true;
+  const UniqueFd lowest_free(fcntl(agent_->control.WakeUpFd(), F_DUPFD_CLOEXEC, 0));
+  return lowest_free.IsOpen() && lowest_free.Get() < shortage_from_;
 }
 
 void AcceptLoop::AcceptOne() {
@@ -201,7 +218,7 @@ void AcceptLoop::HandleAcceptError(int error_number) {
 }
 
 // Parked descriptors are given up first. Otherwise connections wait in the backlog until a session
-// closes.
+// closes or the shortage is seen to be over.
 void AcceptLoop::PauseAccepting() {
   if (parked_.CloseAll()) return;
   agent_->control.WakeOnSessionClose(true);

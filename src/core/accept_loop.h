@@ -38,6 +38,7 @@ class AcceptLoop {
   void Reject(UniqueFd connection, uint32_t peer);
   void HandleAcceptError(int error_number);
   void PauseAccepting();
+  bool IsShortageOver() const;
   [[noreturn]] void End(int status);
 
   Agent* const agent_;

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <utility>
 
 #include "core/accept_loop.h"
 #include "core/agent.h"
@@ -36,6 +37,7 @@ int main(int argc, char** argv) {
     return zem::exit_status::kListen;
   }
   zem::InstallSignalHandlers(agent.control.WakeUpWriteFd());
+  zem::SetEmergencyRestart(settings->zempath, nullptr);
   zem::UniqueFd listener = zem::StartListening(*settings);
   static zem::PidFile pid_file;
   if (is_daemon && !settings->pid_file.IsEmpty()) {

@@ -203,6 +203,7 @@ void Session::Close() {
   agent_->log.WriteLog("Session closed, wait for next ..\n", 0, LogKind::kInformation);
   shutdown(connection_.Get(), SHUT_RDWR);
   connection_.Reset();
+  upgrade_.HandOver();
   agent_->control.SessionClosed(requests_);
 }
 
@@ -213,7 +214,9 @@ struct HandOver {
 };
 
 void* SessionThread(void* argument) {
+  FaultStack fault_stack;
   BlockSignalsInSession();
+  UseFaultStack(&fault_stack);
   pthread_detach(pthread_self());
   std::unique_ptr<HandOver> pair(static_cast<HandOver*>(argument));
   Session session(pair->agent, std::move(pair->connection), pair->peer);

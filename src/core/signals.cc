@@ -84,6 +84,11 @@ void OnAlarm(int) {
   PrepareForExec();
   const InheritedState& inherited = InheritedState::Get();
   execve(program, inherited.Arguments(), inherited.Environment());
+  // Nothing is left that could serve, and a process that only hangs looks alive to its keeper. So
+  // it ends as the fault alone would have ended it.
+  const sigset_t fault_only = SetOf(SIGSEGV);
+  pthread_sigmask(SIG_UNBLOCK, &fault_only, nullptr);
+  kill(getpid(), SIGSEGV);
 }
 
 [[noreturn]] void ParkForGood() {
@@ -121,7 +126,7 @@ void InstallFaultHandler() {
   struct sigaction action;
   memset(&action, 0, sizeof(action));
   action.sa_sigaction = OnSegmentationFault;
-  action.sa_flags = SA_SIGINFO;
+  action.sa_flags = SA_SIGINFO | SA_ONSTACK;
   sigemptyset(&action.sa_mask);
   struct sigaction earlier;
   sigaction(SIGSEGV, &action, &earlier);
@@ -167,6 +172,16 @@ void BlockSignalsInSession() {
   sigemptyset(&handled);
   for (const int number : {SIGHUP, SIGPIPE, SIGALRM}) sigaddset(&handled, number);
   pthread_sigmask(SIG_BLOCK, &handled, nullptr);
+}
+
+void UseFaultStack(FaultStack* stack) {
+  stack_t present = {};
+  sigaltstack(nullptr, &present);
+  if ((present.ss_flags & SS_DISABLE) == 0) return;  // a sanitizer brought its own
+  stack_t own = {};
+  own.ss_sp = stack->bytes;
+  own.ss_size = sizeof(stack->bytes);
+  sigaltstack(&own, nullptr);
 }
 
 const sigset_t& WaitMask() {

@@ -25,6 +25,14 @@ void InstallSignalHandlers(int wake_fd);
 // What a session's thread does first: the handled signals are the main thread's.
 void BlockSignalsInSession();
 
+// Where a thread's fault is handled: one that ran out of stack has no room left for a handler. It
+// may be a local of the thread's first function, since that is the end which is never overrun. Room
+// for two signals; memory is only touched by a fault.
+struct FaultStack {
+  alignas(16) char bytes[32 * 1024];
+};
+void UseFaultStack(FaultStack* stack);
+
 // The mask for the main thread's wait, with the hang-up signal open.
 const sigset_t& WaitMask();
 

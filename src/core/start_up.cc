@@ -110,7 +110,7 @@ size_t RaiseDescriptorLimit() {
   rlimit raised = limit;
   raised.rlim_cur = raised.rlim_max;
   if (setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
-  return limit.rlim_cur;
+  return static_cast<size_t>(limit.rlim_cur);  // a signed type on FreeBSD
 }
 
 }  // namespace zem

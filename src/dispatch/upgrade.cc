@@ -104,16 +104,19 @@ bool UpgradeContext::Finish(std::string_view trailer, OvString* error) {
   OvString digest;
   session_key_->Schedule().Decipher(trailer, digest.Resize(trailer.size()));
   if (!EqualSecrets(digest, digest_.Finish())) return FailAndRemove("Wrong CRC", error);
-  OvString script_path;
-  if (!WriteUpgradeScript(program_path_, temp_path_, &script_path, error)) {
+  if (!WriteUpgradeScript(program_path_, temp_path_, &script_path_, error)) {
+    script_path_.Clear();
     RemoveFile(temp_path_);
     ReleaseUpgrade();
     return false;
   }
   // The slot stays taken until the main thread has executed the script.
   active_ = false;
-  control_->SetUpgradePath(script_path);
   return true;
+}
+
+void UpgradeContext::HandOver() {
+  if (!script_path_.IsEmpty()) control_->SetUpgradePath(script_path_);
 }
 
 void StartUpgrade(const AgentRequest& request, const RequestContext& context, AgentReply* reply) {

@@ -3,7 +3,8 @@
 //
 // After an accepted request the same connection carries the program's bytes in the clear, then,
 // within one receive, their MD5 digest enciphered under the request's session key. What arrived is
-// checked, a script that swaps the files is written, and its path is left for the main thread.
+// checked and a script that swaps the files is written. The session hands its path over to the main
+// thread when it closes.
 // Only one upgrade runs in the agent at a time: it holds the slot of ProcessControl.
 // Threads: a context belongs to its session's thread.
 
@@ -44,6 +45,10 @@ class UpgradeContext {
   // transfer has failed; `*error` then says why. When it has ended well, IsActive() is false.
   [[nodiscard]] bool ReceiveUpgrade(std::string_view data, OvString* error);
 
+  // Leaves the script of a transfer that ended well to the main thread. The session's last act but
+  // one: from here on any session that closes raises the request, so the answer has to be out.
+  void HandOver();
+
  private:
   void ReleaseUpgrade();
   bool CreateFile(OvString* error);
@@ -59,6 +64,7 @@ class UpgradeContext {
   int64_t received_ = 0;
   UniqueFd file_;
   OvString temp_path_;
+  OvString script_path_;
   RunningMd5 digest_;
   SessionKeyPtr session_key_;
   OvString program_path_;

@@ -291,20 +291,27 @@ TEST_F(ConfigSaveTest, AProcessThatDiesWhileSavingLeavesAWholeFile) {
   }
   std::mt19937 random(99);
   int seen[2] = {};
-  for (int round = 0; round < 120; ++round) {
+  for (int round = 0; round < 100; ++round) {
+    int saving[2];
+    ASSERT_EQ(pipe(saving), 0);
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
       for (int i = round;; ++i) {
         live_.comment = i % 2 == 0 ? "first" : "second, which is longer";
-        if (!SaveSettings(live_, &error_)) _exit(1);
+        if (!SaveSettings(live_, &error_) || (i == round && write(saving[1], "", 1) != 1)) _exit(1);
       }
     }
-    usleep(static_cast<useconds_t>(random() % 20000));
+    // From here on it saves without a pause; it dies at any moment of that.
+    char byte = 0;
+    close(saving[1]);
+    EXPECT_EQ(read(saving[0], &byte, 1), 1) << "a save failed after an earlier one was cut off";
+    close(saving[0]);
+    usleep(static_cast<useconds_t>(random() % 15000));
     kill(child, SIGKILL);
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFSIGNALED(status)) << "a save failed after an earlier one was cut off";
+    ASSERT_TRUE(WIFSIGNALED(status)) << status;
     const std::string now = scratch_.Read("zem.cfg");
     ASSERT_TRUE(now == whole[0] || now == whole[1]) << now.size() << " bytes in round " << round;
     ++seen[now == whole[1] ? 1 : 0];

@@ -14,6 +14,8 @@
 #include <sstream>
 #include <thread>
 
+extern char** environ;  // not every system declares it
+
 namespace zem::test {
 
 namespace {

@@ -75,20 +75,20 @@ class TextSearch {
   std::unique_ptr<uint32_t[]> borders_;
 };
 
+// Two different bytes, where there are two: a text often begins like another that is common.
 TextSearch::TextSearch(std::string_view text, const TextSearchOptions& options)
     : text_(text), options_(options) {
-  size_t best = 0;
-  size_t next = text.size() > 1 ? 1 : 0;
+  size_t rare = 0;
   for (size_t i = 1; i < text.size(); ++i) {
-    if (Rarity(text[i]) > Rarity(text[best])) {
-      next = best;
-      best = i;
-    } else if (next == best || Rarity(text[i]) > Rarity(text[next])) {
-      next = i;
-    }
+    if (Rarity(text[i]) >= Rarity(text[rare])) rare = i;
   }
-  rare_ = ProbeAt(best);
-  second_ = ProbeAt(next);
+  size_t second = rare;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == text[rare]) continue;
+    if (second == rare || Rarity(text[i]) >= Rarity(text[second])) second = i;
+  }
+  rare_ = ProbeAt(rare);
+  second_ = ProbeAt(second);
 }
 
 TextSearch::Probe TextSearch::ProbeAt(size_t offset) const {
@@ -107,10 +107,13 @@ size_t TextSearch::NextCandidate(const char* bytes, size_t from, size_t end) con
   constexpr size_t kStep = sizeof(Vector) * kVectors;
   const char* rare = bytes + rare_.offset;
   const char* second = bytes + second_.offset;
+  if (rare_.offset == second_.offset && rare_.fold == 0) {  // a single byte to look for
+    const void* found = memchr(rare + from, rare_.byte, end - from);
+    return found == nullptr ? end : static_cast<size_t>(static_cast<const char*>(found) - rare);
+  }
   const Vector rare_fold = Vector{} + rare_.fold;
   const Vector second_fold = Vector{} + second_.fold;
   for (; end - from >= kStep; from += kStep) {
-    uint64_t any = 0;
     Vector hits[kVectors];
     for (size_t i = 0; i < kVectors; ++i) {
       Vector a;
@@ -123,8 +126,7 @@ size_t TextSearch::NextCandidate(const char* bytes, size_t from, size_t end) con
     const Vector all = (hits[0] | hits[1]) | (hits[2] | hits[3]);
     uint64_t halves[2];
     memcpy(halves, &all, sizeof(halves));
-    any = halves[0] | halves[1];
-    if (any == 0) continue;
+    if ((halves[0] | halves[1]) == 0) continue;
     unsigned char flat[kStep];
     memcpy(flat, hits, sizeof(flat));
     return from + static_cast<size_t>(

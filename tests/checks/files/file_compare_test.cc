@@ -122,11 +122,11 @@ TEST_F(TextSearchTest, EqualsTheSmallBufferOnShortFiles) {
 
 // An occurrence at every distance from the ends of the blocks that are read.
 TEST_F(TextSearchTest, FindsAcrossBlocks) {
-  for (const size_t length : {1u, 2u, 7u, 100u, 70'000u}) {
+  for (const size_t length : {1u, 2u, 100u, 70'000u}) {
     std::string text(length, 'q');
     text.front() = 'Z';
     for (const size_t block : {65536u, 131072u, 140'001u}) {
-      for (const size_t distance : {0u, 1u, 2u, 6u, 7u, 8u, 99u, 100u, 101u}) {
+      for (const size_t distance : {0u, 1u, 2u, 99u, 100u, 101u}) {
         std::string contents(300'000, 'q');
         const size_t at = block + length > contents.size() ? 0 : block - distance;
         contents.replace(at, length, text);

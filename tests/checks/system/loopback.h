@@ -15,8 +15,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
-
-#include "core/unique_fd.h"
+#include <utility>
 
 namespace zem {
 
@@ -27,6 +26,19 @@ inline sockaddr_in LoopbackAddress(int port) {
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   return address;
 }
+
+// Closes its socket at the end.
+class Socket {
+ public:
+  explicit Socket(int fd) : fd_(fd) {}
+  ~Socket() { close(fd_); }
+  Socket(const Socket&) = delete;
+  Socket& operator=(const Socket&) = delete;
+  int Fd() const { return fd_; }
+
+ private:
+  const int fd_;
+};
 
 // A socket bound to a free port of 127.0.0.1.
 class Bound {
@@ -39,12 +51,12 @@ class Bound {
     port_ = ntohs(address.sin_port);
   }
 
-  int Fd() const { return fd_.Get(); }
+  int Fd() const { return fd_.Fd(); }
   int Port() const { return port_; }
   std::string PortText() const { return std::to_string(port_); }
 
  private:
-  UniqueFd fd_;
+  Socket fd_;
   int port_ = 0;
 };
 
@@ -56,8 +68,8 @@ class TcpServer {
     thread_ = std::thread([this, serve = std::move(serve)] {
       pollfd wanted = {bound_.Fd(), POLLIN, 0};
       if (poll(&wanted, 1, 10000) != 1) return;
-      const UniqueFd peer(accept(bound_.Fd(), nullptr, nullptr));
-      serve(peer.Get());
+      const Socket peer(accept(bound_.Fd(), nullptr, nullptr));
+      serve(peer.Fd());
     });
   }
   ~TcpServer() { Join(); }

@@ -2,6 +2,7 @@
 #include "checks/system/process_runner.h"
 
 #include <signal.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <cstring>
@@ -267,6 +268,50 @@ TEST(ProcessRunner, AThousandRunsLeaveNothingBehind) {
   EXPECT_EQ(CountDescriptors(), descriptors);
   EXPECT_TRUE(HasNoChild());
   EXPECT_EQ(scratch.LeftInTemp(), std::vector<std::string>());
+}
+
+// Runs a check in a process of its own, as an ordinary user, whatever the test runs as.
+bool HoldsForAnOrdinaryUser(bool (*check)(const std::string&), const std::string& argument) {
+  const pid_t child = fork();
+  if (child == 0) {
+    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(1);
+    _exit(check(argument) ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  return status == 0;
+}
+
+TEST(ProcessRunner, TellsWhenNoProcessCanBeStarted) {
+  EXPECT_TRUE(HoldsForAnOrdinaryUser(
+      [](const std::string&) {
+        const rlimit none = {0, 0};
+        setrlimit(RLIMIT_NPROC, &none);
+        const Outcome outcome = Quiet("true");
+        return !outcome.done && outcome.error == "fork error" && RunShellCommand("true") == -1;
+      },
+      ""));
+}
+
+TEST(ProcessRunner, AProgramOfAnotherUserIsReapedWhenItEndsByItself) {
+  const Scratch scratch;
+  const std::string become_root = scratch.Path("become-root");
+  std::error_code failed;
+  std::filesystem::copy("/usr/bin/setpriv", become_root, failed);
+  if (failed || geteuid() != 0) GTEST_SKIP() << "takes the superuser and a program to become him";
+  chmod(become_root.c_str(), 04755);
+  for (const std::string& folder : {scratch.Path(""), scratch.Temp()}) {
+    chmod(folder.c_str(), 0777);
+  }
+  EXPECT_TRUE(HoldsForAnOrdinaryUser(
+      [](const std::string& program) {
+        const std::string command = program + " --reuid=0 --regid=0 --clear-groups sleep 2";
+        if (Quiet(command, 500).error != "cannot terminate process") return false;
+        if (HasNoChild()) return false;
+        sleep(2);
+        return Quiet("true").done && HasNoChild();
+      },
+      become_root));
 }
 
 // The reason's file has a name that can be foreseen.

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// A thread that faults for real: the agent is back within seconds, whatever the thread held.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "e2e/agent_process.h"
+
+namespace zem::test {
+namespace {
+
+using Options = AgentProcess::Options;
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+bool Holds(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+// An agent whose sessions fault when the test says so.
+class Crash : public testing::Test {
+ protected:
+  void Start(const std::string& mode) {
+    agent_.emplace(Options{
+        .switches = {mode, "-v"},
+        .environment = {"LD_PRELOAD=" ZEM_FAULT_PRELOAD, "ZEM_FAULT_FILE=" + (dir_ / "fault")}});
+    ASSERT_TRUE(agent_->Answers());
+    ASSERT_TRUE(Eventually([&] { return agent_->Pid() > 0; }));
+  }
+
+  // Makes the thread of the next request fault; true when a new life answers soon enough.
+  bool ComesBackFrom(const std::string& fault, std::chrono::seconds limit) {
+    agent_->WriteConfig("comment=after " + fault + "\n");
+    WriteFile(dir_ / "fault", fault);
+    const auto begin = Clock::now();
+    EXPECT_FALSE(agent_->Ask("GetInfo")) << "the thread that faulted answers nobody";
+    EXPECT_FALSE(FileExists(dir_ / "fault"));
+    const bool back = Eventually([&] {
+      return Holds(agent_->Ask("GetInfo").value_or(""), "Comment=after " + fault + "\n");
+    });
+    EXPECT_LT(Clock::now() - begin, limit);
+    return back;
+  }
+
+  TempDir dir_;
+  std::optional<AgentProcess> agent_;
+};
+
+TEST_F(Crash, AFaultInASessionRestarts) {
+  for (const char* mode : {"-i", "-d"}) {
+    SCOPED_TRACE(mode);
+    Start(mode);
+    EXPECT_TRUE(ComesBackFrom("plain", 5s));
+    EXPECT_TRUE(Holds(agent_->BadLog(), "]\t zem\t\t Segmentation fault!!\n"));
+    EXPECT_TRUE(Holds(agent_->BadLog(), "]\t zem\t\t Restarting..\n"));
+    EXPECT_EQ(agent_->Ask("QUIT\n"), "200\nOk\n");
+  }
+}
+
+TEST_F(Crash, ASessionThatRunsOutOfStackRestarts) {
+  Start("-i");
+  EXPECT_TRUE(ComesBackFrom("stack", 5s));
+  EXPECT_TRUE(Holds(agent_->BadLog(), "]\t zem\t\t Segmentation fault!!\n"));
+}
+
+TEST_F(Crash, AFaultThatHoldsTheLogLockRestarts) {
+  for (const char* mode : {"-i", "-d"}) {
+    SCOPED_TRACE(mode);
+    Start(mode);
+    EXPECT_TRUE(ComesBackFrom("log", 8s));
+    EXPECT_FALSE(Holds(agent_->BadLog(), "Segmentation fault!!\n")) << "nobody could log it";
+    EXPECT_EQ(agent_->Ask("QUIT\n"), "200\nOk\n");
+    EXPECT_TRUE(Eventually([&] { return !FileExists(agent_->Dir() / "zem.pid"); }));
+  }
+}
+
+TEST_F(Crash, AFaultThatHoldsAStreamRestartsWithoutTheLastResort) {
+  Start("-i");
+  EXPECT_TRUE(ComesBackFrom("file", 3s));
+}
+
+TEST_F(Crash, AFaultInTheMainThreadOrAmidAReplyRestarts) {
+  Start("-i");
+  EXPECT_TRUE(ComesBackFrom("main", 8s));
+  EXPECT_TRUE(ComesBackFrom("send", 10s)) << "a reply that never ends holds nobody back for long";
+}
+
+// Nothing is left that could serve: a process that only hangs would look alive to its keeper.
+TEST_F(Crash, WithoutAProgramToExecuteTheFaultEndsTheProcess) {
+  Start("-i");
+  agent_->WriteConfig("zempath=/no/such/program\n");
+  EXPECT_TRUE(Holds(agent_->Ask("ReloadCfg\n").value_or(""), "Invalid path to the agent!\n"));
+  ASSERT_TRUE(agent_->Answers());
+  WriteFile(dir_ / "fault", "log");
+  EXPECT_FALSE(agent_->Ask("GetInfo"));
+  EXPECT_TRUE(Eventually([&] { return agent_->HasExited(); }));
+  EXPECT_EQ(agent_->WaitForExit(), -1) << "by the signal of the fault";
+}
+
+// A call that fails once, beside a session that never ends: the agent must not wait for its close.
+using Shortage = Crash;
+
+TEST_F(Shortage, IsWaitedOutWhoeverStays) {
+  Start("-i");
+  agent_->WriteConfig("timeout=-1\n");
+  ASSERT_EQ(agent_->Ask("ReloadCfg\n"), "200\nOk\n");
+  const Connection silent(agent_->Port());
+  ASSERT_TRUE(agent_->Answers());
+  std::this_thread::sleep_for(200ms);  // that one's close is no help
+  WriteFile(dir_ / "fault", "shortage");
+  EXPECT_TRUE(agent_->Answers());
+  EXPECT_FALSE(FileExists(dir_ / "fault"));
+}
+
+}  // namespace
+}  // namespace zem::test

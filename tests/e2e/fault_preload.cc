@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Loaded into the agent by a test: makes one of its threads fault for real, or a call fail, once.
+//
+// The file named by ZEM_FAULT_FILE says where: "plain" while a request is answered, "stack" by
+// running out of stack there, "log" in the middle of a session's log entry, with the lock held,
+// "file" with a stream locked, "send" in the middle of a reply, "main" in the main thread;
+// "shortage" lets an accept fail for want of memory. It is removed first, so the agent's next life
+// is spared. Linux alone.
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+enum class Who { kMainThread, kSession };
+
+bool IsTurnOf(const char* kind, Who who) {
+  const char* path = getenv("ZEM_FAULT_FILE");
+  const bool in_main = getpid() == gettid();
+  if (path == nullptr || in_main != (who == Who::kMainThread)) return false;
+  const int fd = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, O_RDONLY, 0));
+  if (fd < 0) return false;
+  char text[16] = "";
+  const ssize_t length = read(fd, text, sizeof(text) - 1);
+  close(fd);
+  if (length <= 0 || strcmp(text, kind) != 0) return false;
+  return unlink(path) == 0;
+}
+
+void WriteThroughNull() {
+  int* volatile nowhere = nullptr;
+  *nowhere = 1;
+}
+
+// Each call keeps a frame, and no caller ever says stop.
+int UseUpStack(volatile char* stop) {
+  volatile char frame[4096] = "";
+  return *stop != 0 ? 0 : UseUpStack(frame) + frame[1];
+}
+
+int Open(const char* path, int flags, mode_t mode) {
+  if (strstr(path, "verbose.log") != nullptr && IsTurnOf("log", Who::kSession)) WriteThroughNull();
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+mode_t ModeOf(int flags, va_list arguments) {
+  return (flags & O_CREAT) != 0 ? static_cast<mode_t>(va_arg(arguments, int)) : 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+int uname(struct utsname* host) {
+  if (IsTurnOf("plain", Who::kSession)) WriteThroughNull();
+  if (IsTurnOf("file", Who::kSession)) {
+    flockfile(fopen("/dev/null", "re"));
+    WriteThroughNull();
+  }
+  volatile char stop = 0;
+  if (IsTurnOf("stack", Who::kSession)) return UseUpStack(&stop);
+  return static_cast<int>(syscall(SYS_uname, host));
+}
+
+int accept4(int listener, sockaddr* address, socklen_t* length, int flags) {
+  if (IsTurnOf("main", Who::kMainThread)) WriteThroughNull();
+  if (IsTurnOf("shortage", Who::kMainThread)) {
+    errno = ENOBUFS;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_accept4, listener, address, length, flags));
+}
+
+ssize_t send(int fd, const void* bytes, size_t count, int flags) {
+  if (IsTurnOf("send", Who::kSession)) WriteThroughNull();
+  return syscall(SYS_sendto, fd, bytes, count, flags, nullptr, 0);
+}
+
+int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = ModeOf(flags, arguments);
+  va_end(arguments);
+  return Open(path, flags, mode);
+}
+
+int open64(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = ModeOf(flags, arguments);
+  va_end(arguments);
+  return Open(path, flags, mode);
+}
+
+}  // extern "C"

@@ -1,0 +1,317 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Peers and surroundings that mean harm: whatever they do, who has the password is answered, and
+// what was used up for them comes back.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "e2e/agent_process.h"
+
+namespace zem::test {
+namespace {
+
+using Options = AgentProcess::Options;
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+bool Holds(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+void LimitDescriptors(rlim_t count) {
+  const rlimit limit = {count, count};
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// Closing then resets the connection instead of ending it.
+void ResetOnClose(const Connection& connection) {
+  const linger at_once = {1, 0};
+  setsockopt(connection.Fd(), SOL_SOCKET, SO_LINGER, &at_once, sizeof(at_once));
+}
+
+long ResidentKilobytes(const AgentProcess& agent) {
+  std::ifstream statm("/proc/" + std::to_string(agent.Pid()) + "/statm");
+  long all = 0;
+  long resident = 0;
+  statm >> all >> resident;
+  return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+// Notes what the agent uses while nobody does anything, and asks for it back at the end.
+class Footprint {
+ public:
+  explicit Footprint(const AgentProcess& agent)
+      : agent_(agent), descriptors_(WhenAlone()), kilobytes_(ResidentKilobytes(agent)) {}
+
+  void ExpectBack() const {
+    EXPECT_LE(WhenAlone(), descriptors_);
+    if (!ZEM_SANITIZED) {
+      EXPECT_LE(ResidentKilobytes(agent_), kilobytes_ + 16 * 1024);
+    }
+  }
+
+ private:
+  // Open descriptors once the only session left is the one that asks.
+  size_t WhenAlone() const {
+    EXPECT_TRUE(Eventually(
+        [&] { return Holds(agent_.Ask("GetInfo").value_or(""), "ActiveConnections=1\n"); }));
+    size_t fewest = agent_.OpenDescriptors();
+    for (int i = 0; i < 20; ++i) {
+      std::this_thread::sleep_for(5ms);
+      fewest = std::min(fewest, agent_.OpenDescriptors());
+    }
+    return fewest;
+  }
+
+  const AgentProcess& agent_;
+  const size_t descriptors_;
+  const long kilobytes_;
+};
+
+TEST(HostilePeers, SilentAndDrippingOnesAreDroppedAndDelayNobody) {
+  AgentProcess agent(Options{.config = "timeout=4000\n"});
+  const Footprint before(agent);
+  std::vector<Connection> silent;
+  std::vector<Connection> dripping;
+  for (int i = 0; i < 500; ++i) silent.emplace_back(agent.Port());
+  for (int i = 0; i < 200; ++i) dripping.emplace_back(agent.Port());
+  const std::string packet = Packet("GetInfo\r", "a guess");
+  for (size_t sent = 0; sent < 10; ++sent) {
+    for (const Connection& drip : dripping) EXPECT_TRUE(drip.Send(packet.substr(sent, 1)));
+    const auto begin = Clock::now();
+    EXPECT_TRUE(agent.Answers());
+    EXPECT_LT(Clock::now() - begin, 2s);
+  }
+  before.ExpectBack();
+  for (const Connection& peer : silent) EXPECT_TRUE(peer.ClosesWithin(0));
+  for (const Connection& peer : dripping) EXPECT_TRUE(peer.ClosesWithin(0));
+}
+
+TEST(HostilePeers, AnnouncementsOfGigabytesCostNothing) {
+  AgentProcess agent(Options{.config = "timeout=-1\n"});
+  const Footprint before(agent);
+  std::string huge = Packet("GetInfo\r");
+  huge.replace(0, 4, std::string("\xFF\xFF\xFF\x7F", 4));
+  std::string large = Packet("GetInfo\r", "a guess");
+  large.replace(0, 4, std::string("\0\0\0\1", 4));
+  const std::string block(64 * 1024, 'x');
+  for (int i = 0; i < 100; ++i) {
+    for (const std::string& head : {huge, large}) {
+      const Connection peer(agent.Port());
+      ASSERT_TRUE(peer.Send(head));
+      while (peer.Send(block)) {
+      }
+    }
+  }
+  before.ExpectBack();
+}
+
+TEST(HostilePeers, RubbishIsNeverAnswered) {
+  AgentProcess agent(Options{.config = "timeout=2000\n"});
+  const Footprint before(agent);
+  std::minstd_rand random(20240917);
+  std::vector<Connection> peers;
+  for (int i = 0; i < 400; ++i) {
+    std::string bytes(random() % 3000, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(random() >> 8);
+    // Some announce their true size, so that they are taken for whole packets.
+    if (i % 2 == 0 && bytes.size() > 14) {
+      bytes[0] = static_cast<char>((bytes.size() - 4) & 0xFF);
+      bytes[1] = static_cast<char>((bytes.size() - 4) >> 8);
+      bytes[2] = bytes[3] = '\0';
+    }
+    const Connection& peer = peers.emplace_back(agent.Port());
+    (void)peer.Send(bytes);  // may be refused before it is all out
+    if (i % 3 == 0) peer.FinishSending();
+  }
+  for (const Connection& peer : peers) EXPECT_TRUE(peer.ClosesWithin(30'000));
+  before.ExpectBack();
+}
+
+TEST(HostilePeers, ConnectionsResetBeforeTheyAreAcceptedAreNoFatalError) {
+  AgentProcess agent;
+  const Footprint before(agent);
+  for (int round = 0; round < 25; ++round) {
+    // Stopped, it cannot accept in between.
+    agent.Signal(SIGSTOP);
+    std::vector<Connection> peers;
+    for (int i = 0; i < 20; ++i) ResetOnClose(peers.emplace_back(agent.Port()));
+    peers.clear();
+    agent.Signal(SIGCONT);
+    EXPECT_TRUE(agent.Answers());
+  }
+  EXPECT_FALSE(Holds(agent.BadLog(), "Accept fatal error"));
+  before.ExpectBack();
+}
+
+TEST(HostilePeers, AThousandRejectedOnesStayBounded) {
+  AgentProcess agent(Options{.config = "filteractive=1\nfiltermarks=1\nfilterlist=127.0.0.7\n",
+                             .wait_until_listening = false});
+  ASSERT_TRUE(Eventually([&] { return Connection(agent.Port(), "127.0.0.7").IsOpen(); }));
+  std::vector<Connection> peers;
+  for (int i = 0; i < 1000; ++i) {
+    const Connection& peer = peers.emplace_back(agent.Port());
+    if (i % 2 == 0) (void)peer.Send("hello");
+  }
+  for (const Connection& peer : peers) EXPECT_TRUE(peer.ClosesWithin(30'000));
+  EXPECT_LE(agent.OpenDescriptors(), 256U + 16U);
+  const Connection listed(agent.Port(), "127.0.0.7");
+  ASSERT_TRUE(listed.Send(Packet("GetInfo\r")));
+  EXPECT_TRUE(Holds(listed.ReceiveReply().value_or(""), "FailedConnections=1000\n"));
+}
+
+TEST(HostilePeers, OneThatNeverReadsItsReplyHoldsOnlyItself) {
+  AgentProcess agent;
+  const std::string comment(6 << 20, 'c');
+  ASSERT_EQ(agent.Ask("SetSettings\nComment=" + comment + "\n"), "200\n");
+  std::vector<Connection> deaf;
+  for (int i = 0; i < 2; ++i) {
+    const Connection& peer = deaf.emplace_back(agent.Port());
+    const int small = 4096;
+    setsockopt(peer.Fd(), SOL_SOCKET, SO_RCVBUF, &small, sizeof(small));
+    ASSERT_TRUE(peer.Send(Packet("GetInfo\r")));
+    EXPECT_EQ(peer.Receive(4).size(), 4U) << "the reply is under way";
+  }
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(agent.Ask("TEST-Ping"), "500\nnot implemented yet\n");
+  const auto begin = Clock::now();
+  EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
+  EXPECT_EQ(agent.WaitForExit(), 0);
+  EXPECT_GT(Clock::now() - begin, 4s) << "they had their time";
+  EXPECT_LT(Clock::now() - begin, 15s);
+}
+
+TEST(HostilePeers, AClosedConnectionMakesRoomAtTheDescriptorLimit) {
+  AgentProcess agent(
+      Options{.config = "timeout=-1\n", .before_exec = [] { LimitDescriptors(64); }});
+  std::vector<Connection> silent;
+  for (int i = 0; i < 80; ++i) silent.emplace_back(agent.Port());
+  const Connection waiting(agent.Port());
+  ASSERT_TRUE(waiting.Send(Packet("GetInfo\r")));
+  EXPECT_FALSE(waiting.ClosesWithin(1500));
+  EXPECT_LT(agent.OpenDescriptors(), 60U) << "a reserve is left for the sessions that run";
+  silent.clear();
+  EXPECT_TRUE(Holds(waiting.ReceiveReply().value_or(""), "200\n"));
+  EXPECT_TRUE(agent.Answers());
+}
+
+TEST(HostilePeers, WithHardlyAnyDescriptorsItServesOneAfterTheOther) {
+  for (const rlim_t limit : {8, 9, 12}) {
+    SCOPED_TRACE(limit);
+    AgentProcess agent(Options{.before_exec = [limit] { LimitDescriptors(limit); }});
+    for (int i = 0; i < 5; ++i) EXPECT_TRUE(agent.Answers()) << i;
+    EXPECT_FALSE(agent.HasExited());
+  }
+}
+
+// A file-size limit stands for the full disk: writes fail, as they do there.
+TEST(HostileSystem, AFullDiskCostsLogEntriesAndNothingElse) {
+  AgentProcess agent(Options{.switches = {"-i", "-v"}, .before_exec = [] {
+                               signal(SIGXFSZ, SIG_IGN);
+                               const rlimit limit = {2000, 2000};
+                               setrlimit(RLIMIT_FSIZE, &limit);
+                             }});
+  for (int i = 0; i < 100; ++i) ASSERT_TRUE(agent.Answers()) << i;
+  EXPECT_EQ(agent.VerboseLog().size(), 2000U);
+
+  const std::string config = ReadFile(agent.ConfigPath());
+  EXPECT_EQ(agent.Ask("SetSettings\nComment=" + std::string(900, 'x') +
+                      "\nUpdateAddr=" + std::string(900, 'y') + "\nManageAddr=127.0.0.1," +
+                      std::string(900, 'z') + "\n"),
+            "300\nCannot create new configuration file '" + agent.ConfigPath() + ".New'\n");
+  EXPECT_EQ(ReadFile(agent.ConfigPath()), config);
+  EXPECT_FALSE(FileExists(agent.ConfigPath() + ".New"));
+
+  ASSERT_EQ(agent.Ask("ReloadCfg\n"), "200\nOk\n");
+  const Connection upgrade(agent.Port());
+  ASSERT_TRUE(upgrade.Send(Packet("UpgradeCode\n5000\n\r")));
+  EXPECT_EQ(upgrade.ReceiveReply(), "200\n");
+  ASSERT_TRUE(upgrade.Send(std::string(5000, 'p')));
+  EXPECT_EQ(upgrade.ReceiveReply(), "300\nWrite error\n");
+  EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
+  EXPECT_EQ(agent.WaitForExit(), 0);
+}
+
+TEST(HostileSystem, LogsThatCannotBeWrittenStopNobody) {
+  const TempDir dir;
+  ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
+  AgentProcess agent(Options{.switches = {"-i", "-v"},
+                             .config = "oklogfile=/dev/full\nbadlogfile=" + dir.Path() +
+                                       "\nverboselogfile=" + (dir / "fifo") + "\n"});
+  EXPECT_TRUE(agent.Answers());
+  EXPECT_EQ(agent.Ask("NoSuchCommand\n"), "500\n");
+}
+
+TEST(HostileSystem, WithoutThreadsConnectionsAreClosedAndLogged) {
+  if (ZEM_SANITIZED) GTEST_SKIP() << "sanitizers cap the stack themselves";
+  AgentProcess agent(Options{.wait_until_listening = false, .before_exec = [] {
+                               // A thread's stack is as large as this limit: none can be had.
+                               const rlimit limit = {rlim_t{1} << 50, RLIM_INFINITY};
+                               setrlimit(RLIMIT_STACK, &limit);
+                             }});
+  ASSERT_TRUE(Eventually([&] { return Connection(agent.Port()).IsOpen(); }));
+  const Connection peer(agent.Port());
+  EXPECT_TRUE(peer.ClosesWithin(30'000));
+  EXPECT_TRUE(Eventually([&] {
+    return Holds(agent.BadLog(), "]\t 127.0.0.1\t Error: cannot start session thread\n");
+  }));
+  EXPECT_FALSE(agent.HasExited());
+}
+
+TEST(HostileSystem, APidFileThatIsSomethingElseIsLoggedAndTolerated) {
+  const TempDir dir;
+  ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
+  for (const std::string& path : {dir / "fifo", dir.Path()}) {
+    SCOPED_TRACE(path);
+    AgentProcess agent(Options{.switches = {"-d"}, .config = "pidfile=" + path + "\n"});
+    EXPECT_TRUE(agent.Answers());
+    EXPECT_TRUE(Holds(agent.BadLog(), "Failed to create pid file " + path + "\n"));
+    EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
+    EXPECT_TRUE(FileExists(path)) << "what it did not make it does not remove";
+  }
+}
+
+TEST(HostileSystem, SignalsAtAnyMomentUnderLoad) {
+  AgentProcess agent(Options{.switches = {"-d"}});
+  ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0 && agent.Answers(); }));
+  std::atomic<bool> stop{false};
+  std::atomic<int> answered{0};
+  std::vector<std::thread> askers;
+  for (int i = 0; i < 8; ++i) {
+    askers.emplace_back([&] {
+      while (!stop) answered += agent.Answers() ? 1 : 0;
+    });
+  }
+  std::minstd_rand random(7);
+  for (int round = 0; round < 8; ++round) {
+    SCOPED_TRACE(round);
+    const pid_t life = agent.Pid();
+    for (int i = 0; i < 20; ++i) {
+      EXPECT_EQ(kill(life, SIGHUP), 0) << "no reload ends the agent";
+      std::this_thread::sleep_for(std::chrono::microseconds(random() % 4000));
+    }
+    agent.Signal(SIGSEGV);
+    ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0 && agent.Pid() != life; }));
+    ASSERT_TRUE(Eventually([&] { return agent.Answers(); }));
+  }
+  const int so_far = answered;
+  EXPECT_TRUE(Eventually([&] { return answered > so_far + 50; }));
+  stop = true;
+  for (std::thread& asker : askers) asker.join();
+  Footprint(agent).ExpectBack();
+  EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
+}
+
+}  // namespace
+}  // namespace zem::test
