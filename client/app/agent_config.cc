@@ -3,8 +3,8 @@
 
 #include <stdexcept>
 
-#include "model/secret_file.h"
 #include "core/config_file.h"
+#include "model/secret_file.h"
 #include "text/numbers.h"
 
 namespace zem::client {
@@ -16,9 +16,8 @@ AgentConfig ReadAgentConfig(const std::string& path) {
   while (!rest.empty()) {
     // As the agent reads: pieces of a fixed size, each a line of its own.
     const size_t end = rest.substr(0, kLongestConfigLine).find('\n');
-    const size_t length = end == std::string_view::npos
-                              ? std::min(rest.size(), kLongestConfigLine)
-                              : end + 1;
+    const size_t length =
+        end == std::string_view::npos ? std::min(rest.size(), kLongestConfigLine) : end + 1;
     ConfigLine line;
     if (ParseConfigLine(rest.substr(0, length), &line)) {
       if (line.key == "host") config.host = line.value;

@@ -9,8 +9,8 @@
 
 #include <fmt/format.h>
 
-#include "model/secret_file.h"
 #include "commands/arguments.h"
+#include "model/secret_file.h"
 #include "text/ovstring.h"
 
 namespace zem::client {

@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <string_view>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include "commands/table.h"
 #include "model/decimal.h"
@@ -77,11 +77,13 @@ struct Texts {
 
 constexpr const char* kDescription =
     "Asks zem agents: checks, actions, lists, settings, and the agent itself.\n"
-    "The password comes from --password-file, --agent-config, $CREDENTIALS_DIRECTORY/zem-password,\n"
+    "The password comes from --password-file, --agent-config, "
+    "$CREDENTIALS_DIRECTORY/zem-password,\n"
     "ZEM_PASSWORD, ~/.config/zem/hosts.conf or a prompt; never from the command line.";
 
 constexpr const char* kFooter =
-    "Exit codes: 0 done, 1 the agent reports a failure, 2 usage or local error, 3 no connection or\n"
+    "Exit codes: 0 done, 1 the agent reports a failure, 2 usage or local error, 3 no connection "
+    "or\n"
     "time-out, 4 closed without a reply, 5 refused by the agent's configuration, 6 bad request or\n"
     "reply. As check_zem (or with --plugin): 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN.";
 

@@ -20,12 +20,12 @@ enum class Output { kTable, kJson, kRaw };
 
 // Exit codes of query mode. Plugin mode exits with a State instead.
 inline constexpr int kExitDone = 0;
-inline constexpr int kExitFailed = 1;       // the agent reports a failure
-inline constexpr int kExitUsage = 2;        // usage or local error
-inline constexpr int kExitNoConnection = 3; // cannot connect, or the time ran out
-inline constexpr int kExitClosed = 4;       // closed without a whole reply
-inline constexpr int kExitRefused = 5;      // switched off in the agent's configuration
-inline constexpr int kExitBadRequest = 6;   // not understood, or a reply that is not understood
+inline constexpr int kExitFailed = 1;        // the agent reports a failure
+inline constexpr int kExitUsage = 2;         // usage or local error
+inline constexpr int kExitNoConnection = 3;  // cannot connect, or the time ran out
+inline constexpr int kExitClosed = 4;        // closed without a whole reply
+inline constexpr int kExitRefused = 5;       // switched off in the agent's configuration
+inline constexpr int kExitBadRequest = 6;    // not understood, or a reply that is not understood
 
 inline constexpr int kDefaultPort = 1055;
 

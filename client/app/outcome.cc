@@ -75,8 +75,8 @@ void ReadReplyText(const Options& options, Outcome* outcome) {
     outcome->summary = Refusal(outcome->reply);
     outcome->hint = HintFor(command, outcome->reply);
     // A file that the agent cannot hash says nothing about the file.
-    const bool unavailable = outcome->reply.status == kStatusUnavailable &&
-                             outcome->reply.Line(1) != kHashReadError;
+    const bool unavailable =
+        outcome->reply.status == kStatusUnavailable && outcome->reply.Line(1) != kHashReadError;
     outcome->verdict = {unavailable ? command.unavailable : State::kUnknown, outcome->summary, {}};
     return;
   }
@@ -122,6 +122,7 @@ Outcome AskHost(const Target& target, const Plan& plan, const Options& options) 
   Outcome outcome;
   outcome.name = target.name;
   outcome.endpoint = target.endpoint;
+  outcome.request = plan.text.substr(0, plan.text.find_first_of("\r\n"));
   try {
     outcome.exchange = command.ask != nullptr
                            ? command.ask(target.endpoint, plan, target.password.View(), deadline)

@@ -21,6 +21,7 @@ namespace zem::client {
 struct Outcome {
   std::string name;
   Endpoint endpoint;
+  std::string request;  // the command word on the wire
   Failure failure;  // no reply, or none that can be read
   Exchange exchange;
   Reply reply;

@@ -28,17 +28,18 @@ int WorstExit(const std::vector<Outcome>& outcomes) {
 }
 
 std::string Complaint(const Outcome& outcome, const Style& style) {
-  std::string text = fmt::format("{} {}\n", style(Tone::kBad, outcome.name + ":"),
-                                 Printable(outcome.summary));
+  std::string text =
+      fmt::format("{} {}\n", style(Tone::kBad, outcome.name + ":"), Printable(outcome.summary));
   if (!outcome.hint.empty()) text += "  " + Printable(outcome.hint) + '\n';
   return text;
 }
 
 std::string Sizes(const Outcome& outcome) {
   const Exchange& exchange = outcome.exchange;
-  return fmt::format("{}: request {} bytes, reply {} bytes, connected after {:.2f} ms, done after {:.2f} ms\n",
-                     Display(outcome.endpoint), exchange.request_bytes, exchange.reply_bytes,
-                     exchange.ConnectedMillis(), exchange.ElapsedMillis());
+  return fmt::format(
+      "{}: request {} bytes, reply {} bytes, connected after {:.2f} ms, done after {:.2f} ms\n",
+      Display(outcome.endpoint), exchange.request_bytes, exchange.reply_bytes,
+      exchange.ConnectedMillis(), exchange.ElapsedMillis());
 }
 
 // The short word for a row: the status, or the kind of failure.
@@ -135,13 +136,13 @@ Report PluginReport(const std::vector<Outcome>& outcomes, const Options& options
 
 Value OutcomeValue(const Outcome& outcome, const Command& command) {
   List lines;
-  if (outcome.reply.status) lines.push_back(Value::Text(std::to_string(*outcome.reply.status)));
   for (const std::string& line : outcome.reply.lines) lines.push_back(Value::Text(line));
   const bool done = outcome.IsDone();
   return Value::Of(Record{
       {"host", Value::Text(outcome.endpoint.host)},
       {"port", Value::Int(outcome.endpoint.port)},
       {"command", Value::Text(command.name)},
+      {"request", Value::Text(outcome.request)},
       {"status", outcome.reply.status ? Value::Int(*outcome.reply.status) : Value()},
       {"ok", Value::Flag(done)},
       {"elapsed_ms", Value::Number(outcome.exchange.ElapsedMillis())},

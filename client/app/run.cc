@@ -18,8 +18,17 @@ namespace zem::client {
 
 namespace {
 
+// A local command that lacks its file takes the agent's configuration.
+Arguments LocalArguments(const Options& options) {
+  Arguments arguments = options.arguments;
+  if (!arguments.Has("file") && !options.agent_config.empty()) {
+    arguments.Set("file", {options.agent_config});
+  }
+  return arguments;
+}
+
 int RunLocal(const Options& options) {
-  const LocalResult result = options.local->run(options.arguments);
+  const LocalResult result = options.local->run(LocalArguments(options));
   if (!options.quiet) {
     const std::string text =
         options.output == Output::kJson ? ToJson(result.result) + '\n' : result.text;

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "app/options.h"
-#include "wire/connection.h"
 #include "model/secret.h"
+#include "wire/connection.h"
 
 namespace zem::client {
 

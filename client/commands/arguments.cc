@@ -67,7 +67,8 @@ int64_t Arguments::Bytes(std::string_view name, int64_t otherwise, int64_t most)
     Refuse(name, text, "a number of bytes (units K, M, G, T)");
   }
   if (bytes > static_cast<double>(most)) {
-    Refuse(name, text, fmt::format("at most {} bytes, the largest number this request carries", most));
+    Refuse(name, text,
+           fmt::format("at most {} bytes, the largest number this request carries", most));
   }
   return static_cast<int64_t>(bytes);
 }

@@ -17,8 +17,8 @@ bool TakeWord(std::string_view* rest, std::string_view* word) {
   const char first = rest->front();
   const bool quoted = first == '"' || first == '\'';
   if (quoted) rest->remove_prefix(1);
-  const size_t end = std::min(
-      quoted ? rest->find(first) : rest->find_first_of(" \t"), rest->size());
+  const size_t end =
+      std::min(quoted ? rest->find(first) : rest->find_first_of(" \t"), rest->size());
   *word = rest->substr(0, end);
   rest->remove_prefix(std::min(end + 1, rest->size()));
   return true;
@@ -35,8 +35,8 @@ std::string QuoteWord(std::string_view word) {
       return std::string(1, quote).append(word).append(1, quote);
     }
   }
-  throw std::invalid_argument(
-      fmt::format("the agent cannot be told a word with blanks and both kinds of quotes: {}", word));
+  throw std::invalid_argument(fmt::format(
+      "the agent cannot be told a word with blanks and both kinds of quotes: {}", word));
 }
 
 std::string JoinCommandLine(const std::vector<std::string>& words) {

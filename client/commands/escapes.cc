@@ -65,8 +65,8 @@ std::string DecodeEscapes(std::string_view text) {
 void WarnOfEscapes(std::string_view text, std::string_view what,
                    std::vector<std::string>* warnings) {
   if (!LosesInEscaping(text)) return;
-  warnings->push_back(fmt::format(
-      "{} holds \"%0A\" or \"%0D\", which arrives at the agent as a line break", what));
+  warnings->push_back(
+      fmt::format("{} holds \"%0A\" or \"%0D\", which arrives at the agent as a line break", what));
 }
 
 }  // namespace zem::client

@@ -21,9 +21,11 @@ constexpr const char* kInvertHelp = "check: alert when the answer is yes";
 // --- exists
 
 constexpr Argument kExistsArguments[] = {
-    {"path", "path,--path", ArgumentKind::kRequired, "PATH", "may hold a shell pattern in its name"},
+    {"path", "path,--path", ArgumentKind::kRequired, "PATH",
+     "may hold a shell pattern in its name"},
     {"macros", "--macros", ArgumentKind::kFlag, "", kMacroHelp},
-    {"size", "--size", ArgumentKind::kOption, "RANGE", "check: CRITICAL unless the size is in RANGE"},
+    {"size", "--size", ArgumentKind::kOption, "RANGE",
+     "check: CRITICAL unless the size is in RANGE"},
 };
 
 Plan BuildExists(const Arguments& arguments) {
@@ -53,7 +55,8 @@ Verdict CheckExists(const Answer& answer, const Value& result, const Thresholds&
   const double age = result["age_min"].AsNumber() * 60;
   const double size = result["size_bytes"].AsNumber();
   Thresholds size_limits;
-  if (answer.arguments.Has("size")) size_limits.critical = BytesRange(answer.arguments.Text("size"));
+  if (answer.arguments.Has("size"))
+    size_limits.critical = BytesRange(answer.arguments.Text("size"));
   return {Worse(thresholds.Judge(age), size_limits.Judge(size)),
           SummariseExists(answer, result),
           {{"age", age, "s", thresholds, {}, {}}, {"size", size, "B", size_limits, 0, {}}}};
@@ -65,7 +68,8 @@ constexpr Argument kHashArguments[] = {
     {"file", "file,--file", ArgumentKind::kRequired, "FILE", "a regular file"},
     {"alg", "--alg", ArgumentKind::kOption, "NAME", "crc32, md5, sha256 (default) or sha512"},
     {"limit", "--limit", ArgumentKind::kOption, "BYTES", "do not read a larger file"},
-    {"expect", "--expect", ArgumentKind::kOption, "TEXT", "check: CRITICAL unless the hash is TEXT"},
+    {"expect", "--expect", ArgumentKind::kOption, "TEXT",
+     "check: CRITICAL unless the hash is TEXT"},
 };
 
 constexpr std::string_view kAlgorithms[] = {"crc32", "md5", "sha256", "sha512"};
@@ -250,8 +254,9 @@ const Command kExistsCommand = {
     .check = CheckExists,
     .range = MinutesRange,
     .unavailable = State::kCritical,
-    .notes = "As a check: a missing file is CRITICAL; -w and -c apply to the age, in minutes\n"
-             "(units s, m, h, d).",
+    .notes =
+        "As a check: a missing file is CRITICAL; -w and -c apply to the age, in minutes\n"
+        "(units s, m, h, d).",
 };
 
 const Command kHashCommand = {
@@ -265,8 +270,9 @@ const Command kHashCommand = {
     .check = CheckHash,
     .unavailable = State::kCritical,
     .explain = ExplainHash,
-    .notes = "crc32 is the complement of the usual CRC-32, in decimal. A file of 0 or of a\n"
-             "multiple of 20480 bytes cannot be hashed by the agent (\"Read error\").",
+    .notes =
+        "crc32 is the complement of the usual CRC-32, in decimal. A file of 0 or of a\n"
+        "multiple of 20480 bytes cannot be hashed by the agent (\"Read error\").",
 };
 
 const Command kCompareCommand = {
@@ -279,8 +285,9 @@ const Command kCompareCommand = {
     .summarise = SummariseCompare,
     .check = CheckCompare,
     .unavailable = State::kCritical,
-    .notes = "Without --time, --size or --contents: size and contents. As a check: files that\n"
-             "differ are CRITICAL.",
+    .notes =
+        "Without --time, --size or --contents: size and contents. As a check: files that\n"
+        "differ are CRITICAL.",
 };
 
 const Command kContainsCommand = {

@@ -46,13 +46,12 @@ Plan BuildInfo(const Arguments& /*arguments*/) {
 
 std::string SummariseInfo(const Answer& answer, const Value& result) {
   const std::string* host = result["host_name"].As<std::string>();
-  return fmt::format("{} {} on {}, {} active, {} opened, {} rejected",
-                     NamedLine(answer.reply, "AgentName").value_or("agent"),
-                     NamedLine(answer.reply, "AgentVersion").value_or("?"),
-                     host != nullptr ? *host : "unnamed host",
-                     result["connections"]["active"].AsNumber(),
-                     result["connections"]["opened"].AsNumber(),
-                     result["connections"]["rejected"].AsNumber());
+  return fmt::format(
+      "{} {} on {}, {} active, {} opened, {} rejected",
+      NamedLine(answer.reply, "AgentName").value_or("agent"),
+      NamedLine(answer.reply, "AgentVersion").value_or("?"),
+      host != nullptr ? *host : "unnamed host", result["connections"]["active"].AsNumber(),
+      result["connections"]["opened"].AsNumber(), result["connections"]["rejected"].AsNumber());
 }
 
 Verdict CheckInfo(const Answer& answer, const Value& result, const Thresholds& thresholds) {

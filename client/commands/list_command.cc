@@ -84,8 +84,7 @@ class EntryReader {
  private:
   bool DetailsFollow(size_t line) const {
     double size = 0;
-    if (!ParseWhole(reply_.Line(line)) ||
-        !ParseDecimal(Trimmed(reply_.Line(line + 1)), &size)) {
+    if (!ParseWhole(reply_.Line(line)) || !ParseDecimal(Trimmed(reply_.Line(line + 1)), &size)) {
       return false;
     }
     const size_t stamps = changed_ ? 2 : 1;
@@ -113,7 +112,8 @@ Value ParseList(const Answer& answer) {
   const bool changed = answer.arguments.Has("ctime");
   const int64_t count = IntLine(answer.reply, 2);
   const int64_t lines_an_entry = IntLine(answer.reply, 3);
-  if (lines_an_entry != (changed ? 5 : 4)) throw BadReply("the entries have another form than asked for");
+  if (lines_an_entry != (changed ? 5 : 4))
+    throw BadReply("the entries have another form than asked for");
   List entries;
   EntryReader reader(answer.reply, changed);
   Record entry;
@@ -149,8 +149,9 @@ const Command kListCommand = {
     .parse = ParseList,
     .summarise = SummariseList,
     .check = CheckList,
-    .notes = "Symbolic links are never listed; a folder that is missing or unreadable is listed as\n"
-             "empty. Times are the agent's local time. As a check: -w and -c apply to the number.",
+    .notes =
+        "Symbolic links are never listed; a folder that is missing or unreadable is listed as\n"
+        "empty. Times are the agent's local time. As a check: -w and -c apply to the number.",
 };
 
 }  // namespace zem::client

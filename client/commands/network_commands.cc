@@ -132,9 +132,8 @@ std::string ExplainProbe(const Reply& reply) {
 
 std::string SummariseProbe(const Answer& answer, const Value& result) {
   constexpr size_t kShown = 60;
-  std::string text =
-      fmt::format("{}:{} answers in {:.0f} ms", answer.arguments.Text("host"),
-                  answer.arguments.Text("port"), result["time_ms"].AsNumber());
+  std::string text = fmt::format("{}:{} answers in {:.0f} ms", answer.arguments.Text("host"),
+                                 answer.arguments.Text("port"), result["time_ms"].AsNumber());
   if (const std::string* data = result["received"].As<std::string>()) {
     text += ": " + Printable(std::string_view(*data).substr(0, kShown));
   }
@@ -167,9 +166,9 @@ constexpr Argument kSyslogArguments[] = {
 };
 
 constexpr std::string_view kFacilities[] = {
-    "kern",   "user",   "mail",   "daemon", "auth",   "syslog", "lpr",    "news",
-    "uucp",   "cron",   "authpriv", "ftp",  "ntp",    "audit",  "alert",  "clock",
-    "local0", "local1", "local2", "local3", "local4", "local5", "local6", "local7"};
+    "kern",   "user",   "mail",     "daemon", "auth",   "syslog", "lpr",    "news",
+    "uucp",   "cron",   "authpriv", "ftp",    "ntp",    "audit",  "alert",  "clock",
+    "local0", "local1", "local2",   "local3", "local4", "local5", "local6", "local7"};
 constexpr std::string_view kSeverities[] = {"emerg",   "alert",  "crit", "err",
                                             "warning", "notice", "info", "debug"};
 

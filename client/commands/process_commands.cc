@@ -26,10 +26,10 @@ constexpr std::string_view kShellCharacters = "|&;<>()$`\\\"'*?[]#~=%{}!\t";
 
 Plan BuildProc(const Arguments& arguments) {
   const std::string name = arguments.Text("name");
-  if (!arguments.Has("unquoted") &&
-      name.find_first_of(kShellCharacters) != std::string::npos) {
-    throw std::invalid_argument("NAME holds a character that the agent's shell would interpret "
-                                "(--unquoted sends it all the same)");
+  if (!arguments.Has("unquoted") && name.find_first_of(kShellCharacters) != std::string::npos) {
+    throw std::invalid_argument(
+        "NAME holds a character that the agent's shell would interpret "
+        "(--unquoted sends it all the same)");
   }
   RequestText request("TEST-Process");
   request.Empty().TrimmedLine(name, "NAME");
@@ -52,7 +52,8 @@ Verdict CheckProc(const Answer& answer, const Value& result, const Thresholds& t
   Thresholds limits = thresholds;
   // Who asks after a process without a threshold wants to know that it runs.
   if (!limits.Given()) limits.critical = Range{1};
-  return {limits.Judge(count), SummariseProc(answer, result), {{"count", count, "", limits, 0, {}}}};
+  return {
+      limits.Judge(count), SummariseProc(answer, result), {{"count", count, "", limits, 0, {}}}};
 }
 
 // --- procs
@@ -127,8 +128,9 @@ const Command kProcCommand = {
     .parse = ParseProc,
     .summarise = SummariseProc,
     .check = CheckProc,
-    .notes = "Counted by the script named by proccntscript. As a check: -w and -c apply to the\n"
-             "number; without them none is CRITICAL.",
+    .notes =
+        "Counted by the script named by proccntscript. As a check: -w and -c apply to the\n"
+        "number; without them none is CRITICAL.",
 };
 
 const Command kProcsCommand = {
@@ -140,8 +142,9 @@ const Command kProcsCommand = {
     .parse = ParseProcs,
     .summarise = SummariseProcs,
     .check = CheckProcs,
-    .notes = "Listed by the script named by proclistscript. When the last two names are the same,\n"
-             "one is dropped: the agent repeats the last line of output that ends in a line feed.",
+    .notes =
+        "Listed by the script named by proclistscript. When the last two names are the same,\n"
+        "one is dropped: the agent repeats the last line of output that ends in a line feed.",
 };
 
 const Command kCpuCommand = {

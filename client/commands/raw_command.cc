@@ -11,7 +11,8 @@ namespace {
 
 constexpr Argument kArguments[] = {
     {"command", "command,--command", ArgumentKind::kRequired, "COMMAND", "the command word"},
-    {"lines", "lines", ArgumentKind::kAny, "LINE", "parameter lines, in order; \"\" for an empty one"},
+    {"lines", "lines", ArgumentKind::kAny, "LINE",
+     "parameter lines, in order; \"\" for an empty one"},
     {"escape", "-e,--escape", ArgumentKind::kFlag, "", "send line breaks inside a LINE escaped"},
     {"no-end-mark", "--no-end-mark", ArgumentKind::kFlag, "", "leave the end mark out"},
 };

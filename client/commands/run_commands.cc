@@ -8,8 +8,8 @@
 #include "commands/command_line.h"
 #include "commands/escapes.h"
 #include "commands/fields.h"
-#include "model/local_file.h"
 #include "model/decimal.h"
+#include "model/local_file.h"
 #include "text/ovstring.h"
 #include "wire/request_text.h"
 
@@ -42,7 +42,8 @@ constexpr Argument kExecArguments[] = {
 // Milliseconds as the request carries them: -1 does not wait, 0 has no limit.
 int64_t LimitOf(const Arguments& arguments) {
   if (!arguments.Has("no-wait")) return arguments.Millis("limit", kDefaultLimitMillis);
-  if (arguments.Has("limit")) throw std::invalid_argument("--limit and --no-wait exclude each other");
+  if (arguments.Has("limit"))
+    throw std::invalid_argument("--limit and --no-wait exclude each other");
   return -1;
 }
 
@@ -101,9 +102,12 @@ Verdict CheckRun(const Answer& answer, const Value& result, const Thresholds& th
 
 constexpr Argument kScriptArguments[] = {
     {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the script, a file here"},
-    {"params", "params", ArgumentKind::kAny, "ARG", "its arguments (behind -- if they begin with \"-\")"},
-    {"lines", "--lines", ArgumentKind::kOption, "N", "return the first N lines of its output too (0)"},
-    {"limit", "--limit", ArgumentKind::kOption, "SEC", "whole seconds until it is killed (10); 0 = never"},
+    {"params", "params", ArgumentKind::kAny, "ARG",
+     "its arguments (behind -- if they begin with \"-\")"},
+    {"lines", "--lines", ArgumentKind::kOption, "N",
+     "return the first N lines of its output too (0)"},
+    {"limit", "--limit", ArgumentKind::kOption, "SEC",
+     "whole seconds until it is killed (10); 0 = never"},
     {"template", "--template", ArgumentKind::kOption, "CMD",
      "command line with %script% and %params%"},
 };
@@ -118,8 +122,9 @@ std::string CheckedTemplate(const Arguments& arguments, std::string_view script)
   if (lower.Find("%script%") == 0) throw std::invalid_argument("--template lacks %script%");
   // The agent looks for a placeholder only where more text than the placeholder is left.
   if (Trimmed(lower) == "%script%") {
-    throw std::invalid_argument("--template must not be %script% alone: the agent would not "
-                                "replace it; write \"%script% %params%\"");
+    throw std::invalid_argument(
+        "--template must not be %script% alone: the agent would not "
+        "replace it; write \"%script% %params%\"");
   }
   return line;
 }
@@ -214,8 +219,9 @@ const Command kRunCommand = {
     .parse = ParseRun,
     .summarise = SummariseRun,
     .check = CheckRun,
-    .notes = "No shell is involved; the program's output goes nowhere. As a check: the exit code\n"
-             "is the state, unless -w or -c judge it.",
+    .notes =
+        "No shell is involved; the program's output goes nowhere. As a check: the exit code\n"
+        "is the state, unless -w or -c judge it.",
 };
 
 const Command kExecCommand = {
@@ -226,8 +232,9 @@ const Command kExecCommand = {
     .build = BuildExec,
     .parse = ParseRun,
     .summarise = SummariseRun,
-    .notes = "No shell is involved. A DIR that does not exist is not reported: the program then\n"
-             "runs in the agent's own folder.",
+    .notes =
+        "No shell is involved. A DIR that does not exist is not reported: the program then\n"
+        "runs in the agent's own folder.",
 };
 
 const Command kScriptCommand = {
@@ -239,8 +246,9 @@ const Command kScriptCommand = {
     .parse = ParseScript,
     .summarise = SummariseScript,
     .check = CheckScript,
-    .notes = "The result is the first line that begins with \"scriptres:\", or the last line that\n"
-             "is not empty. As a check: -w and -c apply to the number at its front.",
+    .notes =
+        "The result is the first line that begins with \"scriptres:\", or the last line that\n"
+        "is not empty. As a check: -w and -c apply to the number at its front.",
 };
 
 }  // namespace zem::client

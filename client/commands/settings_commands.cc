@@ -119,7 +119,8 @@ const SettingRow* FindRow(std::string_view name) {
 const SettingRow& KnownRow(std::string_view name) {
   const SettingRow* row = name.empty() ? nullptr : FindRow(name);
   if (row == nullptr) {
-    throw std::invalid_argument(fmt::format("{}: no such setting (the agent would ignore it)", name));
+    throw std::invalid_argument(
+        fmt::format("{}: no such setting (the agent would ignore it)", name));
   }
   if (row->wire_name.empty()) {
     throw std::invalid_argument(
@@ -181,9 +182,8 @@ std::string WireValue(const SettingRow& row, std::string_view value) {
 
 void WarnOf(const SettingRow& row, std::string_view value, Plan* plan) {
   if (value.empty()) {
-    plan->warnings.push_back(
-        fmt::format("{}: an empty text is live now, but the agent's file keeps the old one",
-                    row.wire_name));
+    plan->warnings.push_back(fmt::format(
+        "{}: an empty text is live now, but the agent's file keeps the old one", row.wire_name));
   }
   if (row.wire_name.starts_with("IPFilter")) {
     plan->warnings.push_back(
@@ -198,8 +198,9 @@ void AddSetting(std::string_view argument, RequestText* request, Plan* plan) {
   }
   const SettingRow& row = KnownRow(Trimmed(argument.substr(0, equals)));
   if (row.key == "password") {
-    throw std::invalid_argument("a password on the command line can be read by everybody on this "
-                                "machine; use --new-password-file");
+    throw std::invalid_argument(
+        "a password on the command line can be read by everybody on this "
+        "machine; use --new-password-file");
   }
   const std::string value = WireValue(row, argument.substr(equals + 1));
   WarnOf(row, value, plan);
@@ -235,8 +236,8 @@ Value ParseSet(const Answer& answer) {
 }
 
 std::string SummariseSet(const Answer& answer, const Value& /*result*/) {
-  const size_t changed = answer.arguments.All("settings").size() +
-                         (answer.arguments.Has("new-password-file") ? 1 : 0);
+  const size_t changed =
+      answer.arguments.All("settings").size() + (answer.arguments.Has("new-password-file") ? 1 : 0);
   return fmt::format("{} set, saved in the agent's configuration", changed);
 }
 
@@ -261,8 +262,9 @@ const Command kSettingsSetCommand = {
     .build = BuildSet,
     .parse = ParseSet,
     .summarise = SummariseSet,
-    .notes = "Switches take on and off. IPFilterAddr takes addresses between blanks or commas; it\n"
-             "and IPFilterMarks take effect at the next reload.",
+    .notes =
+        "Switches take on and off. IPFilterAddr takes addresses between blanks or commas; it\n"
+        "and IPFilterMarks take effect at the next reload.",
 };
 
 }  // namespace zem::client

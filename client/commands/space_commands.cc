@@ -72,20 +72,20 @@ Verdict CheckDisk(const Answer& answer, const Value& result, const Thresholds& t
   const double used = result["used_bytes"].AsNumber();
   const double usable = used + std::max(available, 0.0);
   const auto alerts = [&](const std::optional<Range>& range) {
-    return range &&
-           range->Alerts(range->percent ? result["free_percent"].AsNumber() : available);
+    return range && range->Alerts(range->percent ? result["free_percent"].AsNumber() : available);
   };
   Verdict verdict;
   verdict.state = alerts(thresholds.critical)  ? State::kCritical
                   : alerts(thresholds.warning) ? State::kWarning
                                                : State::kOk;
   verdict.text = SummariseDisk(answer, result);
-  verdict.metrics = {{answer.arguments.Text("path"),
-                      used,
-                      "B",
-                      {UsedRange(thresholds.warning, usable), UsedRange(thresholds.critical, usable)},
-                      0,
-                      usable}};
+  verdict.metrics = {
+      {answer.arguments.Text("path"),
+       used,
+       "B",
+       {UsedRange(thresholds.warning, usable), UsedRange(thresholds.critical, usable)},
+       0,
+       usable}};
   return verdict;
 }
 
@@ -205,8 +205,9 @@ const Command kDiskCommand = {
     .check = CheckDisk,
     .range = FreeSpaceRange,
     .unavailable = State::kCritical,
-    .notes = "As a check: -w 20% -c 5G alert when less than that is free; ranges apply to the\n"
-             "free space (bytes, or a share with %). Performance data shows what is used.",
+    .notes =
+        "As a check: -w 20% -c 5G alert when less than that is free; ranges apply to the\n"
+        "free space (bytes, or a share with %). Performance data shows what is used.",
 };
 
 const Command kDuCommand = {
@@ -219,8 +220,9 @@ const Command kDuCommand = {
     .summarise = SummariseDu,
     .check = CheckDu,
     .range = BytesRange,
-    .notes = "As a check: -w and -c apply to the size (units K, M, G, T). Symbolic links do not\n"
-             "count.",
+    .notes =
+        "As a check: -w and -c apply to the size (units K, M, G, T). Symbolic links do not\n"
+        "count.",
 };
 
 const Command kCountCommand = {

@@ -17,19 +17,38 @@ namespace zem::client {
 
 const std::vector<const Command*>& CommandTable() {
   static const std::vector<const Command*> kTable = {
-      &kInfoCommand,        &kPingCommand,
+      &kInfoCommand,
+      &kPingCommand,
       // Files.
-      &kDiskCommand,        &kDuCommand,          &kCountCommand,  &kExistsCommand,
-      &kHashCommand,        &kCompareCommand,     &kContainsCommand, &kGrepCommand,
+      &kDiskCommand,
+      &kDuCommand,
+      &kCountCommand,
+      &kExistsCommand,
+      &kHashCommand,
+      &kCompareCommand,
+      &kContainsCommand,
+      &kGrepCommand,
       &kListCommand,
       // Processes and services.
-      &kProcCommand,        &kProcsCommand,       &kCpuCommand,    &kTcpCommand,
-      &kUdpCommand,         &kRunCommand,         &kScriptCommand,
+      &kProcCommand,
+      &kProcsCommand,
+      &kCpuCommand,
+      &kTcpCommand,
+      &kUdpCommand,
+      &kRunCommand,
+      &kScriptCommand,
       // Actions.
-      &kExecCommand,        &kSyslogCommand,      &kSendCommand,
+      &kExecCommand,
+      &kSyslogCommand,
+      &kSendCommand,
       // Management.
-      &kSettingsGetCommand, &kSettingsSetCommand, &kReloadCommand, &kRestartCommand,
-      &kQuitCommand,        &kUpgradeCommand,     &kRawCommand,
+      &kSettingsGetCommand,
+      &kSettingsSetCommand,
+      &kReloadCommand,
+      &kRestartCommand,
+      &kQuitCommand,
+      &kUpgradeCommand,
+      &kRawCommand,
   };
   return kTable;
 }

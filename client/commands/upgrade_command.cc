@@ -29,11 +29,13 @@ Plan BuildUpgrade(const Arguments& arguments) {
   Plan plan;
   plan.payload = ReadLocalFile(path, static_cast<int64_t>(kProgramTooLarge - 1));
   if (plan.payload.size() <= kProgramTooSmall) {
-    throw std::invalid_argument(fmt::format("{} has {} bytes; an agent takes no program of {} or less",
-                                            path, plan.payload.size(), kProgramTooSmall));
+    throw std::invalid_argument(
+        fmt::format("{} has {} bytes; an agent takes no program of {} or less", path,
+                    plan.payload.size(), kProgramTooSmall));
   }
   if (!arguments.Has("force") && !LooksLikeProgram(plan.payload)) {
-    throw std::invalid_argument(path + " does not look like a program (--force sends it all the same)");
+    throw std::invalid_argument(path +
+                                " does not look like a program (--force sends it all the same)");
   }
   RequestText request("UpgradeCode");
   request.Number(static_cast<long long>(plan.payload.size()));
@@ -75,8 +77,9 @@ const Command kUpgradeCommand = {
     .parse = ParseUpgrade,
     .summarise = SummariseUpgrade,
     .ask = AskUpgrade,
-    .notes = "The program travels in the clear, more than 100 bytes and less than 10 MiB; its\n"
-             "digest travels enciphered. The agent swaps its program and starts anew.",
+    .notes =
+        "The program travels in the clear, more than 100 bytes and less than 10 MiB; its\n"
+        "digest travels enciphered. The agent swaps its program and starts anew.",
 };
 
 }  // namespace zem::client

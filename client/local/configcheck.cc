@@ -22,7 +22,8 @@ namespace zem::client {
 namespace {
 
 constexpr Argument kArguments[] = {
-    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the agent's configuration"},
+    {"file", "file,--file", ArgumentKind::kOptional, "FILE",
+     "the agent's configuration, if not in --agent-config"},
     {"strict", "--strict", ArgumentKind::kFlag, "", "exit with 1 at warnings too"},
 };
 
@@ -113,7 +114,7 @@ Value FindingsValue(const Findings& findings) {
 }
 
 LocalResult Configcheck(const Arguments& arguments) {
-  const std::string path = arguments.Text("file");
+  const std::string path = ConfigPath(arguments);
   Findings findings;
   Settings settings;
   const bool loads = Load(path, &settings, &findings);
@@ -129,9 +130,9 @@ LocalResult Configcheck(const Arguments& arguments) {
   }
   LocalResult result;
   const auto warnings = count(Severity::kWarning);
-  result.exit_code = !loads                                      ? kExitFails
+  result.exit_code = !loads                                    ? kExitFails
                      : arguments.Has("strict") && warnings > 0 ? kExitWarnings
-                                                                 : kExitLoads;
+                                                               : kExitLoads;
   result.text = FindingsText(findings, path, Style::For(STDOUT_FILENO)) +
                 fmt::format("{}: {}; {} errors, {} warnings\n", Printable(path),
                             loads ? "the agent loads it" : "the agent does not load it",

@@ -32,8 +32,7 @@ class FileInspector {
     OvString folder = ExtractFilePath(path);
     if (folder.IsEmpty()) folder = ".";
     if (StatPath(folder, &info) && (info.st_mode & S_IWOTH) != 0 && (info.st_mode & S_ISVTX) == 0) {
-      Add(Severity::kWarning, "",
-          fmt::format("everybody may replace files in {}", folder.View()));
+      Add(Severity::kWarning, "", fmt::format("everybody may replace files in {}", folder.View()));
     }
   }
 
@@ -58,8 +57,9 @@ class FileInspector {
   void InspectScript(const char* key, const OvString& path) {
     InspectProgram(key, path);
     if (path.View().find_first_of(" \t\"'$`;&|<>()*?") != std::string_view::npos) {
-      Add(Severity::kWarning, key, "blanks and shell characters in the path split it, and a script "
-                                   "takes no arguments here");
+      Add(Severity::kWarning, key,
+          "blanks and shell characters in the path split it, and a script "
+          "takes no arguments here");
     }
   }
 
@@ -68,7 +68,8 @@ class FileInspector {
     if (path.IsEmpty()) return;
     if (!StatPath(path, &info) || !S_ISDIR(info.st_mode)) {
       Add(Severity::kWarning, "tmpdir",
-          fmt::format("{} is no folder: the environment's or the present one is used", path.View()));
+          fmt::format("{} is no folder: the environment's or the present one is used",
+                      path.View()));
     } else if ((info.st_mode & kWritableByOthers) != 0) {
       Add(Severity::kNote, "tmpdir", fmt::format("others may write in {}", path.View()));
     }
@@ -80,7 +81,8 @@ class FileInspector {
     if (folder.IsEmpty()) {
       Add(Severity::kNote, key, "without a folder: the log lies beside the configuration file");
     } else if (!DirectoryExists(folder)) {
-      Add(Severity::kWarning, key, fmt::format("{} does not exist: nothing is logged", folder.View()));
+      Add(Severity::kWarning, key,
+          fmt::format("{} does not exist: nothing is logged", folder.View()));
     }
   }
 

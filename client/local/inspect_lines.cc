@@ -66,7 +66,8 @@ class LineInspector {
     }
     const std::string key(parsed.key.View());
     if (key.starts_with('#') || key.starts_with(';')) {
-      Add(Severity::kNote, key, "a comment has to begin in the first column; read as an unknown key");
+      Add(Severity::kNote, key,
+          "a comment has to begin in the first column; read as an unknown key");
       return;
     }
     const SettingRow* row = FindSettingByKey(key);
@@ -107,9 +108,9 @@ class LineInspector {
 
   void InspectFlag(const std::string& key, std::string_view value) {
     static constexpr const char* kMeantOn[] = {"yes", "true", "on", "y", "t", "enable", "enabled"};
-    const bool meant_on = std::any_of(std::begin(kMeantOn), std::end(kMeantOn), [&](const char* on) {
-      return EqualsIgnoringCase(value, on);
-    });
+    const bool meant_on =
+        std::any_of(std::begin(kMeantOn), std::end(kMeantOn),
+                    [&](const char* on) { return EqualsIgnoringCase(value, on); });
     if (meant_on) {
       Add(Severity::kWarning, key,
           fmt::format("\"{}\" is off: a switch is on only when its value begins with 1", value));
@@ -146,9 +147,10 @@ void InspectLines(std::string_view text, Findings* findings) {
     const size_t length = std::min(end + 1, text.size());
     std::string_view line = text.substr(0, length);
     if (length > kLongestConfigLine) {
-      findings->push_back({Severity::kWarning, number, "",
-                           fmt::format("longer than {} bytes: read in pieces, each a line of its own",
-                                       kLongestConfigLine)});
+      findings->push_back(
+          {Severity::kWarning, number, "",
+           fmt::format("longer than {} bytes: read in pieces, each a line of its own",
+                       kLongestConfigLine)});
       line = line.substr(0, kLongestConfigLine);
     }
     if (line.find('\0') != std::string_view::npos) {

@@ -149,7 +149,7 @@ class SettingsInspector {
 }  // namespace
 
 std::vector<std::string> AlsoAdmitted(std::string_view item) {
-  constexpr size_t kShortest = 7;   // 0.0.0.0
+  constexpr size_t kShortest = 7;  // 0.0.0.0
   constexpr size_t kLongest = 15;
   std::set<std::string> found;
   for (size_t from = 0; from + kShortest <= item.size(); ++from) {

@@ -5,6 +5,7 @@
 #define ZEM_CLIENT_LOCAL_LOCAL_COMMAND_H_
 
 #include <span>
+#include <string>
 #include <vector>
 
 #include "commands/arguments.h"
@@ -25,6 +26,9 @@ struct LocalCommand {
   LocalResult (*run)(const Arguments& arguments);
   const char* notes = "";
 };
+
+// The configuration that a command was given; std::invalid_argument when there is none.
+std::string ConfigPath(const Arguments& arguments);
 
 const std::vector<const LocalCommand*>& LocalCommandTable();
 

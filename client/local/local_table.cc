@@ -1,10 +1,17 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include <stdexcept>
+
 #include "local/configcheck.h"
 #include "local/genpass.h"
 #include "local/local_command.h"
 #include "local/scripttest.h"
 
 namespace zem::client {
+
+std::string ConfigPath(const Arguments& arguments) {
+  if (!arguments.Has("file")) throw std::invalid_argument("FILE is missing, or --agent-config FILE");
+  return arguments.Text("file");
+}
 
 const std::vector<const LocalCommand*>& LocalCommandTable() {
   static const std::vector<const LocalCommand*> kTable = {

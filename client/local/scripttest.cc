@@ -24,7 +24,8 @@ namespace zem::client {
 namespace {
 
 constexpr Argument kArguments[] = {
-    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the agent's configuration"},
+    {"file", "file,--file", ArgumentKind::kOptional, "FILE",
+     "the agent's configuration, if not in --agent-config"},
     {"name", "--name", ArgumentKind::kOption, "NAME", "count this process (the first one listed)"},
 };
 
@@ -33,7 +34,8 @@ constexpr const char* kAbsentName = "zem-no-such-process";
 
 bool IsPlain(std::string_view name) {
   const auto plain = [](char byte) {
-    return isalnum(static_cast<unsigned char>(byte)) != 0 || byte == '-' || byte == '_' || byte == '.';
+    return isalnum(static_cast<unsigned char>(byte)) != 0 || byte == '-' || byte == '_' ||
+           byte == '.';
   };
   return !name.empty() && std::all_of(name.begin(), name.end(), plain);
 }
@@ -173,7 +175,7 @@ Value TrialsValue(const std::vector<Trial>& trials) {
 
 LocalResult Scripttest(const Arguments& arguments) {
   Settings settings;
-  settings.config_path = arguments.Text("file");
+  settings.config_path = ConfigPath(arguments);
   OvString error;
   // The temporary directory that this exports is the one the scripts' results go to.
   if (!LoadSettings(&settings, &error)) {
@@ -186,8 +188,7 @@ LocalResult Scripttest(const Arguments& arguments) {
   result.exit_code = good ? 0 : 1;
   result.text = TrialsText(trials, Style::For(STDOUT_FILENO)) +
                 "Run this as the agent's user: what a script may see depends on who runs it.\n";
-  result.result = Value::Of(
-      Record{{"ok", Value::Flag(good)}, {"trials", TrialsValue(trials)}});
+  result.result = Value::Of(Record{{"ok", Value::Flag(good)}, {"trials", TrialsValue(trials)}});
   return result;
 }
 

@@ -53,8 +53,7 @@ class Value {
   const Value& operator[](std::string_view name) const;
 
  private:
-  using Data =
-      std::variant<std::monostate, bool, int64_t, double, std::string, List, Record>;
+  using Data = std::variant<std::monostate, bool, int64_t, double, std::string, List, Record>;
   template <typename T>
   Value(T data, Form form) : data_(std::move(data)), form_(form) {}
 

@@ -13,8 +13,8 @@
 
 namespace zem::client {
 
-std::string ReadableBytes(double bytes);      // "31.6 GiB"
-std::string ReadableMillis(double millis);    // "0.42 ms", "12 ms", "3.4 s"
+std::string ReadableBytes(double bytes);       // "31.6 GiB"
+std::string ReadableMillis(double millis);     // "0.42 ms", "12 ms", "3.4 s"
 std::string ReadableMinutes(int64_t minutes);  // "5 min", "2 h 10 min", "3 d 4 h"
 
 // A leaf as a table shows it, safe for a terminal; empty for null.

@@ -75,14 +75,16 @@ bool Connection::WaitFor(short events, const Deadline& deadline) {
 bool Connection::BindSource(const Endpoint& endpoint, int family, Failure* failure) {
   if (endpoint.source.empty()) return true;
   Failure ignored;
-  for (const SocketAddress& local : Resolve(endpoint.source, 0, Deadline(Milliseconds(0)), &ignored)) {
+  for (const SocketAddress& local :
+       Resolve(endpoint.source, 0, Deadline(Milliseconds(0)), &ignored)) {
     if (local.Family() != family) continue;
     if (bind(socket_.Get(), local.Get(), local.length) == 0) return true;
     *failure = {FailureKind::kLocal,
                 "cannot send from " + endpoint.source + ": " + ErrorText(errno), ""};
     return false;
   }
-  *failure = {FailureKind::kLocal, endpoint.source + " is no address to send from to this host", ""};
+  *failure = {FailureKind::kLocal, endpoint.source + " is no address to send from to this host",
+              ""};
   return false;
 }
 

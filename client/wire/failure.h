@@ -10,14 +10,14 @@ namespace zem::client {
 
 enum class FailureKind {
   kNone,
-  kResolve,       // the host's name has no address
-  kRefused,       // nothing listens there
-  kUnreachable,   // any other failure to connect
-  kTimeout,       // the time ran out, whatever was going on
-  kClosed,        // the agent closed the connection without a reply
-  kShortReply,    // ... or in the middle of one
-  kUnreadable,    // bytes that are not a reply
-  kLocal,         // something on this side
+  kResolve,      // the host's name has no address
+  kRefused,      // nothing listens there
+  kUnreachable,  // any other failure to connect
+  kTimeout,      // the time ran out, whatever was going on
+  kClosed,       // the agent closed the connection without a reply
+  kShortReply,   // ... or in the middle of one
+  kUnreadable,   // bytes that are not a reply
+  kLocal,        // something on this side
 };
 
 struct Failure {

@@ -45,8 +45,7 @@ Failure Cut(size_t got, size_t wanted) {
 }
 
 Failure Unreadable(std::string text) {
-  return {FailureKind::kUnreadable, std::move(text),
-          "does another program listen on this port?"};
+  return {FailureKind::kUnreadable, std::move(text), "does another program listen on this port?"};
 }
 
 }  // namespace
@@ -60,9 +59,9 @@ std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
       *failure = TimedOut(header.size());
       return std::nullopt;
     case End::kClosed:
-      *failure = header.empty()
-                     ? Failure{FailureKind::kClosed, "the connection was closed without a reply", ""}
-                     : Cut(header.size(), kReplyHeaderBytes);
+      *failure = header.empty() ? Failure{FailureKind::kClosed,
+                                          "the connection was closed without a reply", ""}
+                                : Cut(header.size(), kReplyHeaderBytes);
       return std::nullopt;
     case End::kComplete:
       break;
@@ -70,8 +69,9 @@ std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
   const size_t length = DecodeLength(header.data(), kReplyHeaderBytes);
   if (announced != nullptr) *announced = length;
   if (length > kLargestReply) {
-    *failure = Unreadable(fmt::format("the answer is no reply: it begins with \"{}\", a length of {}",
-                                      Printable(header), length));
+    *failure =
+        Unreadable(fmt::format("the answer is no reply: it begins with \"{}\", a length of {}",
+                               Printable(header), length));
     return std::nullopt;
   }
   std::string bytes;

@@ -23,8 +23,7 @@ inline constexpr size_t kLargestReply = 64 * 1024 * 1024;
 
 // The reply's plaintext without its end mark. `announced`, when given, takes the length field.
 std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
-                                     const Deadline& deadline, size_t* announced,
-                                     Failure* failure);
+                                     const Deadline& deadline, size_t* announced, Failure* failure);
 
 }  // namespace zem::client
 

@@ -59,9 +59,8 @@ Exchange TransferUpgrade(const Endpoint& endpoint, std::string_view request,
   }
   exchange.reply.clear();
   Failure failure;
-  const bool sent =
-      SendProgram(&connection, program, deadline, progress, &failure) &&
-      SendDigest(&connection, key.get(), program, deadline, &failure);
+  const bool sent = SendProgram(&connection, program, deadline, progress, &failure) &&
+                    SendDigest(&connection, key.get(), program, deadline, &failure);
   // A connection that broke may still hold the agent's reason.
   if (sent || failure.kind == FailureKind::kClosed) {
     Failure reading;
@@ -77,8 +76,7 @@ Exchange TransferUpgrade(const Endpoint& endpoint, std::string_view request,
   if (failure.kind == FailureKind::kClosed) {
     exchange.failure.hint = "the transfer broke off; the agent keeps its old program";
   }
-  exchange.elapsed =
-      std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
+  exchange.elapsed = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
   return exchange;
 }
 

@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Where host, port and password come from.
+#include "app/targets.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "app/hosts_conf.h"
+#include "client/client_run.h"
+
+namespace zem::client {
+namespace {
+
+using test::Parse;
+using test::RunClient;
+using test::Scratch;
+
+// No source of the person who runs the tests: neither his home nor his environment.
+class TargetsTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "CREDENTIALS_DIRECTORY", "ZEM_PASSWORD"}) {
+      const char* value = getenv(name);
+      before_.emplace_back(name,
+                           value == nullptr ? std::nullopt : std::optional<std::string>(value));
+      unsetenv(name);
+    }
+    home_ = testing::TempDir() + "zem-home-XXXXXX";
+    ASSERT_NE(mkdtemp(home_.data()), nullptr);
+    setenv("HOME", home_.c_str(), 1);
+  }
+  void TearDown() override {
+    for (const auto& [name, value] : before_) {
+      if (value) {
+        setenv(name, value->c_str(), 1);
+      } else {
+        unsetenv(name);
+      }
+    }
+    std::filesystem::remove_all(home_);
+  }
+
+  static std::vector<Target> Targets(const std::string& line) {
+    int exit_code = 0;
+    std::string printed;
+    const Options options = Parse(line + " ping", &exit_code, &printed);
+    EXPECT_EQ(exit_code, -1) << printed;
+    return FindTargets(options);
+  }
+  static std::string PasswordFor(const std::string& line) {
+    return std::string(Targets(line).front().password.View());
+  }
+  std::string Write(const std::string& name, const std::string& text) const {
+    const std::string path = home_ + "/" + name;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::filesystem::rename(Scratch(text), path);
+    return path;
+  }
+
+  std::string home_;
+
+ private:
+  std::vector<std::pair<const char*, std::optional<std::string>>> before_;
+};
+
+TEST_F(TargetsTest, PasswordSourcesComeInTheirOrder) {
+  const std::string file = Scratch("from file\nsecond line\n");
+  const std::string agent = Scratch("Password = from agent \r\nport=1\n");
+  EXPECT_THROW((void)Targets("--plugin"), std::runtime_error);  // no prompt in a check
+
+  Write(".config/zem/hosts.conf", "[*]\npassword = from conf\n");
+  EXPECT_EQ(PasswordFor(""), "from conf");
+  setenv("ZEM_PASSWORD", "from environment", 1);
+  EXPECT_EQ(PasswordFor(""), "from environment");
+  EXPECT_EQ(getenv("ZEM_PASSWORD"), nullptr);  // no child inherits it
+  Write("credentials/zem-password", "from credentials\n");
+  setenv("CREDENTIALS_DIRECTORY", (home_ + "/credentials").c_str(), 1);
+  setenv("ZEM_PASSWORD", "from environment", 1);
+  EXPECT_EQ(PasswordFor(""), "from credentials");
+  EXPECT_EQ(PasswordFor("--agent-config " + agent), "from agent");
+  EXPECT_EQ(PasswordFor("--agent-config " + agent + " --password-file " + file), "from file");
+  EXPECT_EQ(PasswordFor("--no-password"), "");
+}
+
+TEST_F(TargetsTest, FilesThatOthersMayReadAreRefused) {
+  for (const unsigned mode : {0640U, 0604U, 0644U}) {
+    const std::string file = Scratch("secret\n", mode);
+    EXPECT_THROW((void)Targets("--password-file " + file), std::runtime_error) << mode;
+    EXPECT_THROW((void)Targets("--hosts-conf " + file), std::runtime_error) << mode;
+  }
+  EXPECT_EQ(PasswordFor("--password-file " + Scratch("secret\r\n", 0400)), "secret");
+  EXPECT_THROW((void)Targets("--password-file " + Scratch("\nsecret\n")), std::runtime_error);
+  EXPECT_THROW((void)Targets("--password-file /nonexistent"), std::runtime_error);
+}
+
+TEST_F(TargetsTest, PasswordOnTheCommandLineIsRefusedWithAnExplanation) {
+  for (const char* option :
+       {"--password x", "--password=x", "--pass x", "--passwd=x", "-Px", "-P x", "--secret x"}) {
+    SCOPED_TRACE(option);
+    const test::ClientRun run = RunClient(std::string(option) + " ping");
+    EXPECT_EQ(run.exit_code, kExitUsage);
+    EXPECT_NE(run.err.find("--password-file FILE"), std::string::npos);
+    EXPECT_EQ(run.err.find("x would"), std::string::npos);
+    EXPECT_EQ(RunClient("check_zem " + std::string(option) + " ping").exit_code, 3);
+  }
+  int exit_code = 0;
+  (void)Parse("raw X -- --password", &exit_code);  // data, not an option
+  EXPECT_EQ(exit_code, -1);
+}
+
+TEST_F(TargetsTest, HostAndPort) {
+  const std::string agent = Scratch("port=2000\nport=3000\nhost=127.0.0.7\npassword=p\n");
+  const std::string conf = Scratch(
+      "# comment\n[web]\naddress = 10.0.0.5\nport = 77\nsource = 10.0.0.9\npassword=w\n"
+      "[db?]\nport=88\n[*]\npassword = all\nport = 99\n");
+  struct Case {
+    std::string line;
+    const char* endpoint;
+    const char* password;
+  };
+  const Case cases[] = {
+      {"--no-password", "127.0.0.1:1055", ""},
+      {"--no-password -H a:7 -p 8", "a:7", ""},
+      {"--no-password -H a -p 8", "a:8", ""},
+      {"--no-password -H ::1 -p 8", "[::1]:8", ""},
+      {"--no-password -H [::1]:9", "[::1]:9", ""},
+      {"--no-password -H [fe80::1]", "[fe80::1]:1055", ""},
+      {"--agent-config " + agent, "127.0.0.7:2000", "p"},
+      {"--agent-config " + agent + " -H b", "b:2000", "p"},
+      {"--agent-config " + agent + " -p 5", "127.0.0.7:5", "p"},
+      {"--hosts-conf " + conf + " -H web", "10.0.0.5:77", "w"},
+      {"--hosts-conf " + conf + " -H web:1", "10.0.0.5:1", "w"},
+      {"--hosts-conf " + conf + " -H db1", "db1:88", "all"},
+      {"--hosts-conf " + conf + " -H db10", "db10:99", "all"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    const Target target = std::move(Targets(c.line).front());
+    EXPECT_EQ(Display(target.endpoint), c.endpoint);
+    EXPECT_EQ(target.password.View(), c.password);
+  }
+  EXPECT_EQ(Targets("--hosts-conf " + conf + " -H web").front().endpoint.source, "10.0.0.9");
+  EXPECT_EQ(Targets("--no-password -H a,b, ,c --hosts " + Scratch("#x\n d \n\ne:5\n")).size(), 5U);
+  for (const char* bad : {"a:0", "a:65536", "a:x", ":5", "[::1", "[::1]x"}) {
+    EXPECT_THROW((void)Targets(std::string("--no-password -H ") + bad), std::invalid_argument)
+        << bad;
+  }
+}
+
+TEST_F(TargetsTest, FaultyHostsConfNamesItsLine) {
+  for (const char* text : {"[a]\nport = x\n", "[a]\nnokey\n", "[a]\nprot = 5\n", "\nport = 5\n"}) {
+    try {
+      (void)HostsConf::Parse(text, "the file");
+      ADD_FAILURE() << text;
+    } catch (const std::runtime_error& error) {
+      const std::string line = "line 2";
+      EXPECT_NE(std::string(error.what()).find("the file " + line), std::string::npos);
+    }
+  }
+}
+
+TEST(OptionsTest, UsageErrorsHaveTheirExitCodes) {
+  for (const char* line :
+       {"", "nonsense", "ping x", "disk", "-t 0 ping", "-t 5:BAD ping", "-t x ping", "-p 0 ping",
+        "-p 65536 ping", "-o xml ping", "--parallel 0 ping", "-w 5 ping", "ping --nonsense",
+        "settings", "disk / /x"}) {
+    SCOPED_TRACE(line);
+    std::string printed;
+    int exit_code = 0;
+    (void)Parse(line, &exit_code, &printed);
+    EXPECT_EQ(exit_code, kExitUsage);
+    EXPECT_NE(printed, "");
+    (void)Parse(std::string("check_zem ") + line, &exit_code, &printed);
+    if (std::string_view(line) != "-w 5 ping") {
+      EXPECT_EQ(exit_code, 3);
+      EXPECT_TRUE(printed.starts_with("ZEM UNKNOWN - ")) << printed;
+    }
+  }
+  int exit_code = 0;
+  (void)Parse("check_zem reload", &exit_code);
+  EXPECT_EQ(exit_code, 3);
+  (void)Parse("check_zem disk / -w 5x", &exit_code);
+  EXPECT_EQ(exit_code, 3);
+  (void)Parse("--help", &exit_code);
+  EXPECT_EQ(exit_code, 0);
+  (void)Parse("-V", &exit_code);
+  EXPECT_EQ(exit_code, 0);
+}
+
+}  // namespace
+}  // namespace zem::client
