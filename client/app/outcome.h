@@ -22,7 +22,7 @@ struct Outcome {
   std::string name;
   Endpoint endpoint;
   std::string request;  // the command word on the wire
-  Failure failure;  // no reply, or none that can be read
+  Failure failure;      // no reply, or none that can be read
   Exchange exchange;
   Reply reply;
   Value result;         // null unless the status is 200

@@ -9,7 +9,8 @@
 namespace zem::client {
 
 std::string ConfigPath(const Arguments& arguments) {
-  if (!arguments.Has("file")) throw std::invalid_argument("FILE is missing, or --agent-config FILE");
+  if (!arguments.Has("file"))
+    throw std::invalid_argument("FILE is missing, or --agent-config FILE");
   return arguments.Text("file");
 }
 

@@ -26,7 +26,7 @@ bool ParseDecimal(std::string_view text, double* number) {
   const std::string_view whole = digits.substr(0, point);
   const std::string_view fraction =
       point == std::string_view::npos ? std::string_view("0") : digits.substr(point + 1);
-  if (whole.empty() || !AllDigits(whole) || !AllDigits(fraction)) return false;
+  if (whole.empty() || !AllDigits(whole) || fraction.empty() || !AllDigits(fraction)) return false;
   *number = strtod(std::string(text).c_str(), nullptr);
   return std::isfinite(*number);
 }

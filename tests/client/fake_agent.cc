@@ -60,6 +60,8 @@ std::string FakeSession::Packet(std::string_view plaintext) const {
 
 void FakeSession::Sleep(int milliseconds) {
   for (; milliseconds > 0 && !*over_; milliseconds -= kTick) {
+    char byte = 0;
+    if (recv(fd_, &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0) return;
     std::this_thread::sleep_for(std::chrono::milliseconds(kTick));
   }
 }

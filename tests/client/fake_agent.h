@@ -32,7 +32,7 @@ class FakeSession {
   std::string Packet(std::string_view plaintext) const;
   void Reply(std::string_view plaintext) { Send(Packet(plaintext)); }
   const std::string& Key() const { return key_; }
-  // Waits, but not beyond the end of the test.
+  // Waits, but not beyond the end of the connection or the test.
   void Sleep(int milliseconds);
 
  private:

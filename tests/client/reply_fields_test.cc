@@ -283,9 +283,9 @@ TEST(TableTest, ShowsFiguresReadably) {
             "folder  /x/\n"
             "count   2\n"
             "\n"
-            "name       type       size  modified\n"
-            "d\xc3\xa9         folder  4.0 KiB  2010-03-05 07:08:09\n"
-            "\\x1b[2Jf   file        5 B  2010-03-05 07:08:09\n");
+            "name      type       size  modified\n"
+            "d\xc3\xa9        folder  4.0 KiB  2010-03-05 07:08:09\n"
+            "\\x1b[2Jf  file        5 B  2010-03-05 07:08:09\n");
 }
 
 }  // namespace

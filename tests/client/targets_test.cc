@@ -146,7 +146,8 @@ TEST_F(TargetsTest, HostAndPort) {
     EXPECT_EQ(target.password.View(), c.password);
   }
   EXPECT_EQ(Targets("--hosts-conf " + conf + " -H web").front().endpoint.source, "10.0.0.9");
-  EXPECT_EQ(Targets("--no-password -H a,b, ,c --hosts " + Scratch("#x\n d \n\ne:5\n")).size(), 5U);
+  EXPECT_EQ(Targets("--no-password -H 'a,b, ,c' --hosts " + Scratch("#x\n d \n\ne:5\n")).size(),
+            5U);
   for (const char* bad : {"a:0", "a:65536", "a:x", ":5", "[::1", "[::1]x"}) {
     EXPECT_THROW((void)Targets(std::string("--no-password -H ") + bad), std::invalid_argument)
         << bad;

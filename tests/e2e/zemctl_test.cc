@@ -1,0 +1,290 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The real client asks the real agent: every subcommand, every form of output.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "e2e/agent_process.h"
+
+namespace zem::test {
+namespace {
+
+struct Answer {
+  int status = -1;
+  std::string text;  // both output streams
+};
+
+Answer Shell(const std::string& command) {
+  Answer answer;
+  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+  if (pipe == nullptr) return answer;
+  char buffer[4096];
+  size_t got = 0;
+  while ((got = fread(buffer, 1, sizeof(buffer), pipe)) > 0) answer.text.append(buffer, got);
+  const int status = pclose(pipe);
+  answer.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return answer;
+}
+
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+  for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+    text.replace(at, from.size(), to);
+  }
+  return text;
+}
+
+class Zemctl : public testing::Test {
+ protected:
+  static constexpr const char* kEverythingOn =
+      "filteractive=1\nexecuteaction=1\ntcpudpaction=1\nsyslogaction=1\ndelayforscripts=0\n";
+
+  void Start(const std::string& config = kEverythingOn, const std::string& program = {}) {
+    const std::string scripts = ScriptsPath();
+    agent_.emplace(AgentProcess::Options{
+        .config = config + "proccntscript=" + scripts + "/zem-proccount\nproclistscript=" +
+                  scripts + "/zem-proclist\ncpuusagescript=" + scripts + "/zem-cpuusage\n",
+        .zempath = program});
+    ASSERT_TRUE(agent_->Answers());
+    WriteFile(agent_->Dir() / "ten", "0123456789");
+    WriteFile(agent_->Dir() / "copy", "0123456789");
+    WriteFile(agent_->Dir() / "digits", "123456789");
+    WriteFile(agent_->Dir() / "none", "");
+    WriteFile(agent_->Dir() / "script",
+              "#!/bin/sh\necho first $1\necho \"scriptres: 42 $2\"\necho last\n");
+    mkdir((agent_->Dir() / "folder").c_str(), 0700);
+    WriteFile(agent_->Dir() / "folder/a.log", "abc");
+    WriteFile(agent_->Dir() / "folder/b.txt", "abcd");
+  }
+
+  std::string Complete(const std::string& text) const {
+    return Replaced(Replaced(text, "$D", agent_->Dir().Path()), "$P",
+                    std::to_string(agent_->Port()));
+  }
+  static std::string Program(const std::string& name) {
+    const std::string agent = ProgramPath();
+    return agent.substr(0, agent.rfind('/') + 1) + name;
+  }
+  Answer Run(const std::string& arguments, const std::string& name = "zemctl") const {
+    return Shell(Program(name) + " --agent-config " + agent_->ConfigPath() + " " +
+                 Complete(arguments));
+  }
+
+  std::optional<AgentProcess> agent_;
+};
+
+TEST_F(Zemctl, EverySubcommandInEveryForm) {
+  Start();
+  struct Case {
+    const char* typed;
+    int status;
+    const char* table;  // part of what a person reads
+    const char* json;   // part of the result, as compact JSON; empty for failures
+  };
+  const Case cases[] = {
+      {"info", 0, "OV Zem Agent", "\"version\":\"1.32\""},
+      {"ping", 0, "round trip", "\"version\":\"1.32\""},
+      {"disk /", 0, "available", "\"path\":\"/\""},
+      {"disk $D/nowhere", 1, "301 No such file", ""},
+      {"du $D/folder", 0, "7 B", "\"size_bytes\":7"},
+      {"du '$D/folder/*.log'", 0, "3 B", "\"size_bytes\":3"},
+      {"du $D/nowhere/x", 1, "301 Folder/File doesn`t exist", ""},
+      {"count $D/folder", 0, "count   2", "\"count\":2"},
+      {"count $D/folder '*.log'", 0, "count   1", "\"count\":1"},
+      {"count $D/folder --bigger 3", 0, "count   1", "\"count\":1"},
+      {"count $D/folder --older 60", 0, "count   0", "\"count\":0"},
+      {"count $D/folder --newer 60", 0, "count   2", "\"count\":2"},
+      {"exists $D/ten", 0, "10 B", "\"size_bytes\":10"},
+      {"exists '$D/folder/%newestfile%' --macros", 0, "folder/", "\"age_min\":0"},
+      {"exists $D/nowhere", 1, "no such file or acess denied", ""},
+      {"hash $D/digits --alg crc32", 0, "873187033", "\"hash\":\"873187033\""},
+      {"hash $D/digits --alg md5", 0, "25f9e794323b453885f5181f1b624d0b", "\"algorithm\":\"md5\""},
+      {"hash $D/none", 1, "multiple of 20480", ""},
+      {"compare $D/ten $D/copy", 0, "yes", "{\"equal\":true}"},
+      {"compare $D/ten $D/digits", 0, "no", "{\"equal\":false}"},
+      {"contains $D/ten $D/digits", 0, "yes", "{\"found\":true}"},
+      {"grep $D/ten 345", 0, "yes", "{\"found\":true}"},
+      {"grep $D/ten 345 --word", 0, "no", "{\"found\":false}"},
+      {"ls $D/folder '*.txt' --files", 0, "b.txt", "\"name\":\"b.txt\",\"type\":\"file\""},
+      {"ls $D/nowhere/", 0, "count   0", "\"entries\":[]"},
+      {"proc zem-no-such-process", 0, "count  0", "\"count\":0"},
+      {"procs", 0, "last line doubled  no", "\"last_line_doubled\":false"},
+      {"cpu", 0, " %", "\"usage_percent\":"},
+      {"tcp 127.0.0.1 $P", 0, "time", "\"received\":null"},
+      {"tcp 127.0.0.1 1 --limit 2", 1, "the agent could not connect", ""},
+      {"udp 127.0.0.1 9 x --receive 0", 0, "time", "\"received_bytes\":"},
+      {"run -- sh -c 'exit 7'", 0, "exit code  7", "\"exit_code\":7"},
+      {"run /nonexistent", 1, "exec error: No such file", ""},
+      {"script $D/script --lines 1 -- 'a b' c", 0, "42 c",
+       "{\"result\":\"42 c\",\"marked\":true,\"lines\":[\"first a b\"]}"},
+      {"exec 'touch touched' --dir $D", 0, "exit code  0", "\"exit_code\":0"},
+      {"syslog 127.0.0.1 hello --server-port 9", 0, "has been sent", "\"message\":"},
+      {"send 127.0.0.1 9 hello --udp", 0, "Data has been sent", "\"message\":"},
+      {"settings get", 0, "IPFilterAddr   127.0.0.1", "\"Password\":\"********\""},
+      {"settings set Timeout=4321 udp=off", 0, "Timeout", "[\"Timeout\",\"UDP\"]"},
+      {"reload", 0, "Ok", "\"message\":\"Ok\""},
+      {"raw TEST-FileExists $D/ten", 0, "10", "\"lines\":"},
+      {"raw TEST-Ping", 6, "500 not implemented yet", ""},
+      {"raw Nonsense", 6, "500 unknown", ""},
+      {"raw GetInfo --no-end-mark", 6, "502", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.typed);
+    const Answer table = Run(c.typed);
+    EXPECT_EQ(table.status, c.status) << table.text;
+    EXPECT_NE(table.text.find(c.table), std::string::npos) << table.text;
+
+    const Answer json = Run(std::string("-o json ") + c.typed);
+    EXPECT_EQ(json.status, c.status);
+    const size_t brace = json.text.find('{');  // behind a warning
+    ASSERT_NE(brace, std::string::npos) << json.text;
+    const auto object = nlohmann::ordered_json::parse(json.text.substr(brace), nullptr, false);
+    ASSERT_TRUE(object.is_object()) << json.text;
+    EXPECT_EQ(object["ok"], c.status == 0);
+    EXPECT_EQ(object["result"].is_null(), c.status != 0);
+    EXPECT_EQ(object["error"].is_null(), c.status == 0);
+    EXPECT_NE(object["result"].dump().find(c.json), std::string::npos) << object["result"];
+
+    const Answer raw = Run(std::string("-o raw ") + c.typed);
+    EXPECT_EQ(raw.status, c.status);
+    EXPECT_EQ(raw.text.find("OV Zem") != std::string::npos,
+              std::string_view(c.typed) == "info" || std::string_view(c.typed) == "ping" ||
+                  std::string_view(c.typed) == "settings get");
+  }
+  EXPECT_TRUE(FileExists(agent_->Dir() / "touched"));
+  EXPECT_NE(ReadFile(agent_->ConfigPath()).find("timeout=4321"), std::string::npos);
+}
+
+TEST_F(Zemctl, SwitchedOffIsExitFiveWithTheKey) {
+  Start(
+      "unc=0\nfoldersize=0\ncountfiles=0\nfileexists=0\nfilecrc=0\ncomparefiles=0\nprocess=0\n"
+      "cpuusage=0\nexternal=0\ntcp=0\nudp=0\ntextlog=0\nshellscript=0\nallowmanage=0\n"
+      "allowupdates=0\n");
+  const std::pair<const char*, const char*> cases[] = {
+      {"disk /", "unc=1"},
+      {"du /", "foldersize=1"},
+      {"count /", "countfiles=1"},
+      {"exists /", "fileexists=1"},
+      {"hash /x", "filecrc=1"},
+      {"compare /a /b", "comparefiles=1"},
+      {"contains /a /b", "comparefiles=1"},
+      {"grep /a b", "comparefiles=1"},
+      {"ls /", "one of foldersize"},
+      {"proc x", "process=1"},
+      {"procs", "process=1"},
+      {"cpu", "cpuusage=1"},
+      {"tcp h 1", "tcp=1"},
+      {"udp h 1 x", "udp=1"},
+      {"run x", "external=1"},
+      {"script $D/script", "shellscript=1"},
+      {"exec x", "executeaction=1"},
+      {"syslog h x", "syslogaction=1"},
+      {"send h 1 x", "tcpudpaction=1"},
+      {"settings get", "allowmanage=1"},
+      {"settings set tcp=1", "allowmanage=1"},
+      {"reload", "allowmanage=1"},
+      {"restart", "allowmanage=1"},
+      {"quit", "allowmanage=1"},
+      {"upgrade $D/script --force", "allowupdates=1"},
+  };
+  WriteFile(agent_->Dir() / "script", "#!/bin/sh\n" + std::string(200, '#'));
+  for (const auto& [typed, key] : cases) {
+    SCOPED_TRACE(typed);
+    const Answer answer = Run(typed);
+    EXPECT_EQ(answer.status, 5) << answer.text;
+    EXPECT_NE(answer.text.find(key), std::string::npos) << answer.text;
+  }
+}
+
+TEST_F(Zemctl, ChecksAnswerInOneLineAndAState) {
+  Start();
+  const std::pair<const char*, int> cases[] = {
+      {"disk / -w 0% -c 0%", 0},
+      {"disk --path / -w 101%", 1},
+      {"disk / -c 101%", 2},
+      {"disk $D/nowhere", 2},
+      {"exists $D/nowhere", 2},
+      {"exists $D/ten -w 5", 0},
+      {"count $D/folder -w 1", 1},
+      {"count $D/folder -c 3:", 2},
+      {"proc zem-no-such-process", 2},
+      {"procs -w 1:", 0},
+      {"tcp 127.0.0.1 1 --limit 2", 2},
+      {"tcp 127.0.0.1 $P", 0},
+      {"hash $D/none", 3},
+      {"run 'sh -c \"exit 2\"'", 2},
+      {"du $D/nowhere/x", 3},
+      {"script $D/script -w 41", 1},
+      {"raw TEST-Ping", 3},
+      {"disk", 3},
+      {"ping -w 30", 0},
+      {"info", 0},
+  };
+  for (const auto& [typed, state] : cases) {
+    SCOPED_TRACE(typed);
+    const Answer answer = Run(typed, "check_zem");
+    EXPECT_EQ(answer.status, state) << answer.text;
+    static constexpr const char* kNames[] = {" OK - ", " WARNING - ", " CRITICAL - ",
+                                             " UNKNOWN - "};
+    EXPECT_NE(answer.text.find(kNames[state]), std::string::npos) << answer.text;
+    EXPECT_EQ(answer.text.find('\n'), answer.text.size() - 1) << answer.text;
+  }
+}
+
+TEST_F(Zemctl, SaysWhyNoReplyCame) {
+  Start();
+  const std::string plain = Program("zemctl") + " -p " + std::to_string(agent_->Port());
+  const Answer wrong = Shell("ZEM_PASSWORD=wrong " + plain + " ping");
+  EXPECT_EQ(wrong.status, 4);
+  EXPECT_NE(wrong.text.find("wrong password"), std::string::npos) << wrong.text;
+  const Answer filtered = Shell("ZEM_PASSWORD=x " + plain + " --source 127.0.0.99 ping");
+  EXPECT_EQ(filtered.status, 4);
+  EXPECT_NE(filtered.text.find("filterlist"), std::string::npos) << filtered.text;
+}
+
+TEST_F(Zemctl, RestartsUpgradesAndEndsTheAgent) {
+  const TempDir own;
+  const std::string program = own / "zem";  // a copy that may be replaced
+  WriteFile(program, ReadFile(ProgramPath()));
+  chmod(program.c_str(), 0755);
+  Start("", program);
+  const Answer restarted = Run("restart --wait");
+  EXPECT_EQ(restarted.status, 0) << restarted.text;
+  EXPECT_NE(restarted.text.find("version 1.32 answers after"), std::string::npos);
+
+  const std::string next = ReadFile(ProgramPath()) + "another build";
+  if (next.size() < 0xA00000) {  // an instrumented program is too large
+    WriteFile(own / "next", next);
+    const Answer upgraded = Run("upgrade --wait " + (own / "next"));
+    EXPECT_EQ(upgraded.status, 0) << upgraded.text;
+    EXPECT_NE(upgraded.text.find("version 1.32 answers after"), std::string::npos);
+    EXPECT_TRUE(ReadFile(program) == next);
+  }
+  EXPECT_EQ(Run("quit").status, 0);
+  EXPECT_TRUE(Eventually([&] { return Run("ping").status == 3; }));
+}
+
+TEST_F(Zemctl, PasswordsReachNobodyElse) {
+  Start();
+  const Answer set = Run("settings set Password=x");
+  EXPECT_EQ(set.status, 2);
+  WriteFile(agent_->Dir() / "new", "another password\n");
+  chmod((agent_->Dir() / "new").c_str(), 0600);
+  EXPECT_EQ(Run("settings set --new-password-file $D/new").status, 0);
+  // The file has the new one now, and so has the agent.
+  EXPECT_NE(ReadFile(agent_->ConfigPath()).find("password=another password"), std::string::npos);
+  EXPECT_EQ(Run("ping").status, 0);
+  EXPECT_EQ(Run("settings get").text.find("another"), std::string::npos);
+  EXPECT_NE(Run("settings get --show-password").text.find("another password"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace zem::test
