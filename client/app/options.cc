@@ -193,7 +193,8 @@ std::vector<Bound> AddSubcommands(CLI::App* root) {
     for (const Argument& argument : arguments) {
       bound.arguments.push_back(AddArgument(bound.app, argument));
     }
-    bound.app->footer(notes);
+    bound.app->footer(std::string(notes) + (*notes == '\0' ? "" : "\n") +
+                      "What all subcommands share: zemctl --help");
     return bound;
   };
   for (const Command* command : CommandTable()) {
@@ -214,6 +215,20 @@ void TakeArguments(const std::vector<Bound>& all, Options* options) {
       if (option->count() > 0) options->arguments.Set(argument->name, Unguarded(option->results()));
     }
   }
+}
+
+// The parser names what is missing as an option; a person thinks of it by its place.
+std::string MissingText(const std::vector<Bound>& all, const CLI::RequiredError& error) {
+  for (const Bound& bound : all) {
+    if (!bound.app->parsed()) continue;
+    for (const auto& [argument, option] : bound.arguments) {
+      if (option->get_required() && option->count() == 0) {
+        return fmt::format("{} needs {}: {}", bound.app->get_name(), argument->metavar,
+                           argument->help);
+      }
+    }
+  }
+  return error.what();
 }
 
 void SplitHosts(std::string_view text, std::vector<std::string>* hosts) {
@@ -306,6 +321,9 @@ std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* 
     CheckOptions(texts, options);
   } catch (const CLI::Success& wanted) {  // help or version
     return app.exit(wanted);
+  } catch (const CLI::RequiredError& error) {
+    ReportUsage(*options, MissingText(subcommands, error));
+    return options->UsageExit();
   } catch (const CLI::ParseError& error) {
     ReportUsage(*options, error.what());
     return options->UsageExit();

@@ -13,6 +13,7 @@
 #include "app/report.h"
 #include "model/printable.h"
 #include "output/json.h"
+#include "output/progress_bar.h"
 
 namespace zem::client {
 
@@ -37,15 +38,25 @@ int RunLocal(const Options& options) {
   return result.exit_code;
 }
 
+// A transfer to one host shows how far it is, to a person at a terminal.
+std::vector<Outcome> AskWithProgress(const std::vector<Target>& targets, Plan* plan,
+                                     const Options& options) {
+  ProgressBar bar;
+  if (targets.size() == 1 && !options.plugin && !options.quiet && isatty(STDERR_FILENO) == 1) {
+    plan->progress = [&bar](size_t sent, size_t total) { bar.Update(sent, total); };
+  }
+  return AskAll(targets, *plan, options);
+}
+
 int RunRemote(const Options& options) {
-  const Plan plan = options.command->build(options.arguments);
+  Plan plan = options.command->build(options.arguments);
   if (!options.plugin) {
     for (const std::string& warning : plan.warnings) {
       fmt::print(stderr, "zemctl: warning: {}\n", Printable(warning));
     }
   }
   const std::vector<Target> targets = FindTargets(options);
-  const Report report = MakeReport(AskAll(targets, plan, options), options,
+  const Report report = MakeReport(AskWithProgress(targets, &plan, options), options,
                                    Style::For(STDOUT_FILENO), Style::For(STDERR_FILENO));
   fwrite(report.out.data(), 1, report.out.size(), stdout);
   fwrite(report.err.data(), 1, report.err.size(), stderr);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "model/random_bytes.h"
+#include "output/progress_bar.h"
 #include "output/units.h"
 
 namespace zem::client {
@@ -58,6 +59,13 @@ TEST(UnitsTest, RoundsToWhatPeopleRead) {
   EXPECT_EQ(ReadableMinutes(61), "1 h 1 min");
   EXPECT_EQ(ReadableMinutes(60 * 49), "2 d 1 h");
   EXPECT_EQ(ReadableMinutes(-61), "-1 h 1 min");
+}
+
+TEST(ProgressLineTest, GoesFromNothingToAll) {
+  EXPECT_EQ(ProgressLine(0, 2048), "[..............................]   0%  0 B of 2.0 KiB");
+  EXPECT_EQ(ProgressLine(1024, 2048), "[###############...............]  50%  1.0 KiB of 2.0 KiB");
+  EXPECT_EQ(ProgressLine(2048, 2048),
+            "[##############################] 100%  2.0 KiB of 2.0 KiB  checking ...");
 }
 
 TEST(RandomPasswordTest, UsesItsWholeAlphabetAndNeverRepeats) {
