@@ -125,14 +125,13 @@ TEST_F(TextSearchTest, FindsAcrossBlocks) {
   for (const size_t length : {1u, 2u, 100u, 70'000u}) {
     std::string text(length, 'q');
     text.front() = 'Z';
-    for (const size_t block : {65536u, 131072u, 140'001u}) {
-      for (const size_t distance : {0u, 1u, 2u, 99u, 100u, 101u}) {
-        std::string contents(300'000, 'q');
-        const size_t at = block + length > contents.size() ? 0 : block - distance;
+    for (const size_t block : {65537u, 131073u, 140'001u}) {
+      for (const int distance : {-2, -1, 0, 1, 2, 100}) {
+        std::string contents(230'000, 'q');
+        const size_t at = block - static_cast<size_t>(distance);
         contents.replace(at, length, text);
         ExpectModel(contents, text);
-        contents[at == 0 ? length : at - 1] = '.';
-        contents[std::min(at + length, contents.size() - 1)] = '.';
+        contents[at - 1] = contents[at + length] = '.';
         ExpectModel(contents, text);
       }
     }
@@ -141,12 +140,20 @@ TEST_F(TextSearchTest, FindsAcrossBlocks) {
 
 // Contents that are nothing but near-occurrences must not cost the product of both lengths.
 TEST_F(TextSearchTest, HostileContents) {
-  const std::string as(300'000, 'a');
+  const std::string as(300'123, 'a');
   ExpectModel(as, std::string(400, 'a') + "b");
-  ExpectModel(as, "b" + std::string(400, 'a'));
+  ExpectModel(as, std::string(1, 'b').append(400, 'a'));
   ExpectModel(as + "b", std::string(400, 'a') + "b");
   ExpectModel(as, std::string(400, 'a'));
   ExpectModel(as + "." + std::string(400, 'a') + ".", std::string(400, 'a'));
+  // Every second place looks right for a long way; only the very end is.
+  const auto pairs = [](size_t count) {
+    std::string text;
+    while (count-- > 0) text.append("ab");
+    return text;
+  };
+  const std::string text = pairs(100).append("bb").append(pairs(100));
+  for (size_t i = 0; i < 3; ++i) ExpectModel(pairs(100'000 + i).append(text.substr(200)), text);
   std::string mixed;
   for (int i = 0; i < 1000; ++i) mixed += std::string(200, 'a') + (i % 3 == 0 ? "b" : "ba");
   ExpectModel(mixed, std::string(200, 'a') + "ba" + std::string(200, 'a') + "bab");
