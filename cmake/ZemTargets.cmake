@@ -8,6 +8,10 @@ target_compile_options(zem_warnings INTERFACE
   $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wthread-safety>
   $<$<BOOL:${ZEM_WERROR}>:-Werror>)
 
+if(ZEM_BUILD_FUZZ AND NOT ZEM_SANITIZE)
+  set(ZEM_SANITIZE "fuzzer-no-link,address,undefined")
+endif()
+
 add_library(zem_hardening INTERFACE)
 target_compile_options(zem_hardening INTERFACE -fstack-protector-strong)
 if(ZEM_SANITIZE)

@@ -60,16 +60,16 @@ install_build_packages() {
 
 cores() { nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2; }
 
-# build FOLDER [CMAKE_OPTION...]
+# build FOLDER [CMAKE_OPTION...]: what the tools say goes to FOLDER.log.
 build() {
-  folder=$1
+  build_folder=$1
   shift
-  cmake -S "$root" -B "$folder" "$@" >"$folder.log" 2>&1 || {
-    cat "$folder.log" >&2
+  cmake -S "$root" -B "$build_folder" "$@" >"$build_folder.log" 2>&1 || {
+    cat "$build_folder.log" >&2
     die "configuration failed"
   }
-  cmake --build "$folder" --parallel "$(cores)" >>"$folder.log" 2>&1 || {
-    tail -n 60 "$folder.log" >&2
+  cmake --build "$build_folder" --parallel "$(cores)" >>"$build_folder.log" 2>&1 || {
+    tail -n 60 "$build_folder.log" >&2
     die "build failed"
   }
 }

@@ -214,9 +214,8 @@ struct HandOver {
 };
 
 void* SessionThread(void* argument) {
-  FaultStack fault_stack;
   BlockSignalsInSession();
-  UseFaultStack(&fault_stack);
+  const FaultStack fault_stack;
   pthread_detach(pthread_self());
   std::unique_ptr<HandOver> pair(static_cast<HandOver*>(argument));
   Session session(pair->agent, std::move(pair->connection), pair->peer);

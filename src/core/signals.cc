@@ -174,14 +174,21 @@ void BlockSignalsInSession() {
   pthread_sigmask(SIG_BLOCK, &handled, nullptr);
 }
 
-void UseFaultStack(FaultStack* stack) {
+FaultStack::FaultStack() {
   stack_t present = {};
   sigaltstack(nullptr, &present);
   if ((present.ss_flags & SS_DISABLE) == 0) return;  // a sanitizer brought its own
   stack_t own = {};
-  own.ss_sp = stack->bytes;
-  own.ss_size = sizeof(stack->bytes);
-  sigaltstack(&own, nullptr);
+  own.ss_sp = bytes_;
+  own.ss_size = sizeof(bytes_);
+  in_use_ = sigaltstack(&own, nullptr) == 0;
+}
+
+FaultStack::~FaultStack() {
+  if (!in_use_) return;
+  stack_t none = {};
+  none.ss_flags = SS_DISABLE;
+  sigaltstack(&none, nullptr);
 }
 
 const sigset_t& WaitMask() {

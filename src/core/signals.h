@@ -25,13 +25,20 @@ void InstallSignalHandlers(int wake_fd);
 // What a session's thread does first: the handled signals are the main thread's.
 void BlockSignalsInSession();
 
-// Where a thread's fault is handled: one that ran out of stack has no room left for a handler. It
-// may be a local of the thread's first function, since that is the end which is never overrun. Room
-// for two signals; memory is only touched by a fault.
-struct FaultStack {
-  alignas(16) char bytes[32 * 1024];
+// Where the thread that made it handles a fault: one that ran out of stack has no room left for a
+// handler. It may be a local of the thread's first function, since that is the end which is never
+// overrun. Room for two signals; the memory is touched by a fault alone.
+class FaultStack {
+ public:
+  FaultStack();
+  ~FaultStack();
+  FaultStack(const FaultStack&) = delete;
+  FaultStack& operator=(const FaultStack&) = delete;
+
+ private:
+  bool in_use_ = false;
+  alignas(16) char bytes_[32 * 1024];
 };
-void UseFaultStack(FaultStack* stack);
 
 // The mask for the main thread's wait, with the hang-up signal open.
 const sigset_t& WaitMask();

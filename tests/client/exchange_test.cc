@@ -210,12 +210,12 @@ TEST(ReplyReaderTest, PutsAReplyTogetherWhereverItIsCut) {
 
 TEST(ReplyReaderTest, TakesALongReplyWhole) {
   std::string names;
-  for (int i = 0; i < 200'000; ++i) names += "process-" + std::to_string(i) + "%0D%0A";
+  for (int i = 0; i < 20'000; ++i) names += "process-" + std::to_string(i) + "%0D%0A";
   const FakeAgent agent([&](FakeSession* session, int) {
     (void)session->ReadRequest();
     session->Reply("200\n" + names + "\n\r");
   });
-  EXPECT_NE(AskFake(agent, "procs").out.find("count              200000\n"), std::string::npos);
+  EXPECT_NE(AskFake(agent, "procs").out.find("count              20000\n"), std::string::npos);
 }
 
 TEST(DiagnosisTest, TellsAFilterFromAWrongPassword) {

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <chrono>
 #include <random>
 #include <string>
 #include <vector>
@@ -289,6 +290,7 @@ TEST_F(ConfigSaveTest, AProcessThatDiesWhileSavingLeavesAWholeFile) {
     live_.comment = i == 0 ? "first" : "second, which is longer";
     whole[i] = Saved(remarks + "comment=x\n");
   }
+  using Clock = std::chrono::steady_clock;
   std::mt19937 random(99);
   int seen[2] = {};
   for (int round = 0; round < 100; ++round) {
@@ -307,8 +309,11 @@ TEST_F(ConfigSaveTest, AProcessThatDiesWhileSavingLeavesAWholeFile) {
     close(saving[1]);
     EXPECT_EQ(read(saving[0], &byte, 1), 1) << "a save failed after an earlier one was cut off";
     close(saving[0]);
-    usleep(static_cast<useconds_t>(random() % 15000));
+    const auto end = Clock::now() + std::chrono::microseconds(random() % 15000);
+    bool always_there = true;
+    while (Clock::now() < end) always_there &= access(live_.config_path.CStr(), R_OK) == 0;
     kill(child, SIGKILL);
+    EXPECT_TRUE(always_there) << "for a moment no configuration stood at the path";
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFSIGNALED(status)) << status;

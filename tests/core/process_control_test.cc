@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -63,22 +62,6 @@ TEST(ProcessControl, NoReplyBeginsOnceTheyAreStoppedAndTheStopWaits) {
   const time_t start = time(nullptr);
   control.StopReplies(1);  // gives up on a reply that never ends
   EXPECT_LE(time(nullptr) - start, 3);
-}
-
-TEST(ProcessControl, WakeUpsAreSeenAndTakenBack) {
-  ProcessControl control;
-  ASSERT_TRUE(control.OpenWakeUp());
-  const auto readable = [&control] {
-    pollfd wait = {.fd = control.WakeUpFd(), .events = POLLIN, .revents = 0};
-    return poll(&wait, 1, 0) == 1;
-  };
-  EXPECT_FALSE(readable());
-  for (int i = 0; i < 100000; ++i) control.WakeMainThread();  // a full pipe never blocks
-  EXPECT_TRUE(readable());
-  control.DrainWakeUp();
-  EXPECT_FALSE(readable());
-  EXPECT_NE(fcntl(control.WakeUpFd(), F_GETFD) & FD_CLOEXEC, 0);
-  EXPECT_NE(fcntl(control.WakeUpWriteFd(), F_GETFD) & FD_CLOEXEC, 0);
 }
 
 TEST(UniqueFd, FilesAreMadeExclusivelyAndNotThroughLinks) {

@@ -20,8 +20,7 @@ namespace zem {
 
 class Scratch {
  public:
-  Scratch() {
-    directory_ = "/tmp/zem-test-XXXXXX";
+  explicit Scratch(const std::string& parent = "/tmp") : directory_(parent + "/zem-test-XXXXXX") {
     if (mkdtemp(directory_.data()) == nullptr) abort();
     chmod(directory_.c_str(), 0755);
   }

@@ -70,6 +70,16 @@ TEST_F(SettingsStoreTest, AChangeIsLiveAndInTheFile) {
   EXPECT_NE(scratch_.Read("zem.cfg").find("\r\ncomment=changed\r\n"), std::string::npos);
 }
 
+TEST_F(SettingsStoreTest, WritersTakeTurnsAndLoseNoChange) {
+  const auto add = [this] {
+    for (int i = 0; i < 2000; ++i) store_.Update([](Settings* s) { ++s->timeout; });
+  };
+  std::thread other(add);
+  add();
+  other.join();
+  EXPECT_EQ(store_.Snapshot()->timeout, 4000);
+}
+
 // Every writer sets host and comment to the same text and never leaves the password empty.
 TEST_F(SettingsStoreTest, ReadersNeverSeeAHalfMadeRecord) {
   const std::string loaded = "password=p\nhost=file\ncomment=file\n" + Zempath();

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <sstream>
@@ -57,16 +58,25 @@ int ExitStatus(int wait_status) {
 
 }  // namespace
 
+// Not one that the system picks: the numbers it hands out are those of outgoing connections too, so
+// while an agent restarts, its port could become the near end of somebody's connection, or of the
+// very one that looks whether the agent is back. Each test process has a stretch of its own below.
 int FreePort() {
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof(address);
-  if (bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0) abort();
-  getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-  close(fd);
-  return ntohs(address.sin_port);
+  constexpr int kFirst = 10'000;
+  constexpr int kCount = 22'000;
+  constexpr int kStretch = 61;
+  static std::atomic<int> next{0};
+  for (;;) {
+    const int port = kFirst + (getpid() % kCount * kStretch + next++) % kCount;
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const bool is_free = bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+    close(fd);
+    if (is_free) return port;
+  }
 }
 
 bool Eventually(const std::function<bool()>& condition) {

@@ -49,6 +49,28 @@ long ResidentKilobytes(const AgentProcess& agent) {
   return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
+// Asks without a pause, from several threads, for as long as it lives.
+class Load {
+ public:
+  explicit Load(const AgentProcess& agent) {
+    for (int i = 0; i < 8; ++i) {
+      askers_.emplace_back([this, &agent] {
+        while (!stop_) answered_ += agent.Answers() ? 1 : 0;
+      });
+    }
+  }
+  ~Load() {
+    stop_ = true;
+    for (std::thread& asker : askers_) asker.join();
+  }
+  int Answered() const { return answered_; }
+
+ private:
+  std::atomic<bool> stop_{false};
+  std::atomic<int> answered_{0};
+  std::vector<std::thread> askers_;
+};
+
 // Notes what the agent uses while nobody does anything, and asks for it back at the end.
 class Footprint {
  public:
@@ -92,7 +114,7 @@ TEST(HostilePeers, SilentAndDrippingOnesAreDroppedAndDelayNobody) {
     for (const Connection& drip : dripping) EXPECT_TRUE(drip.Send(packet.substr(sent, 1)));
     const auto begin = Clock::now();
     EXPECT_TRUE(agent.Answers());
-    EXPECT_LT(Clock::now() - begin, 2s);
+    EXPECT_LT(Clock::now() - begin, ZEM_SANITIZED ? 20s : 3s);
   }
   before.ExpectBack();
   for (const Connection& peer : silent) EXPECT_TRUE(peer.ClosesWithin(0));
@@ -173,8 +195,10 @@ TEST(HostilePeers, AThousandRejectedOnesStayBounded) {
 }
 
 TEST(HostilePeers, OneThatNeverReadsItsReplyHoldsOnlyItself) {
-  AgentProcess agent;
-  const std::string comment(6 << 20, 'c');
+  if (ZEM_SANITIZED) GTEST_SKIP() << "enciphers megabytes, and slowly so";
+  AgentProcess agent(Options{.config = "timeout=60000\n"});
+  // More than the buffers of both ends take in.
+  const std::string comment(4 << 20, 'c');
   ASSERT_EQ(agent.Ask("SetSettings\nComment=" + comment + "\n"), "200\n");
   std::vector<Connection> deaf;
   for (int i = 0; i < 2; ++i) {
@@ -285,30 +309,29 @@ TEST(HostileSystem, APidFileThatIsSomethingElseIsLoggedAndTolerated) {
 TEST(HostileSystem, SignalsAtAnyMomentUnderLoad) {
   AgentProcess agent(Options{.switches = {"-d"}});
   ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0 && agent.Answers(); }));
-  std::atomic<bool> stop{false};
-  std::atomic<int> answered{0};
-  std::vector<std::thread> askers;
-  for (int i = 0; i < 8; ++i) {
-    askers.emplace_back([&] {
-      while (!stop) answered += agent.Answers() ? 1 : 0;
-    });
-  }
-  std::minstd_rand random(7);
-  for (int round = 0; round < 8; ++round) {
-    SCOPED_TRACE(round);
-    const pid_t life = agent.Pid();
-    for (int i = 0; i < 20; ++i) {
-      EXPECT_EQ(kill(life, SIGHUP), 0) << "no reload ends the agent";
-      std::this_thread::sleep_for(std::chrono::microseconds(random() % 4000));
+  {
+    const Load load(agent);
+    std::minstd_rand random(7);
+    for (int round = 0; round < 8; ++round) {
+      SCOPED_TRACE(round);
+      const pid_t life = agent.Pid();
+      for (int i = 0; i < 20; ++i) {
+        agent.Signal(SIGHUP);
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 4000));
+      }
+      EXPECT_EQ(agent.Pid(), life) << "a reload ends nobody";
+      // The thread sanitizer's own handler faults in a thread that is just being born.
+      if (ZEM_SANITIZED) {
+        (void)agent.Ask("ReloadApp\n");
+      } else {
+        agent.Signal(SIGSEGV);
+      }
+      ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0 && agent.Pid() != life; }));
+      ASSERT_TRUE(Eventually([&] { return agent.Answers(); }));
     }
-    agent.Signal(SIGSEGV);
-    ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0 && agent.Pid() != life; }));
-    ASSERT_TRUE(Eventually([&] { return agent.Answers(); }));
+    const int so_far = load.Answered();
+    EXPECT_TRUE(Eventually([&] { return load.Answered() > so_far + 50; }));
   }
-  const int so_far = answered;
-  EXPECT_TRUE(Eventually([&] { return answered > so_far + 50; }));
-  stop = true;
-  for (std::thread& asker : askers) asker.join();
   Footprint(agent).ExpectBack();
   EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
 }

@@ -161,7 +161,7 @@ TEST(SystemChecks, SixtyFourProgramsAtOnce) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(good.load(), 64);
   ExpectNothingLeft(agent);
-  EXPECT_TRUE(Eventually([&] { return agent.OpenDescriptors() == descriptors; }));
+  EXPECT_TRUE(Eventually([&] { return agent.OpenDescriptors() <= descriptors; }));
 }
 
 TEST(SystemChecks, AProgramLeftRunningKeepsNoPortFromTheNextAgent) {

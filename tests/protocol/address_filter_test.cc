@@ -6,13 +6,11 @@
 
 #include <random>
 #include <string>
-#include <utility>
+
+#include "protocol/slow_address_match.h"
 
 namespace zem {
 namespace {
-
-constexpr const char* kInvalid = "Invalid IP address (";
-constexpr const char* kIllegal = "Illegal character (";
 
 TEST(AddressFilter, MatchesAddressesAndRanges) {
   const struct {
@@ -63,55 +61,6 @@ TEST(AddressFilter, MatchesAddressesAndRanges) {
   EXPECT_FALSE(MatchAddressText("not an address", "1.2.3.4", &error));
   EXPECT_FALSE(MatchAddressText("255.255.255.255", "1.2.3.4", &error));
   EXPECT_EQ(error, "kept");
-}
-
-// The matching by its rules, one character at a time.
-std::pair<bool, std::string> SlowMatch(uint32_t peer, const std::string& list) {
-  std::string items;
-  std::string error;
-  for (const char byte : list) {
-    if ((byte >= '0' && byte <= '9') || byte == '.' || byte == '-' || byte == ',') items += byte;
-  }
-  const auto take = [&items] {
-    std::string address;
-    while (!items.empty() && items[0] != ',' && items[0] != '-') {
-      address += items[0];
-      items.erase(0, 1);
-    }
-    return address;
-  };
-  bool matched = false;
-  while (!matched) {
-    while (!items.empty() && (items[0] < '0' || items[0] > '9')) items.erase(0, 1);
-    const std::string first = take();
-    if (first.empty()) break;
-    if (inet_addr(first.c_str()) == INADDR_NONE) {
-      error = kInvalid + first + ") specified";
-      break;
-    }
-    uint32_t low = ntohl(inet_addr(first.c_str()));
-    uint32_t high = low;
-    if (!items.empty() && items[0] == '-') {
-      items.erase(0, 1);
-      const std::string second = take();
-      if (inet_addr(second.c_str()) == INADDR_NONE) {
-        error = kInvalid + second + ") specified";
-      } else {
-        high = ntohl(inet_addr(second.c_str()));
-      }
-    }
-    if (!items.empty()) items.erase(0, 1);
-    if (low == 0) break;
-    if (low > high) std::swap(low, high);
-    matched = peer >= low && peer <= high;
-  }
-  for (const char byte : list) {
-    if (!error.empty()) break;
-    if (std::string("0123456789.-,").find(byte) == std::string::npos) {
-      error = std::string(kIllegal) + byte + ") specified";
-    }
-  }
-  return {matched, error};
 }
 
 TEST(AddressFilter, AgreesWithASlowMatcherOnGeneratedLists) {

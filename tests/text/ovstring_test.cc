@@ -8,20 +8,13 @@
 #include <string>
 #include <utility>
 
+#include "text/ovstring_model.h"
+
 namespace zem {
 namespace {
 
-constexpr size_t kStep = 128;
-
 std::string Str(std::string_view text) {
   return std::string(text);
-}
-
-// What holds after every operation: a terminating zero, and room that is a multiple of the step.
-void ExpectWellFormed(const OvString& text) {
-  EXPECT_EQ(text.CStr()[text.Length()], '\0');
-  EXPECT_LE(text.Length(), text.Capacity());
-  EXPECT_TRUE(text.IsFixed() || text.Capacity() == 0 || (text.Capacity() + 1) % kStep == 0);
 }
 
 TEST(OvString, GrowsToTheNextMultipleOf128StrictlyAboveItsNeed) {
@@ -127,93 +120,13 @@ TEST(OvString, WipeLeavesNoByteBehind) {
   EXPECT_TRUE(std::all_of(bytes, bytes + capacity, [](char byte) { return byte == '\0'; }));
 }
 
-// The same operation on the text and on a std::string; every operand may be a part of the text
-// itself.
-class Pair {
- public:
-  Pair(uint32_t seed, size_t limit)
-      : random_(seed),
-        limit_(limit),
-        text_(limit == std::string::npos ? OvString() : OvString::Fixed(limit)) {}
-
-  void Step() {
-    const size_t first = Below(model_.size() + 2);
-    // A view into the very text that is changed, or fresh bytes of an alphabet that repeats.
-    const bool own = Below(2) == 0;
-    const std::string fresh = RandomText();
-    const std::string_view operand =
-        own ? text_.View().substr(std::min(first, model_.size()), Below(40))
-            : std::string_view(fresh);
-    const std::string operand_copy(operand);
-    switch (Below(9)) {
-      case 0:
-        text_.Assign(operand);
-        model_ = operand_copy;
-        break;
-      case 1:
-      case 2:
-      case 3:
-        text_.Append(operand);
-        model_ += operand_copy;
-        break;
-      case 4:
-        text_.Resize(first + 100);
-        model_.resize(first + 100);
-        break;
-      case 5:
-        text_.Truncate(first);
-        model_.resize(std::min(first, model_.size()));
-        break;
-      case 6:
-        text_.Trim();
-        model_ = Str(Trimmed(std::string(model_)));
-        break;
-      case 7:
-        text_.ReplaceAll(operand, "b, ");
-        model_ = Replaced(model_, operand_copy, "b, ");
-        break;
-      default:
-        text_ = OvString(text_);
-        break;
-    }
-    model_.resize(std::min(model_.size(), limit_));
-    ExpectWellFormed(text_);
-    ASSERT_EQ(Str(text_), model_);
-    const size_t found = first == 0 ? std::string::npos : model_.find(fresh, first - 1);
-    const bool none = fresh.empty() || first > model_.size() || found == std::string::npos;
-    ASSERT_EQ(text_.Find(fresh, first), none ? 0 : found + 1);
-  }
-
- private:
-  size_t Below(size_t limit) { return random_() % limit; }
-  std::string RandomText() {
-    std::string text(Below(12), ' ');
-    for (char& byte : text) byte = std::string_view("ab, \0", 5)[Below(5)];
-    return text;
-  }
-  static std::string Replaced(const std::string& text, const std::string& from,
-                              const std::string& to) {
-    std::string result;
-    for (size_t i = 0; i < text.size();) {
-      const bool here = !from.empty() && text.compare(i, from.size(), from) == 0;
-      result += here ? to : text.substr(i, 1);
-      i += here ? from.size() : 1;
-    }
-    return result;
-  }
-
-  std::mt19937 random_;
-  const size_t limit_;
-  OvString text_;
-  std::string model_;
-};
-
 TEST(OvString, BehavesAsAnOrdinaryStringDoes) {
   for (const size_t limit : {std::string::npos, size_t{0}, size_t{1}, size_t{50}, size_t{300}}) {
     for (uint32_t seed = 1; seed <= 20; ++seed) {
       SCOPED_TRACE(testing::Message() << "limit " << limit << ", seed " << seed);
-      Pair pair(seed, limit);
-      for (int i = 0; i < 500 && !testing::Test::HasFatalFailure(); ++i) pair.Step();
+      std::mt19937 random(seed);
+      OvStringPair pair(limit, [&random](size_t below) { return random() % below; });
+      for (int i = 0; i < 500; ++i) ASSERT_TRUE(pair.Step()) << "step " << i;
     }
   }
 }

@@ -89,21 +89,24 @@ TEST(TempNames, RefuseABufferWithoutRoomForAName) {
 TEST(TempNames, TryNineteenHundredNinetyNineCandidatesAndNoMore) {
   const Scratch scratch;
   const FreshName last = TakeFreshName();
-  const std::string prefix = scratch.Temp() + "/tmp-" + std::to_string(last.id + 1) + "-";
-  const auto occupy = [&](int64_t suffix) {
-    std::ofstream(prefix + std::to_string(suffix)) << "taken";
+  // Links are made faster than files.
+  std::ofstream(scratch.Path("file")) << "taken";
+  const auto name = [&](int64_t call, int64_t candidate) {
+    return scratch.Temp() + "/tmp-" + std::to_string(last.id + call) + "-" +
+           std::to_string(last.suffix + candidate);
   };
-  // A folder of the candidate's name is no regular file and does not count.
-  for (int64_t i = 2; i <= 1999; ++i) occupy(last.suffix + i);
-  std::filesystem::create_directory(prefix + std::to_string(last.suffix + 1));
+  const auto occupy = [&](int64_t call, int64_t first, int64_t end) {
+    for (int64_t i = first; i <= end; ++i) {
+      std::filesystem::create_hard_link(scratch.Path("file"), name(call, i));
+    }
+  };
+  // The 1,999th is taken when it is free, and a folder of a candidate's name does not count.
   char path[512];
+  occupy(1, 1, 1998);
+  std::filesystem::create_directory(name(1, 1999));
   ASSERT_TRUE(MakeTempName(path, sizeof(path), nullptr));
-  EXPECT_EQ(path, prefix + std::to_string(last.suffix + 1));
-
-  const std::string next = scratch.Temp() + "/tmp-" + std::to_string(last.id + 2) + "-";
-  for (int64_t i = 2; i <= 2000; ++i) {
-    std::ofstream(next + std::to_string(last.suffix + i)) << "taken";
-  }
+  EXPECT_EQ(path, name(1, 1999));
+  occupy(2, 2000, 3998);
   EXPECT_FALSE(MakeTempName(path, sizeof(path), nullptr));
   EXPECT_STREQ(path, "");
 }

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The bytes choose operations; the text type and an ordinary string have to agree after each.
+#include <string>
+
+#include "fuzz.h"
+#include "text/ovstring_model.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size == 0) return 0;
+  const uint8_t* const end = data + size;
+  const size_t limit = *data % 4 == 0 ? size_t{*data} : std::string::npos;
+  ++data;
+  zem::OvStringPair pair(limit, [&](size_t below) { return data < end ? *data++ % below : 0; });
+  while (data < end) FUZZ_CHECK(pair.Step());
+  return 0;
+}
