@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <system_error>
 #include <thread>
 
 namespace zem::client {
@@ -19,7 +20,11 @@ std::vector<Outcome> AskAll(const std::vector<Target>& targets, const Plan& plan
   const size_t helpers = std::min(targets.size(), static_cast<size_t>(options.parallel)) - 1;
   std::vector<std::thread> threads;
   threads.reserve(helpers);
-  for (size_t i = 0; i < helpers; ++i) threads.emplace_back(work);
+  try {
+    for (size_t i = 0; i < helpers; ++i) threads.emplace_back(work);
+  } catch (const std::system_error&) {
+    // The system has no more threads to give: those there are do the work.
+  }
   work();
   for (std::thread& thread : threads) thread.join();
   return outcomes;

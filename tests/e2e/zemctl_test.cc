@@ -48,11 +48,17 @@ class Zemctl : public testing::Test {
       "filteractive=1\nexecuteaction=1\ntcpudpaction=1\nsyslogaction=1\ndelayforscripts=0\n";
 
   void Start(const std::string& config = kEverythingOn, const std::string& program = {}) {
-    const std::string scripts = ScriptsPath();
-    agent_.emplace(AgentProcess::Options{
-        .config = config + "proccntscript=" + scripts + "/zem-proccount\nproclistscript=" +
-                  scripts + "/zem-proclist\ncpuusagescript=" + scripts + "/zem-cpuusage\n",
-        .zempath = program});
+    // Quick ones: the shipped scripts have tests of their own.
+    const auto script = [this](const std::string& name, const std::string& body) {
+      WriteFile(scripts_ / name, "#!/bin/sh\n" + body + "\n");
+      chmod((scripts_ / name).c_str(), 0755);
+      return scripts_ / name;
+    };
+    const std::string scripts =
+        "proccntscript=" + script("count", "case $1 in here) echo 2;; *) echo 0;; esac") +
+        "\nproclistscript=" + script("list", "printf 'here\\nthere\\n'") +
+        "\ncpuusagescript=" + script("cpu", "echo 12.5") + "\n";
+    agent_.emplace(AgentProcess::Options{.config = config + scripts, .zempath = program});
     ASSERT_TRUE(agent_->Answers());
     WriteFile(agent_->Dir() / "ten", "0123456789");
     WriteFile(agent_->Dir() / "copy", "0123456789");
@@ -78,6 +84,7 @@ class Zemctl : public testing::Test {
                  Complete(arguments));
   }
 
+  TempDir scripts_;
   std::optional<AgentProcess> agent_;
 };
 
@@ -115,9 +122,9 @@ TEST_F(Zemctl, EverySubcommandInEveryForm) {
       {"grep $D/ten 345 --word", 0, "no", "{\"found\":false}"},
       {"ls $D/folder '*.txt' --files", 0, "b.txt", "\"name\":\"b.txt\",\"type\":\"file\""},
       {"ls $D/nowhere/", 0, "count   0", "\"entries\":[]"},
-      {"proc zem-no-such-process", 0, "count  0", "\"count\":0"},
-      {"procs", 0, "last line doubled  no", "\"last_line_doubled\":false"},
-      {"cpu", 0, " %", "\"usage_percent\":"},
+      {"proc here", 0, "count  2", "\"count\":2"},
+      {"procs", 0, "last line doubled  yes", "\"processes\":[\"here\",\"there\"]"},
+      {"cpu", 0, "12.5 %", "\"usage_percent\":12.5"},
       {"tcp 127.0.0.1 $P", 0, "time", "\"received\":null"},
       {"tcp 127.0.0.1 1 --limit 2", 1, "the agent could not connect", ""},
       {"udp 127.0.0.1 9 x --receive 0", 0, "time", "\"received_bytes\":"},
@@ -215,7 +222,7 @@ TEST_F(Zemctl, ChecksAnswerInOneLineAndAState) {
       {"exists $D/ten -w 5", 0},
       {"count $D/folder -w 1", 1},
       {"count $D/folder -c 3:", 2},
-      {"proc zem-no-such-process", 2},
+      {"proc nobody", 2},
       {"procs -w 1:", 0},
       {"tcp 127.0.0.1 1 --limit 2", 2},
       {"tcp 127.0.0.1 $P", 0},
