@@ -15,7 +15,7 @@ void ReadRequest(std::string_view text) {
   // The lines, joined by line feeds, are the text.
   std::string joined;
   const size_t count = request.CountLines();
-  const size_t shown = count < 100 ? count : 100;  // reading line n costs n lines
+  const size_t shown = count < 20 ? count : 20;  // reading line n costs n lines
   for (size_t i = 1; i <= shown; ++i) {
     const OvString line = request.GetLine(i, Trim::kNo);
     joined.append(line.View()).append("\n");
@@ -50,6 +50,7 @@ void WriteReply(std::string_view text) {
   reply.AddLine(text);
   reply.AddFormat("%s", OvString(text).CStr());
   reply.AddLine(text, Escape::kYes);
+  if (text.size() > 200) return;  // one block of the cipher for each byte takes its time
   std::string expected(reply.Text().View());
   expected += '\r';
   const OvString sealed = reply.SealReply();
