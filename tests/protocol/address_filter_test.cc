@@ -90,7 +90,7 @@ TEST(AddressFilter, AgreesWithASlowMatcherOnGeneratedLists) {
   std::mt19937 random(20240229);
   int matches = 0;
   int errors = 0;
-  for (int i = 0; i < 200000; ++i) {
+  for (int i = 0; i < 60000; ++i) {
     std::string list;
     for (auto count = random() % 8; count > 0; --count)
       list += kPieces[random() % std::size(kPieces)];
@@ -104,8 +104,8 @@ TEST(AddressFilter, AgreesWithASlowMatcherOnGeneratedLists) {
     errors += expected_error.empty() ? 0 : 1;
   }
   // The lists are worth something: many match, many do not, many are malformed.
-  EXPECT_GT(matches, 10000);
-  EXPECT_GT(errors, 20000);
+  EXPECT_GT(matches, 3000);
+  EXPECT_GT(errors, 6000);
 }
 
 }  // namespace
