@@ -50,6 +50,7 @@ TEST(TcpCheck, TellsWhatTheServerDid) {
   };
   const auto silence = [](int peer) { ReceiveAll(peer); };
   const auto reset = [](int peer) {
+    usleep(100000);  // an earlier one could end the connecting itself, which has a reply of its own
     const linger at_once = {1, 0};
     setsockopt(peer, SOL_SOCKET, SO_LINGER, &at_once, sizeof(at_once));
   };
