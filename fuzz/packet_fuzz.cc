@@ -3,7 +3,6 @@
 #include <string>
 
 #include "fuzz.h"
-#include "protocol/digest.h"
 #include "protocol/packet.h"
 
 namespace zem {
@@ -11,9 +10,9 @@ namespace {
 
 void TryPassword(std::string_view bytes, std::string_view password) {
   const bool complete = IsPacketComplete(bytes);
-  const bool refused = HasWrongPassword(bytes, PasswordDigest(password));
+  const bool refused = HasWrongPassword(bytes, PasswordKey(password));
   RequestPacket packet{.text = bytes, .key = nullptr};
-  const bool valid = ParseRequestPacket(&packet, password, [](std::string_view line) {
+  const bool valid = ParseRequestPacket(&packet, PasswordKey(password), [](std::string_view line) {
     FUZZ_CHECK(!line.empty() && line.back() == '\n');
   });
   if (!valid) return;
