@@ -21,11 +21,12 @@ DateTimeFields ParseTimestamp(std::string_view text) {
 }
 
 OvString FormatTimestamp(const struct tm& fields) {
-  // Years beyond four digits only lengthen the text; the buffer holds any int.
+  // Years beyond four digits only lengthen the text, and the last one that the fields can hold is
+  // larger than any int; the buffer holds all of them.
   char text[80];
-  const int length = snprintf(text, sizeof(text), "%2.2d%2.2d%4.4d%2.2d%2.2d%2.2d", fields.tm_mday,
-                              fields.tm_mon + 1, fields.tm_year + 1900, fields.tm_hour,
-                              fields.tm_min, fields.tm_sec);
+  const int length = snprintf(text, sizeof(text), "%2.2d%2.2d%4.4lld%2.2d%2.2d%2.2d",
+                              fields.tm_mday, fields.tm_mon + 1, 1900LL + fields.tm_year,
+                              fields.tm_hour, fields.tm_min, fields.tm_sec);
   return std::string_view(text, static_cast<size_t>(length));
 }
 

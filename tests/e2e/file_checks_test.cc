@@ -137,6 +137,9 @@ TEST_F(FileChecks, FileHash) {
                  {"~/tree/two.txt|1|", "200|d077f244def8a70e5ea758bd8352fcd8|"},
                  {"~/tree/two.txt|2|0|",
                   "200|77af778b51abd4a3c51c5ddd97204a9c3ae614ebccb75a606c3b6865aed6744e|"},
+                 {"~/tree/two.txt|3||",
+                  "200|4241b986a49591d445ebb840bc4b49c12b10b392b49222bc45dfd8b871cb3d0e"
+                  "742cdba152aa782e253026c7fc93fe8287b95c5fd0e22467e99c89501a502cd4|"},
                  {"~/tree/one.log|1|20|", "200|File size 0 MB|"},
                  {"~/tree/block|1|", "301|Read error|"},
                  {"~/tree/sub/empty|3|", "301|Read error|"},
@@ -146,21 +149,35 @@ TEST_F(FileChecks, FileHash) {
 }
 
 TEST_F(FileChecks, FileCompare) {
-  ExpectReplies("TEST-FileCompare",
-                {{"1|~/tree/one.log|~/tree/sub/three.log|||1|", "200|1|"},
-                 {"1|~/tree/one.log|~/tree/sub/three.log||1|1|", "200|0|"},
-                 {"1|~/tree/one.log|~/tree/pipe|", "301|File doesn`t exist|"},
-                 {"2|~/tree/one.log|~/tree/two.txt|", "200|1|"},
-                 {"2|~/tree/two.txt|~/tree/one.log|", "200|0|"},
-                 {"2|~/tree/two.txt|~/tree/sub/empty|", "200|1|"},
-                 {"3|~/tree/one.log|CAT|", "200|1|"},
-                 {"3|~/tree/one.log|CAT|1|", "200|0|"},
-                 {"3|~/tree/one.log|at||1|", "200|0|"},
-                 // Deliberate: at a multiple of two text lengths one free side is enough.
-                 {"3|~/tree/one.log|ca||1|", "200|1|"},
-                 {"3|~/tree/one.log||", "301|I/O Error|"},
-                 {"4|~/tree/one.log|", "501|Wrong parameter|"},
-                 {"4|~/nowhere|", "301|File doesn`t exist|"}});
+  WriteFile(files_ / "large", "");
+  ASSERT_EQ(truncate((files_ / "large").c_str(), 8'388'609), 0);
+  ExpectReplies(
+      "TEST-FileCompare",
+      {{"1|~/tree/one.log|~/tree/sub/three.log|||1|", "200|1|"},
+       {"1|~/tree/one.log|~/tree/sub/three.log||1|1|", "200|0|"},
+       {"1|~/tree/one.log|~/tree/two.txt|||1|", "200|0|"},
+       {"1|~/tree/one.log|~/tree/pipe|", "301|File doesn`t exist|"},
+       {"1|~/nowhere|~/tree/one.log|", "301|File doesn`t exist|"},
+       {"1|~/tree/%oldestfile%|~/tree/one.log|1|1|1||||||1|0|", "200|1|"},
+       {"1|~/tree/one.log|~/tree/%newestfile%|1||||||||0|1|", "200|0|"},
+       {"2|~/tree/one.log|~/tree/two.txt|", "200|1|"},
+       {"2|~/tree/two.txt|~/tree/one.log|", "200|0|"},
+       {"2|~/tree/two.txt|~/tree/sub/empty|", "200|1|"},
+       {"2|~/tree/one.log|~/large|", "301|The size of the second file cannot exceed 8Mb|"},
+       {"2|~/tree/one.log|~/nowhere|", "301|File doesn`t exist|"},
+       {"2|~/tree/%oldestfile%|~/tree/two.txt||||||1|", "200|1|"},
+       // Deliberate: in this mode the second name's macros are never resolved.
+       {"2|~/tree/one.log|~/tree/%newestfile%|||||||1|", "301|File doesn`t exist|"},
+       {"3|~/tree/one.log|CAT|", "200|1|"},
+       {"3|~/tree/one.log|CAT|1|", "200|0|"},
+       {"3|~/tree/one.log|at||1|", "200|0|"},
+       // Deliberate: at a multiple of two text lengths one free side is enough.
+       {"3|~/tree/one.log|ca||1|", "200|1|"},
+       {"3|~/tree/%oldestfile%|mat||||||||1|", "200|1|"},
+       {"3|~/tree/one.log||", "301|I/O Error|"},
+       {"4|~/tree/one.log|", "501|Wrong parameter|"},
+       {"5|~/tree/one.log|", "501|Wrong parameter|"},
+       {"4|~/nowhere|", "301|File doesn`t exist|"}});
 }
 
 TEST_F(FileChecks, FileList) {

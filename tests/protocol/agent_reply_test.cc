@@ -101,6 +101,9 @@ TEST_F(AgentReplyTest, TimesAreLocalStamps) {
   EXPECT_EQ(Added([&](AgentReply* r) { r->AddTimestamp(fields); }), "31121999000059\n");
   fields.tm_year = 10000;
   EXPECT_EQ(Added([&](AgentReply* r) { r->AddTimestamp(fields); }), "311211900000059\n");
+  // A file system in memory keeps any time it is told, up to the last year that fields can hold.
+  fields.tm_year = 2147483647;
+  EXPECT_EQ(Added([&](AgentReply* r) { r->AddTimestamp(fields); }), "31122147485547000059\n");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "checks/files/file_exists.h"
 
+#include <cstdint>
 #include <ctime>
 #include <utility>
 
@@ -15,6 +16,14 @@ namespace {
 // Spelled as servers know it.
 constexpr const char* kNotFound = "no such file or acess denied";
 constexpr const char* kAgeUnit = "min";
+
+// Whole minutes toward zero; a file dated in the future has a negative age. Some file systems keep
+// any time they are told: the difference wraps around rather than overflow.
+int AgeInMinutes(time_t now, time_t modified) {
+  int64_t seconds = 0;
+  (void)__builtin_sub_overflow(int64_t{now}, int64_t{modified}, &seconds);
+  return static_cast<int>(seconds / 60);
+}
 
 }  // namespace
 
@@ -40,8 +49,7 @@ void CheckFileExists(const AgentRequest& request, const RequestContext&, AgentRe
   reply->AddTime(info.st_mtime);
   reply->AddLine(path);
   reply->AddLine(kAgeUnit);
-  // Whole minutes toward zero; a file dated in the future has a negative age.
-  reply->AddInt(static_cast<int>((time(nullptr) - info.st_mtime) / 60));
+  reply->AddInt(AgeInMinutes(time(nullptr), info.st_mtime));
 }
 
 }  // namespace zem

@@ -124,7 +124,11 @@ bool SizeWalk::EnterMaskFolder(const char* name, FollowLink follow) {
 bool SizeWalk::EnterSubfolder(const char* name, FollowLink follow) {
   DirPtr folder = OpenSubfolder(stack_.Descriptor(), name, follow);
   if (folder == nullptr) return false;
+  const bool without_mask = Mask().Text().IsEmpty();
   stack_.Enter(std::move(folder));
+  // Deliberate, for the same reason: a sub-folder, "/" and no mask are the path of the sub-folder
+  // itself, so all its files count.
+  if (without_mask) all_from_ = stack_.Depth();
   return true;
 }
 

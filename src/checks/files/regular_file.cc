@@ -12,12 +12,29 @@
 
 namespace zem {
 
+namespace {
+
+// Never waits for a pipe's other end. What is waited for is another process that holds a lease on
+// the file, as file servers do for their clients: it is told to give way, and the system ends the
+// lease of one that does not (after 45 seconds, unless it was told otherwise).
+UniqueFd OpenPastLeases(const char* path) {
+  constexpr int kMostWaits = 1200;
+  constexpr useconds_t kPause = 50'000;
+  for (int waits = 0;; ++waits) {
+    UniqueFd file(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (file.IsOpen() || errno != EWOULDBLOCK || waits == kMostWaits) return file;
+    usleep(kPause);
+  }
+}
+
+}  // namespace
+
 UniqueFd OpenRegularFile(const OvString& path) {
   if (HoldsZeroByte(path)) {
     errno = ENOENT;
     return {};
   }
-  UniqueFd file(open(path.CStr(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  UniqueFd file = OpenPastLeases(path.CStr());
   struct stat info;
   if (!file.IsOpen() || fstat(file.Get(), &info) != 0) return {};
   if (!S_ISREG(info.st_mode)) {

@@ -20,7 +20,8 @@ namespace zem {
 inline constexpr size_t kReadBlock = 64 * 1024;
 
 // Opens a file for reading, links followed. Only a regular file is opened: a pipe put in its
-// place is refused and never waited for.
+// place is refused and never waited for. A file under another process's lease is waited for, at
+// most a minute.
 UniqueFd OpenRegularFile(const OvString& path);
 
 struct ReadResult {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <limits>
 #include <vector>
 
 #include "checks/files/count_files.h"
@@ -212,6 +213,20 @@ TEST_F(FileHandlers, FileExists) {
                                   {OverlongPath(), missing},
                                   {"~/f/new" + std::string("\0", 1) + "x", missing}});
   EXPECT_EQ(Reply(CheckFileExists, "~/f").substr(0, 4), "200\n");
+}
+
+// The age of such a file does not fit; it must not trap.
+TEST_F(FileHandlers, FileExistsBeforeAllTime) {
+  const TempFolder memory("/dev/shm");
+  constexpr time_t kFirst = std::numeric_limits<time_t>::min();
+  WriteFile(memory / "old", "12345");
+  SetTimes(memory / "old", kFirst);
+  struct stat info;
+  ASSERT_EQ(stat((memory / "old").c_str(), &info), 0);
+  if (info.st_mtime != kFirst) GTEST_SKIP() << "the file system keeps no such time";
+  const std::string reply = Reply(CheckFileExists, memory / "old");
+  EXPECT_EQ(reply.substr(0, 11), "200\n     5\n");
+  EXPECT_EQ(std::count(reply.begin(), reply.end(), '\n'), 7);
 }
 
 TEST_F(FileHandlers, FileHash) {

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <csignal>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -104,6 +106,28 @@ TEST(FileHash, FilesOfTheSystem) {
   if (contents.empty()) GTEST_SKIP() << "no such file on this system";
   EXPECT_EQ(HashOrError(path, HashAlgorithm::kCrc32), std::to_string(SlowRegister(contents)));
 }
+
+#if defined(F_SETLEASE)
+// File servers take leases on what their clients have open. To open such a file is to wait until
+// the holder has given way.
+TEST(FileHash, FileUnderALease) {
+  TempFolder top;
+  WriteFile(top / "file", "123456789");
+  const int holder = open((top / "file").c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_GE(holder, 0);
+  const auto previous = signal(SIGIO, SIG_IGN);  // how the holder is told
+  if (fcntl(holder, F_SETLEASE, F_WRLCK) == 0) {
+    std::thread gives_way([holder] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(250));
+      fcntl(holder, F_SETLEASE, F_UNLCK);
+    });
+    EXPECT_EQ(HashOrError(top / "file", HashAlgorithm::kCrc32), "873187033");
+    gives_way.join();
+  }
+  close(holder);
+  signal(SIGIO, previous);
+}
+#endif
 
 TEST(FileHash, FileThatShrinksWhileRead) {
   TempFolder top;

@@ -160,6 +160,10 @@ TEST(FileWalks, EmptyFolderIsTheCurrentOne) {
     // Deliberate: sub-folders of a mask without a folder are looked for in the root.
     EXPECT_EQ(SizeOrFailure("*.conf", true), model::FolderSize("*.conf", true));
     EXPECT_GT(SizeOrFailure("*.conf", true), 0);
+    // Without a mask as well each of them is named by its folder and "/": all of it counts.
+    EXPECT_EQ(SizeOrFailure("", false), 0);
+    EXPECT_EQ(SizeOrFailure("", true), model::FolderSize("", true));
+    EXPECT_GT(SizeOrFailure("", true), SizeOrFailure("*.conf", true));
     EXPECT_EQ(CountOrFailure("", "*.log", {}), 1);
   }));
 }
