@@ -19,7 +19,7 @@ if(ZEM_SANITIZE)
   # pointers would be told off for that.
   target_compile_options(zem_hardening INTERFACE
     -fsanitize=${ZEM_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer
-    -fno-sanitize-recover=all -O1)
+    -fno-sanitize-recover=all -O$<IF:$<BOOL:$<TARGET_PROPERTY:ZEM_BUILD_SOON>>,0,1>)
   target_link_options(zem_hardening INTERFACE -fsanitize=${ZEM_SANITIZE})
 else()
   # Fortified calls need optimisation; sanitizers bring their own checks instead.
@@ -32,6 +32,19 @@ target_link_options(zem_hardening INTERFACE -Wl,-z,relro -Wl,-z,now)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 include(CheckPIESupported)
 check_pie_supported()
+
+# Large headers that most files of a target include. Off unless asked for: without it each file proves
+# that it includes what it uses.
+function(zem_precompile name)
+  if(ZEM_PRECOMPILE)
+    target_precompile_headers(${name} PRIVATE ${ARGN})
+  endif()
+endfunction()
+
+# Not optimised in a sanitizer build: for what the sanitizers add to large headers that takes minutes.
+function(zem_build_soon name)
+  set_target_properties(${name} PROPERTIES ZEM_BUILD_SOON ON)
+endfunction()
 
 # A library of the agent: zem_agent_library(NAME SOURCES ... [DEPENDS ...])
 function(zem_agent_library name)
