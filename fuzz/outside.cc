@@ -53,9 +53,9 @@ int Answer(std::span<char> buffer, OvString* error) {
     return socket_code::kTimeout;
   }
   if (buffer.empty()) return socket_code::kDone;
-  if (Bytes().empty()) return socket_code::kTimeout;
-  const size_t count = std::min(buffer.size(), Bytes().size());
-  memcpy(buffer.data(), Bytes().data(), count);
+  const std::string_view bytes = Bytes().empty() ? "late" : Bytes();
+  const size_t count = std::min(buffer.size(), bytes.size());
+  memcpy(buffer.data(), bytes.data(), count);
   return static_cast<int>(count);
 }
 
