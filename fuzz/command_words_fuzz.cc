@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A command line from a server: the splitter agrees with a slow one, keeps its limits, and its words
-// stand one behind the other inside it.
+// A command line from a server: the splitter agrees with a slow one, keeps its limits, and its
+// words stand one behind the other inside it.
 #include <cstring>
 #include <string>
 #include <vector>

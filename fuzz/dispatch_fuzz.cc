@@ -45,8 +45,8 @@ struct PathLines {
   size_t lines[2];
 };
 constexpr PathLines kPathLines[] = {
-    {"TEST-UNC", {1, 0}},         {"TEST-FolderSize", {1, 0}},  {"TEST-FileExists", {1, 0}},
-    {"TEST-FileCompare", {2, 3}}, {"TEST-FileHash", {1, 0}},    {"TEST-CountFiles", {1, 0}},
+    {"TEST-UNC", {1, 0}},         {"TEST-FolderSize", {1, 0}}, {"TEST-FileExists", {1, 0}},
+    {"TEST-FileCompare", {2, 3}}, {"TEST-FileHash", {1, 0}},   {"TEST-CountFiles", {1, 0}},
     {"GetFilesList", {1, 0}},
 };
 

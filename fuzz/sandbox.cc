@@ -117,8 +117,7 @@ uint64_t Sandbox::TreeState() const {
   return state;
 }
 
-Inside::Inside(const Sandbox& sandbox)
-    : sandbox_(sandbox), lowest_free_(LowestFreeDescriptor()) {
+Inside::Inside(const Sandbox& sandbox) : sandbox_(sandbox), lowest_free_(LowestFreeDescriptor()) {
   FUZZ_CHECK(fchdir(sandbox_.inside_.Get()) == 0);
 }
 
