@@ -52,11 +52,8 @@ class Inside {
   Inside& operator=(const Inside&) = delete;
 
  private:
-  // The number that the next descriptor will get: it tells of one more or one less.
-  int LowestFreeDescriptor() const;
-
   const Sandbox& sandbox_;
-  const int lowest_free_;
+  const uint64_t open_;
 };
 
 }  // namespace zem
