@@ -28,22 +28,6 @@ bool NeedsGuard(std::string_view argument) {
   return argument.front() == kGuard || (argument.front() == '[' && argument.back() == ']');
 }
 
-// The arguments as the parser wants them: last one first.
-std::vector<std::string> GuardedArguments(int argc, const char* const* argv) {
-  std::vector<std::string> arguments;
-  bool values_alone = false;
-  for (int i = 1; i < argc; ++i) {
-    const std::string argument = argv[i];
-    if (!values_alone && argument == "--") {
-      values_alone = true;
-    } else {
-      arguments.push_back(values_alone || NeedsGuard(argument) ? kGuard + argument : argument);
-    }
-  }
-  std::reverse(arguments.begin(), arguments.end());
-  return arguments;
-}
-
 std::vector<std::string> Unguarded(std::vector<std::string> values) {
   for (std::string& value : values) {
     if (!value.empty() && value.front() == kGuard) value.erase(0, 1);
@@ -63,6 +47,59 @@ struct Bound {
   CLI::App* app = nullptr;
   std::vector<BoundArgument> arguments;
 };
+
+// Whether the value of an option is the argument behind it: "-p 5" and "-qp 5", not "-p5".
+bool TakesNext(const CLI::App& root, const CLI::App& command, std::string_view argument) {
+  const auto wants_value = [&](const std::string& name) {
+    const CLI::Option* option = command.get_option_no_throw(name);
+    if (option == nullptr) option = root.get_option_no_throw(name);
+    return option != nullptr && option->get_items_expected_max() > 0;
+  };
+  if (argument.starts_with("--")) return wants_value(std::string(argument));
+  for (size_t i = 1; i < argument.size(); ++i) {
+    if (wants_value({'-', argument[i]})) return i + 1 == argument.size();
+  }
+  return false;
+}
+
+// "run" and "exec": behind the first word everything belongs to the command they start. An option
+// of the command that has the name of one of ours would change what is run without a word.
+bool EndsInCommandLine(const Bound& bound) {
+  return std::any_of(bound.arguments.begin(), bound.arguments.end(), [](const BoundArgument& each) {
+    return each.argument->kind == ArgumentKind::kMany;
+  });
+}
+
+// The arguments as the parser wants them: last one first.
+std::vector<std::string> GuardedArguments(int argc, const char* const* argv, const CLI::App& root,
+                                          const std::vector<Bound>& subcommands) {
+  std::vector<std::string> arguments;
+  const Bound* command = nullptr;
+  bool values_alone = false;
+  bool is_value = false;  // of the option in front of it
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    const bool is_option = !values_alone && !is_value && argument.size() > 1 && argument[0] == '-';
+    if (is_option && argument == "--") {
+      values_alone = true;
+      continue;
+    }
+    if (is_option) {
+      is_value = TakesNext(root, command == nullptr ? root : *command->app, argument);
+    } else if (is_value) {
+      is_value = false;
+    } else if (command == nullptr) {
+      for (const Bound& bound : subcommands) {
+        if (bound.app->get_name() == argument) command = &bound;
+      }
+    } else if (EndsInCommandLine(*command)) {
+      values_alone = true;
+    }
+    arguments.push_back(values_alone || NeedsGuard(argument) ? kGuard + argument : argument);
+  }
+  std::reverse(arguments.begin(), arguments.end());
+  return arguments;
+}
 
 // What the global options are read into before they are checked.
 struct Texts {
@@ -87,10 +124,10 @@ constexpr const char* kFooter =
     "time-out, 4 closed without a reply, 5 refused by the agent's configuration, 6 bad request or\n"
     "reply. As check_zem (or with --plugin): 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN.";
 
-// A password in the argument list can be read by everybody on the machine.
-bool ExplainPasswordOption(int argc, const char* const* argv) {
-  for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
-    const std::string_view argument = argv[i];
+// A password in the argument list can be read by everybody on the machine. Guarded arguments are
+// data, and no options.
+bool ExplainPasswordOption(const std::vector<std::string>& arguments) {
+  for (const std::string_view argument : arguments) {
     const std::string_view name = argument.substr(0, argument.find('='));
     if (name != "--password" && name != "--pass" && name != "--passwd" && name != "--secret" &&
         !argument.starts_with("-P")) {
@@ -307,16 +344,16 @@ void ReportUsage(const Options& options, std::string_view text) {
 
 std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* options) {
   options->plugin = argc > 0 && IsPluginName(argv[0]);
-  if (ExplainPasswordOption(argc, argv)) return options->UsageExit();
-
   CLI::App app(kDescription, options->plugin ? "check_zem" : "zemctl");
   Texts texts;
   AddGlobalOptions(&app, options, &texts);
   const std::vector<Bound> subcommands = AddSubcommands(&app);
   app.require_subcommand(1);
   app.footer(kFooter);
+  std::vector<std::string> arguments = GuardedArguments(argc, argv, app, subcommands);
+  if (ExplainPasswordOption(arguments)) return options->UsageExit();
   try {
-    app.parse(GuardedArguments(argc, argv));
+    app.parse(std::move(arguments));
     TakeArguments(subcommands, options);
     CheckOptions(texts, options);
   } catch (const CLI::Success& wanted) {  // help or version
