@@ -305,6 +305,9 @@ void TakeThresholds(const Texts& texts, Options* options) {
     throw std::invalid_argument("-w and -c belong to checks: use check_zem, or --plugin");
   }
   const RangeParser parse = options->command->range;
+  if (parse == nullptr) {
+    throw std::invalid_argument(fmt::format("{} takes no -w and -c", options->command->name));
+  }
   if (!texts.warning.empty()) options->thresholds.warning = parse(texts.warning);
   if (!texts.critical.empty()) options->thresholds.critical = parse(texts.critical);
 }

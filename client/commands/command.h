@@ -78,7 +78,7 @@ struct Command {
   std::string (*summarise)(const Answer& answer, const Value& result);
   // Null = no check.
   CheckFunction check = nullptr;
-  // Reads -w and -c.
+  // Reads -w and -c; null = they have nothing to apply to.
   RangeParser range = PlainRange;
   // What a "301" means to a check.
   State unavailable = State::kUnknown;
