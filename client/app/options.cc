@@ -254,8 +254,10 @@ void TakeArguments(const std::vector<Bound>& all, Options* options) {
   }
 }
 
-// The parser names what is missing as an option; a person thinks of it by its place.
-std::string MissingText(const std::vector<Bound>& all, const CLI::RequiredError& error) {
+// The parser names what is missing as an option; a person thinks of it by its place. And where no
+// subcommand was understood, the word that is none says more than that one is missing.
+std::string MissingText(const CLI::App& root, const std::vector<Bound>& all,
+                        const CLI::RequiredError& error) {
   for (const Bound& bound : all) {
     if (!bound.app->parsed()) continue;
     for (const auto& [argument, option] : bound.arguments) {
@@ -265,7 +267,9 @@ std::string MissingText(const std::vector<Bound>& all, const CLI::RequiredError&
       }
     }
   }
-  return error.what();
+  const std::vector<std::string> unknown = root.remaining(true);
+  if (unknown.empty()) return error.what();
+  return fmt::format("there is no subcommand or option \"{}\"", unknown.front());
 }
 
 void SplitHosts(std::string_view text, std::vector<std::string>* hosts) {
@@ -362,7 +366,7 @@ std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* 
   } catch (const CLI::Success& wanted) {  // help or version
     return app.exit(wanted);
   } catch (const CLI::RequiredError& error) {
-    ReportUsage(*options, MissingText(subcommands, error));
+    ReportUsage(*options, MissingText(app, subcommands, error));
     return options->UsageExit();
   } catch (const CLI::ParseError& error) {
     ReportUsage(*options, error.what());
