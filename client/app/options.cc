@@ -285,7 +285,7 @@ void TakeTimeout(const std::string& text, Options* options) {
   const size_t colon = text.find(':');
   double seconds = 0;
   constexpr double kMost = 86400 * 7;
-  if (!ParseDecimal(text.substr(0, colon), &seconds) || seconds <= 0 || seconds > kMost) {
+  if (!ParseDecimal(text.substr(0, colon), &seconds) || seconds < 0.001 || seconds > kMost) {
     throw std::invalid_argument("-t: \"" + text + "\" is not SECONDS[:STATE]");
   }
   options->timeout = Milliseconds(static_cast<int64_t>(seconds * 1000));
