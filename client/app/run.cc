@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/run.h"
 
-#include <string.h>
-#include <strings.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -60,7 +58,6 @@ int RunRemote(const Options& options) {
   const std::vector<Target> targets = FindTargets(options);
   const Report report = MakeReport(AskWithProgress(targets, &plan, options), options,
                                    Style::For(STDOUT_FILENO), Style::For(STDERR_FILENO));
-  explicit_bzero(plan.text.data(), plan.text.size());  // it may carry a new password
   fwrite(report.out.data(), 1, report.out.size(), stdout);
   fwrite(report.err.data(), 1, report.err.size(), stderr);
   return report.exit_code;

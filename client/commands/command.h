@@ -8,6 +8,9 @@
 #ifndef ZEM_CLIENT_COMMANDS_COMMAND_H_
 #define ZEM_CLIENT_COMMANDS_COMMAND_H_
 
+#include <string.h>
+#include <strings.h>
+
 #include <functional>
 #include <optional>
 #include <span>
@@ -26,8 +29,13 @@
 
 namespace zem::client {
 
-// A request ready to be sent.
+// A request ready to be sent. Its text may carry a new password: it is wiped when the plan goes.
 struct Plan {
+  Plan() = default;
+  Plan(Plan&&) = default;
+  Plan& operator=(Plan&&) = default;
+  ~Plan() { explicit_bzero(text.data(), text.size()); }
+
   std::string text;
   // How long the agent itself may take over it, where the request says so.
   std::optional<Milliseconds> agent_time;
