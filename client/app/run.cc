@@ -11,6 +11,7 @@
 #include "app/fleet.h"
 #include "app/options.h"
 #include "app/report.h"
+#include "app/targets.h"
 #include "model/printable.h"
 #include "output/json.h"
 #include "output/progress_bar.h"
@@ -29,6 +30,7 @@ Arguments LocalArguments(const Options& options) {
 }
 
 int RunLocal(const Options& options) {
+  (void)TakeEnvironmentPassword();  // out of reach of the scripts that scripttest runs
   const LocalResult result = options.local->run(LocalArguments(options));
   if (!options.quiet) {
     const std::string text =

@@ -38,19 +38,9 @@ std::optional<Secret> PasswordFromCredentials() {
   return ReadPasswordFile(path, Privacy::kAnyMode);
 }
 
-std::optional<Secret> PasswordFromEnvironment() {
-  char* value = getenv("ZEM_PASSWORD");
-  if (value == nullptr) return std::nullopt;
-  Secret password{std::string_view(value)};
-  // The bytes themselves go too: others may read a process's first environment.
-  explicit_bzero(value, strlen(value));
-  unsetenv("ZEM_PASSWORD");
-  return password;
-}
-
 // The sources that serve every host, in their order.
 std::optional<Secret> CommonPassword(const Options& options, Sources* sources) {
-  std::optional<Secret> environment = PasswordFromEnvironment();
+  std::optional<Secret> environment = TakeEnvironmentPassword();
   if (options.no_password) return Secret();
   if (!options.password_file.empty()) {
     return ReadPasswordFile(options.password_file, Privacy::kOwnerOnly);
@@ -126,6 +116,16 @@ Secret PasswordOf(const std::string& host, const Options& options, Sources* sour
 }
 
 }  // namespace
+
+std::optional<Secret> TakeEnvironmentPassword() {
+  char* value = getenv("ZEM_PASSWORD");
+  if (value == nullptr) return std::nullopt;
+  Secret password{std::string_view(value)};
+  // The bytes themselves go too: others may read a process's first environment.
+  explicit_bzero(value, strlen(value));
+  unsetenv("ZEM_PASSWORD");
+  return password;
+}
 
 void SplitHostPort(const std::string& text, std::string* host, int* port) {
   *host = text;
