@@ -70,8 +70,9 @@ std::vector<std::string> HostNames(const Options& options, const Sources& source
     std::string_view rest = file.View();
     while (!rest.empty()) {
       const size_t end = std::min(rest.find('\n'), rest.size());
-      const std::string_view line = Trimmed(rest.substr(0, end));
-      if (!line.empty() && line.front() != '#') names.emplace_back(line);
+      const std::string_view whole = rest.substr(0, end);
+      const std::string_view line = Trimmed(whole.substr(0, whole.find('#')));
+      if (!line.empty()) names.emplace_back(line);
       rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     if (names.empty()) throw std::runtime_error(options.hosts_file + " names no host");
