@@ -87,7 +87,7 @@ Value ParseGet(const Answer& answer) {
   text("UpdateAddr");
   text("ManageAddr");
   const Value info = ParseInfo(answer);
-  return Value::Of(Record{{"settings", Value::Of(std::move(settings))},
+  return Value::Of(Record{{"settings", Value::Flat(std::move(settings))},
                           {"tests", info["tests"]},
                           {"actions", info["actions"]}});
 }
@@ -233,7 +233,7 @@ Value ParseSet(const Answer& answer) {
     names.push_back(Value::Text(FindRow(Trimmed(setting.substr(0, setting.find('='))))->wire_name));
   }
   if (answer.arguments.Has("new-password-file")) names.push_back(Value::Text("Password"));
-  return Value::Of(Record{{"changed", Value::Of(std::move(names))}});
+  return Value::Of(Record{{"changed", Value::Flat(std::move(names))}});
 }
 
 std::string SummariseSet(const Answer& answer, const Value& /*result*/) {
