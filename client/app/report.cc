@@ -123,9 +123,7 @@ Report PluginReport(const std::vector<Outcome>& outcomes, const Options& options
       metric.label = outcome.name + ' ' + metric.label;
       all.metrics.push_back(std::move(metric));
     }
-    Verdict row = outcome.verdict;
-    row.metrics.clear();
-    rows += PluginLine(outcome.name, row) + '\n';
+    rows += HostLine(outcome.name, outcome.verdict) + '\n';
   }
   all.text = fmt::format("{} of {} hosts OK", fine, outcomes.size());
   report.out = PluginLine(options.command->name, all) + '\n' + rows;
