@@ -137,6 +137,7 @@ Value OutcomeValue(const Outcome& outcome, const Command& command) {
   for (const std::string& line : outcome.reply.lines) lines.push_back(Value::Text(line));
   const bool done = outcome.IsDone();
   return Value::Of(Record{
+      {"name", Value::Text(outcome.name)},
       {"host", Value::Text(outcome.endpoint.host)},
       {"port", Value::Int(outcome.endpoint.port)},
       {"command", Value::Text(command.name)},
