@@ -13,6 +13,7 @@
 
 #include "commands/table.h"
 #include "model/decimal.h"
+#include "model/printable.h"
 #include "text/path.h"
 
 namespace zem::client {
@@ -341,9 +342,10 @@ bool IsPluginName(std::string_view program) {
 // One line for a monitoring system, a pointer to the help for a person.
 void ReportUsage(const Options& options, std::string_view text) {
   if (options.plugin) {
-    fmt::print("ZEM UNKNOWN - {}\n", text);
+    fmt::print("ZEM UNKNOWN - {}\n", Printable(text));
   } else {
-    fmt::print(stderr, "zemctl: {}\nTry zemctl --help, or zemctl SUBCOMMAND --help.\n", text);
+    fmt::print(stderr, "zemctl: {}\nTry zemctl --help, or zemctl SUBCOMMAND --help.\n",
+               PrintableLines(text));
   }
 }
 

@@ -28,8 +28,8 @@ int WorstExit(const std::vector<Outcome>& outcomes) {
 }
 
 std::string Complaint(const Outcome& outcome, const Style& style) {
-  std::string text =
-      fmt::format("{} {}\n", style(Tone::kBad, outcome.name + ":"), Printable(outcome.summary));
+  std::string text = fmt::format("{} {}\n", style(Tone::kBad, Printable(outcome.name) + ":"),
+                                 Printable(outcome.summary));
   if (!outcome.hint.empty()) text += "  " + Printable(outcome.hint) + '\n';
   return text;
 }
