@@ -47,7 +47,8 @@ Value ParseRaw(const Answer& answer) {
 }
 
 std::string SummariseRaw(const Answer& answer, const Value& /*result*/) {
-  return answer.reply.Message();
+  const std::string message = answer.reply.Message();
+  return message.empty() ? StatusMeaning(kStatusDone) : message;
 }
 
 }  // namespace
