@@ -74,6 +74,8 @@ TEST(AnswersTest, EachHasItsExitCodesAndItsWord) {
       {"no status", "", "Wrong parameter\n\r", kClose, 6, "Wrong parameter"},
       {"silence", "", "", kStay, 3, "no reply in time"},
       {"stops in the middle", Length(100) + "abc", "", kStay, 3, "stopped after 3 bytes"},
+      {"more than can be deciphered in time", Length(64 << 20) + std::string(64 << 20, 'x'), "",
+       kClose, 3, "the reply"},
       {"a byte every so often", Length(1000), "", kDrip, 3, "stopped after"},
   };
   for (const Case& c : cases) {
