@@ -113,6 +113,10 @@ std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
     *failure = Unreadable("the reply has no end mark");
     return std::nullopt;
   }
+  if (std::count(text.begin(), text.end(), '\n') > kMostReplyLines) {
+    *failure = Unreadable(fmt::format("the reply has more than {} lines", kMostReplyLines));
+    return std::nullopt;
+  }
   text.pop_back();
   return text;
 }

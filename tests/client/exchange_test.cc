@@ -128,6 +128,13 @@ TEST(ReplyReaderTest, TakesALongReplyWhole) {
   EXPECT_NE(AskFake(agent, "procs").out.find("count              20000\n"), std::string::npos);
 }
 
+TEST(ReplyReaderTest, RefusesAReplyThatWouldFillTheMemory) {
+  const FakeAgent agent = test::Answering("200\n" + std::string(2'000'000, '\n') + "\r");
+  const ClientRun run = AskFake(agent, "-t 50 raw X");
+  EXPECT_EQ(run.exit_code, kExitBadRequest);
+  EXPECT_NE(run.err.find("more than 2000000 lines"), std::string::npos) << run.err;
+}
+
 TEST(DiagnosisTest, NamesAPortThatNobodyListensOn) {
   int port = 0;
   {
