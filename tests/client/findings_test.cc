@@ -82,11 +82,7 @@ Findings InspectText(const std::string& text) {
 }
 
 TEST(FindingsTest, SettingsTogether) {
-  struct Case {
-    const char* text;
-    const char* found;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"filteractive=0\n", "filteractive: off"},
       {"filteractive=1\nfiltermarks=1\nfilterlist=10.0.0.15\n", "\"10.0.0.15\" also admits"},
       {"filteractive=1\nfiltermarks=1\nfilterlist=10.0.0.0/8\n", "no address"},
@@ -102,11 +98,11 @@ TEST(FindingsTest, SettingsTogether) {
       {"host=10.1.1.1\nfilteractive=1\nfiltermarks=1\nfilterlist=1.1.1.1\n",
        "which filterlist does not list"},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.text);
-    const Findings findings = InspectText(c.text);
-    EXPECT_TRUE(Mentions(findings, Severity::kWarning, 0, c.found) ||
-                Mentions(findings, Severity::kNote, 0, c.found));
+  for (const auto& [text, found] : cases) {
+    const Findings findings = InspectText(text);
+    EXPECT_TRUE(Mentions(findings, Severity::kWarning, 0, found) ||
+                Mentions(findings, Severity::kNote, 0, found))
+        << text;
   }
   const Findings clean = InspectText(
       "filteractive=1\nfiltermarks=1\nfilterlist=1.1.1.1\nallowupdates=0\nexternal=0\n"
