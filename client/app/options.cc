@@ -13,6 +13,7 @@
 
 #include "commands/table.h"
 #include "model/decimal.h"
+#include "model/printable.h"
 #include "text/path.h"
 
 namespace zem::client {
@@ -26,22 +27,6 @@ constexpr char kGuard = '\x01';
 bool NeedsGuard(std::string_view argument) {
   if (argument.empty()) return false;
   return argument.front() == kGuard || (argument.front() == '[' && argument.back() == ']');
-}
-
-// The arguments as the parser wants them: last one first.
-std::vector<std::string> GuardedArguments(int argc, const char* const* argv) {
-  std::vector<std::string> arguments;
-  bool values_alone = false;
-  for (int i = 1; i < argc; ++i) {
-    const std::string argument = argv[i];
-    if (!values_alone && argument == "--") {
-      values_alone = true;
-    } else {
-      arguments.push_back(values_alone || NeedsGuard(argument) ? kGuard + argument : argument);
-    }
-  }
-  std::reverse(arguments.begin(), arguments.end());
-  return arguments;
 }
 
 std::vector<std::string> Unguarded(std::vector<std::string> values) {
@@ -63,6 +48,59 @@ struct Bound {
   CLI::App* app = nullptr;
   std::vector<BoundArgument> arguments;
 };
+
+// Whether the value of an option is the argument behind it: "-p 5" and "-qp 5", not "-p5".
+bool TakesNext(const CLI::App& root, const CLI::App& command, std::string_view argument) {
+  const auto wants_value = [&](const std::string& name) {
+    const CLI::Option* option = command.get_option_no_throw(name);
+    if (option == nullptr) option = root.get_option_no_throw(name);
+    return option != nullptr && option->get_items_expected_max() > 0;
+  };
+  if (argument.starts_with("--")) return wants_value(std::string(argument));
+  for (size_t i = 1; i < argument.size(); ++i) {
+    if (wants_value({'-', argument[i]})) return i + 1 == argument.size();
+  }
+  return false;
+}
+
+// "run" and "exec": behind the first word everything belongs to the command they start. An option
+// of the command that has the name of one of ours would change what is run without a word.
+bool EndsInCommandLine(const Bound& bound) {
+  return std::any_of(bound.arguments.begin(), bound.arguments.end(), [](const BoundArgument& each) {
+    return each.argument->kind == ArgumentKind::kMany;
+  });
+}
+
+// The arguments as the parser wants them: last one first.
+std::vector<std::string> GuardedArguments(int argc, const char* const* argv, const CLI::App& root,
+                                          const std::vector<Bound>& subcommands) {
+  std::vector<std::string> arguments;
+  const Bound* command = nullptr;
+  bool values_alone = false;
+  bool is_value = false;  // of the option in front of it
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    const bool is_option = !values_alone && !is_value && argument.size() > 1 && argument[0] == '-';
+    if (is_option && argument == "--") {
+      values_alone = true;
+      continue;
+    }
+    if (is_option) {
+      is_value = TakesNext(root, command == nullptr ? root : *command->app, argument);
+    } else if (is_value) {
+      is_value = false;
+    } else if (command == nullptr) {
+      for (const Bound& bound : subcommands) {
+        if (bound.app->get_name() == argument) command = &bound;
+      }
+    } else if (EndsInCommandLine(*command)) {
+      values_alone = true;
+    }
+    arguments.push_back(values_alone || NeedsGuard(argument) ? kGuard + argument : argument);
+  }
+  std::reverse(arguments.begin(), arguments.end());
+  return arguments;
+}
 
 // What the global options are read into before they are checked.
 struct Texts {
@@ -87,10 +125,10 @@ constexpr const char* kFooter =
     "time-out, 4 closed without a reply, 5 refused by the agent's configuration, 6 bad request or\n"
     "reply. As check_zem (or with --plugin): 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN.";
 
-// A password in the argument list can be read by everybody on the machine.
-bool ExplainPasswordOption(int argc, const char* const* argv) {
-  for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
-    const std::string_view argument = argv[i];
+// A password in the argument list can be read by everybody on the machine. Guarded arguments are
+// data, and no options.
+bool ExplainPasswordOption(const std::vector<std::string>& arguments) {
+  for (const std::string_view argument : arguments) {
     const std::string_view name = argument.substr(0, argument.find('='));
     if (name != "--password" && name != "--pass" && name != "--passwd" && name != "--secret" &&
         !argument.starts_with("-P")) {
@@ -217,8 +255,10 @@ void TakeArguments(const std::vector<Bound>& all, Options* options) {
   }
 }
 
-// The parser names what is missing as an option; a person thinks of it by its place.
-std::string MissingText(const std::vector<Bound>& all, const CLI::RequiredError& error) {
+// The parser names what is missing as an option; a person thinks of it by its place. And where no
+// subcommand was understood, the word that is none says more than that one is missing.
+std::string MissingText(const CLI::App& root, const std::vector<Bound>& all,
+                        const CLI::RequiredError& error) {
   for (const Bound& bound : all) {
     if (!bound.app->parsed()) continue;
     for (const auto& [argument, option] : bound.arguments) {
@@ -228,7 +268,9 @@ std::string MissingText(const std::vector<Bound>& all, const CLI::RequiredError&
       }
     }
   }
-  return error.what();
+  const std::vector<std::string> unknown = root.remaining(true);
+  if (unknown.empty()) return error.what();
+  return fmt::format("there is no subcommand or option \"{}\"", unknown.front());
 }
 
 void SplitHosts(std::string_view text, std::vector<std::string>* hosts) {
@@ -244,7 +286,7 @@ void TakeTimeout(const std::string& text, Options* options) {
   const size_t colon = text.find(':');
   double seconds = 0;
   constexpr double kMost = 86400 * 7;
-  if (!ParseDecimal(text.substr(0, colon), &seconds) || seconds <= 0 || seconds > kMost) {
+  if (!ParseDecimal(text.substr(0, colon), &seconds) || seconds < 0.001 || seconds > kMost) {
     throw std::invalid_argument("-t: \"" + text + "\" is not SECONDS[:STATE]");
   }
   options->timeout = Milliseconds(static_cast<int64_t>(seconds * 1000));
@@ -268,6 +310,9 @@ void TakeThresholds(const Texts& texts, Options* options) {
     throw std::invalid_argument("-w and -c belong to checks: use check_zem, or --plugin");
   }
   const RangeParser parse = options->command->range;
+  if (parse == nullptr) {
+    throw std::invalid_argument(fmt::format("{} takes no -w and -c", options->command->name));
+  }
   if (!texts.warning.empty()) options->thresholds.warning = parse(texts.warning);
   if (!texts.critical.empty()) options->thresholds.critical = parse(texts.critical);
 }
@@ -297,9 +342,10 @@ bool IsPluginName(std::string_view program) {
 // One line for a monitoring system, a pointer to the help for a person.
 void ReportUsage(const Options& options, std::string_view text) {
   if (options.plugin) {
-    fmt::print("ZEM UNKNOWN - {}\n", text);
+    fmt::print("ZEM UNKNOWN - {}\n", Printable(text));
   } else {
-    fmt::print(stderr, "zemctl: {}\nTry zemctl --help, or zemctl SUBCOMMAND --help.\n", text);
+    fmt::print(stderr, "zemctl: {}\nTry zemctl --help, or zemctl SUBCOMMAND --help.\n",
+               PrintableLines(text));
   }
 }
 
@@ -307,22 +353,22 @@ void ReportUsage(const Options& options, std::string_view text) {
 
 std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* options) {
   options->plugin = argc > 0 && IsPluginName(argv[0]);
-  if (ExplainPasswordOption(argc, argv)) return options->UsageExit();
-
   CLI::App app(kDescription, options->plugin ? "check_zem" : "zemctl");
   Texts texts;
   AddGlobalOptions(&app, options, &texts);
   const std::vector<Bound> subcommands = AddSubcommands(&app);
   app.require_subcommand(1);
   app.footer(kFooter);
+  std::vector<std::string> arguments = GuardedArguments(argc, argv, app, subcommands);
+  if (ExplainPasswordOption(arguments)) return options->UsageExit();
   try {
-    app.parse(GuardedArguments(argc, argv));
+    app.parse(std::move(arguments));
     TakeArguments(subcommands, options);
     CheckOptions(texts, options);
   } catch (const CLI::Success& wanted) {  // help or version
     return app.exit(wanted);
   } catch (const CLI::RequiredError& error) {
-    ReportUsage(*options, MissingText(subcommands, error));
+    ReportUsage(*options, MissingText(app, subcommands, error));
     return options->UsageExit();
   } catch (const CLI::ParseError& error) {
     ReportUsage(*options, error.what());

@@ -28,8 +28,8 @@ int WorstExit(const std::vector<Outcome>& outcomes) {
 }
 
 std::string Complaint(const Outcome& outcome, const Style& style) {
-  std::string text =
-      fmt::format("{} {}\n", style(Tone::kBad, outcome.name + ":"), Printable(outcome.summary));
+  std::string text = fmt::format("{} {}\n", style(Tone::kBad, Printable(outcome.name) + ":"),
+                                 Printable(outcome.summary));
   if (!outcome.hint.empty()) text += "  " + Printable(outcome.hint) + '\n';
   return text;
 }
@@ -123,9 +123,7 @@ Report PluginReport(const std::vector<Outcome>& outcomes, const Options& options
       metric.label = outcome.name + ' ' + metric.label;
       all.metrics.push_back(std::move(metric));
     }
-    Verdict row = outcome.verdict;
-    row.metrics.clear();
-    rows += PluginLine(outcome.name, row) + '\n';
+    rows += HostLine(outcome.name, outcome.verdict) + '\n';
   }
   all.text = fmt::format("{} of {} hosts OK", fine, outcomes.size());
   report.out = PluginLine(options.command->name, all) + '\n' + rows;
@@ -139,6 +137,7 @@ Value OutcomeValue(const Outcome& outcome, const Command& command) {
   for (const std::string& line : outcome.reply.lines) lines.push_back(Value::Text(line));
   const bool done = outcome.IsDone();
   return Value::Of(Record{
+      {"name", Value::Text(outcome.name)},
       {"host", Value::Text(outcome.endpoint.host)},
       {"port", Value::Int(outcome.endpoint.port)},
       {"command", Value::Text(command.name)},

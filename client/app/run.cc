@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/run.h"
 
-#include <string.h>
-#include <strings.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -13,6 +11,7 @@
 #include "app/fleet.h"
 #include "app/options.h"
 #include "app/report.h"
+#include "app/targets.h"
 #include "model/printable.h"
 #include "output/json.h"
 #include "output/progress_bar.h"
@@ -31,6 +30,7 @@ Arguments LocalArguments(const Options& options) {
 }
 
 int RunLocal(const Options& options) {
+  (void)TakeEnvironmentPassword();  // out of reach of the scripts that scripttest runs
   const LocalResult result = options.local->run(LocalArguments(options));
   if (!options.quiet) {
     const std::string text =
@@ -60,7 +60,6 @@ int RunRemote(const Options& options) {
   const std::vector<Target> targets = FindTargets(options);
   const Report report = MakeReport(AskWithProgress(targets, &plan, options), options,
                                    Style::For(STDOUT_FILENO), Style::For(STDERR_FILENO));
-  explicit_bzero(plan.text.data(), plan.text.size());  // it may carry a new password
   fwrite(report.out.data(), 1, report.out.size(), stdout);
   fwrite(report.err.data(), 1, report.err.size(), stderr);
   return report.exit_code;

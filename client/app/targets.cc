@@ -38,19 +38,9 @@ std::optional<Secret> PasswordFromCredentials() {
   return ReadPasswordFile(path, Privacy::kAnyMode);
 }
 
-std::optional<Secret> PasswordFromEnvironment() {
-  char* value = getenv("ZEM_PASSWORD");
-  if (value == nullptr) return std::nullopt;
-  Secret password{std::string_view(value)};
-  // The bytes themselves go too: others may read a process's first environment.
-  explicit_bzero(value, strlen(value));
-  unsetenv("ZEM_PASSWORD");
-  return password;
-}
-
 // The sources that serve every host, in their order.
 std::optional<Secret> CommonPassword(const Options& options, Sources* sources) {
-  std::optional<Secret> environment = PasswordFromEnvironment();
+  std::optional<Secret> environment = TakeEnvironmentPassword();
   if (options.no_password) return Secret();
   if (!options.password_file.empty()) {
     return ReadPasswordFile(options.password_file, Privacy::kOwnerOnly);
@@ -80,8 +70,9 @@ std::vector<std::string> HostNames(const Options& options, const Sources& source
     std::string_view rest = file.View();
     while (!rest.empty()) {
       const size_t end = std::min(rest.find('\n'), rest.size());
-      const std::string_view line = Trimmed(rest.substr(0, end));
-      if (!line.empty() && line.front() != '#') names.emplace_back(line);
+      const std::string_view whole = rest.substr(0, end);
+      const std::string_view line = Trimmed(whole.substr(0, whole.find('#')));
+      if (!line.empty()) names.emplace_back(line);
       rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     if (names.empty()) throw std::runtime_error(options.hosts_file + " names no host");
@@ -126,6 +117,16 @@ Secret PasswordOf(const std::string& host, const Options& options, Sources* sour
 }
 
 }  // namespace
+
+std::optional<Secret> TakeEnvironmentPassword() {
+  char* value = getenv("ZEM_PASSWORD");
+  if (value == nullptr) return std::nullopt;
+  Secret password{std::string_view(value)};
+  // The bytes themselves go too: others may read a process's first environment.
+  explicit_bzero(value, strlen(value));
+  unsetenv("ZEM_PASSWORD");
+  return password;
+}
 
 void SplitHostPort(const std::string& text, std::string* host, int* port) {
   *host = text;

@@ -6,6 +6,7 @@
 #ifndef ZEM_CLIENT_APP_TARGETS_H_
 #define ZEM_CLIENT_APP_TARGETS_H_
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,10 @@ struct Target {
   Secret password;
 };
 
-// At least one. Takes the password out of the environment, so that no child inherits it.
+// The password of ZEM_PASSWORD, which is wiped there, so that no child inherits it.
+std::optional<Secret> TakeEnvironmentPassword();
+
+// At least one. Takes the password out of the environment.
 std::vector<Target> FindTargets(const Options& options);
 
 // "host", "host:port" or "[v6 address]:port".

@@ -8,6 +8,9 @@
 #ifndef ZEM_CLIENT_COMMANDS_COMMAND_H_
 #define ZEM_CLIENT_COMMANDS_COMMAND_H_
 
+#include <string.h>
+#include <strings.h>
+
 #include <functional>
 #include <optional>
 #include <span>
@@ -26,8 +29,13 @@
 
 namespace zem::client {
 
-// A request ready to be sent.
+// A request ready to be sent. Its text may carry a new password: it is wiped when the plan goes.
 struct Plan {
+  Plan() = default;
+  Plan(Plan&&) = default;
+  Plan& operator=(Plan&&) = default;
+  ~Plan() { explicit_bzero(text.data(), text.size()); }
+
   std::string text;
   // How long the agent itself may take over it, where the request says so.
   std::optional<Milliseconds> agent_time;
@@ -78,7 +86,7 @@ struct Command {
   std::string (*summarise)(const Answer& answer, const Value& result);
   // Null = no check.
   CheckFunction check = nullptr;
-  // Reads -w and -c.
+  // Reads -w and -c; null = they have nothing to apply to.
   RangeParser range = PlainRange;
   // What a "301" means to a check.
   State unavailable = State::kUnknown;

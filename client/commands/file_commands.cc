@@ -268,6 +268,7 @@ const Command kHashCommand = {
     .parse = ParseHash,
     .summarise = SummariseHash,
     .check = CheckHash,
+    .range = nullptr,
     .unavailable = State::kCritical,
     .explain = ExplainHash,
     .notes =
@@ -284,6 +285,7 @@ const Command kCompareCommand = {
     .parse = ParseCompare,
     .summarise = SummariseCompare,
     .check = CheckCompare,
+    .range = nullptr,
     .unavailable = State::kCritical,
     .notes =
         "Without --time, --size or --contents: size and contents. As a check: files that\n"
@@ -299,6 +301,7 @@ const Command kContainsCommand = {
     .parse = ParseFound,
     .summarise = SummariseContains,
     .check = CheckContains,
+    .range = nullptr,
     .unavailable = State::kCritical,
     .notes = "As a check: CRITICAL when it does not.",
 };
@@ -312,6 +315,7 @@ const Command kGrepCommand = {
     .parse = ParseFound,
     .summarise = SummariseGrep,
     .check = CheckGrep,
+    .range = nullptr,
     .unavailable = State::kCritical,
     .notes = "As a check: CRITICAL when it does not (with --invert, when it does).",
 };

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "commands/raw_command.h"
 
-#include <fmt/format.h>
+#include <stdexcept>
 
+#include "text/ovstring.h"
 #include "wire/request_text.h"
 
 namespace zem::client {
@@ -17,9 +18,18 @@ constexpr Argument kArguments[] = {
     {"no-end-mark", "--no-end-mark", ArgumentKind::kFlag, "", "leave the end mark out"},
 };
 
+// The one line of the protocol that holds a password.
+void RefusePassword(const std::string& command, const std::string& line) {
+  if (command != "SetSettings" || Trimmed(line.substr(0, line.find('='))) != "Password") return;
+  throw std::invalid_argument(
+      "a password on the command line can be read by everybody on this machine; use settings set "
+      "--new-password-file");
+}
+
 Plan BuildRaw(const Arguments& arguments) {
   RequestText request(arguments.Text("command"));
   for (const std::string& line : arguments.All("lines")) {
+    RefusePassword(arguments.Text("command"), line);
     if (arguments.Has("escape")) {
       request.EscapedLine(line);
     } else {
@@ -37,7 +47,8 @@ Value ParseRaw(const Answer& answer) {
 }
 
 std::string SummariseRaw(const Answer& answer, const Value& /*result*/) {
-  return answer.reply.Message();
+  const std::string message = answer.reply.Message();
+  return message.empty() ? StatusMeaning(kStatusDone) : message;
 }
 
 }  // namespace

@@ -26,14 +26,14 @@ constexpr Milliseconds kHour{3'600'000};
 
 constexpr Argument kRunArguments[] = {
     {"words", "words,--cmd", ArgumentKind::kMany, "CMD",
-     "a command line, or the words of one (behind -- if they begin with \"-\")"},
+     "a command line, or the words of one; behind the first all is CMD"},
     {"limit", "--limit", ArgumentKind::kOption, "SEC", "kill it after SEC (10); 0 = never"},
     {"no-wait", "--no-wait", ArgumentKind::kFlag, "", "start it and answer after a second"},
 };
 
 constexpr Argument kExecArguments[] = {
     {"words", "words,--cmd", ArgumentKind::kMany, "CMD",
-     "a command line, or the words of one (behind -- if they begin with \"-\")"},
+     "a command line, or the words of one; behind the first all is CMD"},
     {"dir", "--dir", ArgumentKind::kOption, "DIR", "working directory"},
     {"limit", "--limit", ArgumentKind::kOption, "SEC", "kill it after SEC (10); 0 = never"},
     {"no-wait", "--no-wait", ArgumentKind::kFlag, "", "start it and answer after a second"},
@@ -220,8 +220,8 @@ const Command kRunCommand = {
     .summarise = SummariseRun,
     .check = CheckRun,
     .notes =
-        "No shell is involved; the program's output goes nowhere. As a check: the exit code\n"
-        "is the state, unless -w or -c judge it.",
+        "Options of zemctl stand in front of CMD. No shell is involved; the program's output\n"
+        "goes nowhere. As a check: the exit code is the state, unless -w or -c judge it.",
 };
 
 const Command kExecCommand = {
@@ -233,8 +233,8 @@ const Command kExecCommand = {
     .parse = ParseRun,
     .summarise = SummariseRun,
     .notes =
-        "No shell is involved. A DIR that does not exist is not reported: the program then\n"
-        "runs in the agent's own folder.",
+        "Options of zemctl stand in front of CMD. No shell is involved. A DIR that does not\n"
+        "exist is not reported: the program then runs in the agent's own folder.",
 };
 
 const Command kScriptCommand = {

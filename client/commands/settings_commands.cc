@@ -87,7 +87,7 @@ Value ParseGet(const Answer& answer) {
   text("UpdateAddr");
   text("ManageAddr");
   const Value info = ParseInfo(answer);
-  return Value::Of(Record{{"settings", Value::Of(std::move(settings))},
+  return Value::Of(Record{{"settings", Value::Flat(std::move(settings))},
                           {"tests", info["tests"]},
                           {"actions", info["actions"]}});
 }
@@ -161,7 +161,7 @@ std::string FilterValue(std::string_view value) {
   return std::string(EscapeLineBreaks(list).View());
 }
 
-std::string TextValue(const SettingRow& row, std::string_view value) {
+void CheckText(const SettingRow& row, std::string_view value) {
   // The agent trims values and writes each into one line of its file.
   if (Trimmed(value).size() != value.size()) {
     throw std::invalid_argument(
@@ -171,13 +171,13 @@ std::string TextValue(const SettingRow& row, std::string_view value) {
   if (row.key.size() + value.size() + kAround > kLongestConfigLine) {
     throw std::invalid_argument(fmt::format("{}: too long for the agent's file", row.wire_name));
   }
-  return std::string(value);
 }
 
 std::string WireValue(const SettingRow& row, std::string_view value) {
   if (std::holds_alternative<bool Settings::*>(row.member)) return FlagValue(row.wire_name, value);
   if (std::holds_alternative<int Settings::*>(row.member)) return NumberValue(row, value);
-  return IsFilterList(row) ? FilterValue(TextValue(row, value)) : TextValue(row, value);
+  CheckText(row, value);
+  return IsFilterList(row) ? FilterValue(value) : std::string(value);
 }
 
 void WarnOf(const SettingRow& row, std::string_view value, Plan* plan) {
@@ -204,7 +204,7 @@ void AddSetting(std::string_view argument, RequestText* request, Plan* plan) {
   }
   const std::string value = WireValue(row, argument.substr(equals + 1));
   WarnOf(row, value, plan);
-  request->Line(fmt::format("{}={}", row.wire_name, value), row.wire_name);
+  request->Setting(row.wire_name, value);
 }
 
 Plan BuildSet(const Arguments& arguments) {
@@ -217,7 +217,8 @@ Plan BuildSet(const Arguments& arguments) {
     const Secret password =
         ReadPasswordFile(arguments.Text("new-password-file"), Privacy::kOwnerOnly);
     const SettingRow& row = *FindSettingByKey("password");
-    request.Line(std::string(kPasswordLine) + TextValue(row, password.View()), "the password");
+    CheckText(row, password.View());
+    request.Setting(row.wire_name, password.View());
   } else if (!arguments.Has("settings")) {
     throw std::invalid_argument("nothing to set: give NAME=VALUE");
   }
@@ -232,7 +233,7 @@ Value ParseSet(const Answer& answer) {
     names.push_back(Value::Text(FindRow(Trimmed(setting.substr(0, setting.find('='))))->wire_name));
   }
   if (answer.arguments.Has("new-password-file")) names.push_back(Value::Text("Password"));
-  return Value::Of(Record{{"changed", Value::Of(std::move(names))}});
+  return Value::Of(Record{{"changed", Value::Flat(std::move(names))}});
 }
 
 std::string SummariseSet(const Answer& answer, const Value& /*result*/) {

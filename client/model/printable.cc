@@ -34,8 +34,10 @@ uint32_t Decode(std::string_view text, size_t* length) {
 
 // Control characters of both tables, and the marks that reorder or hide text.
 bool IsControl(uint32_t code) {
-  return code < 0x20 || (code >= 0x7F && code < 0xA0) || (code >= 0x200B && code <= 0x200F) ||
-         (code >= 0x2028 && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069) || code == 0xFEFF;
+  return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x061C ||
+         (code >= 0x200B && code <= 0x200F) || (code >= 0x2028 && code <= 0x202E) ||
+         (code >= 0x2060 && code <= 0x206F) || code == 0xFEFF ||
+         (code >= 0xE0000 && code <= 0xE007F);
 }
 
 void AppendVisible(std::string_view bytes, std::string* out) {

@@ -51,9 +51,9 @@ Secret ReadSecretFile(const std::string& path, Privacy privacy) {
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) Fail(path, errno);
     text.Append(std::string_view(buffer, static_cast<size_t>(got)));
+    explicit_bzero(buffer, static_cast<size_t>(got));
     if (text.Length() > kLargest) throw std::runtime_error(path + " is too large");
   }
-  explicit_bzero(buffer, sizeof(buffer));
   Secret secret(text.View());
   text.Wipe();
   return secret;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // What a reply says, typed: one tree that becomes JSON for programs and a table for people.
 //
-// Shapes:  a leaf carries its form beside its value: JSON writes the bare number or text, the
+// Shapes:  a value carries its form beside its data: JSON writes the bare number or text, the
 //          table writes a size, a time or a share that a person can read.
 // Threads: as any value.
 
@@ -17,7 +17,7 @@
 
 namespace zem::client {
 
-enum class Form : uint8_t { kPlain, kBytes, kMilliseconds, kMinutes, kPercent, kStamp };
+enum class Form : uint8_t { kPlain, kBytes, kMilliseconds, kMinutes, kPercent, kStamp, kFlat };
 
 class Value;
 using List = std::vector<Value>;
@@ -39,6 +39,9 @@ class Value {
   static Value Stamp(std::string iso) { return Value(std::move(iso), Form::kStamp); }
   static Value Of(List list) { return Value(std::move(list), Form::kPlain); }
   static Value Of(Record record) { return Value(std::move(record), Form::kPlain); }
+  // In a table: members by their own names, without the record's in front; items in one line.
+  static Value Flat(Record record) { return Value(std::move(record), Form::kFlat); }
+  static Value Flat(List list) { return Value(std::move(list), Form::kFlat); }
 
   bool IsNull() const { return std::holds_alternative<std::monostate>(data_); }
   template <typename T>

@@ -11,13 +11,19 @@ namespace zem::client {
 
 namespace {
 
-// "free_bytes" reads as "free": the unit stands beside the value.
-std::string Label(std::string_view name) {
+bool HasMember(const Record& record, std::string_view name) {
+  return std::any_of(record.begin(), record.end(),
+                     [name](const auto& member) { return member.first == name; });
+}
+
+// "free_bytes" reads as "free", since the unit stands beside the value; but not beside a member
+// of that name.
+std::string Label(std::string_view name, const Record& record) {
   for (const std::string_view unit : {"_bytes", "_ms", "_min"}) {
-    if (name.size() > unit.size() && name.ends_with(unit)) {
-      name.remove_suffix(unit.size());
-      break;
-    }
+    if (name.size() <= unit.size() || !name.ends_with(unit)) continue;
+    const std::string_view bare = name.substr(0, name.size() - unit.size());
+    if (!HasMember(record, bare)) name = bare;
+    break;
   }
   std::string label(name);
   std::replace(label.begin(), label.end(), '_', ' ');
@@ -69,7 +75,7 @@ std::string ReadableList(const List& list, const Style& style) {
   std::vector<bool> shown;
   for (const auto& member : *first) {
     shown.push_back(SaysSomething(list, member.first));
-    if (shown.back()) header.push_back(Label(member.first));
+    if (shown.back()) header.push_back(Label(member.first, *first));
   }
   std::vector<std::vector<Cell>> rows;
   for (const Value& item : list) {
@@ -83,6 +89,19 @@ std::string ReadableList(const List& list, const Style& style) {
   return Columned(header, rows, style);
 }
 
+bool IsFlatList(const Value& value) {
+  return value.As<List>() != nullptr && value.HowShown() == Form::kFlat;
+}
+
+std::string Joined(const List& list) {
+  std::string text;
+  for (const Value& item : list) {
+    if (!text.empty()) text += ", ";
+    text += ReadableLeaf(item);
+  }
+  return text;
+}
+
 struct Line {
   std::string label;
   std::string text;
@@ -90,14 +109,16 @@ struct Line {
 
 void AppendLines(const Record& record, const std::string& prefix, std::vector<Line>* lines) {
   for (const auto& [name, value] : record) {
-    const std::string label = prefix + Label(name);
+    const std::string label = prefix + Label(name, record);
     if (const auto* inner = value.As<Record>()) {
       if (HoldsFlagsAlone(*inner)) {
         lines->push_back({label + " on", NamesOf(*inner, true)});
         lines->push_back({label + " off", NamesOf(*inner, false)});
       } else {
-        AppendLines(*inner, label + ' ', lines);
+        AppendLines(*inner, value.HowShown() == Form::kFlat ? prefix : label + ' ', lines);
       }
+    } else if (IsFlatList(value)) {
+      lines->push_back({label, Joined(*value.As<List>())});
     } else if (value.As<List>() == nullptr && !value.IsNull()) {
       lines->push_back({label, ReadableLeaf(value)});
     }
@@ -150,7 +171,7 @@ std::string ReadableResult(const Value& result, const Style& style) {
   }
   for (const auto& [name, value] : *record) {
     const auto* list = value.As<List>();
-    if (list == nullptr || list->empty()) continue;
+    if (list == nullptr || list->empty() || IsFlatList(value)) continue;
     if (!text.empty()) text += '\n';
     text += ReadableList(*list, style);
   }

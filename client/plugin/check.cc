@@ -96,14 +96,15 @@ std::string PerformanceData(const std::vector<Metric>& metrics) {
   return text;
 }
 
-std::string PluginLine(std::string_view name, const Verdict& verdict) {
-  std::string line;
-  for (const char byte : name) {
-    line += static_cast<char>(std::toupper(static_cast<unsigned char>(byte)));
-  }
-  line += ' ';
-  line += StateName(verdict.state);
-  line += " - " + WithoutBars(Printable(verdict.text));
+std::string HostLine(std::string_view host, const Verdict& verdict) {
+  return WithoutBars(Printable(host)) + ' ' + StateName(verdict.state) + " - " +
+         WithoutBars(Printable(verdict.text));
+}
+
+std::string PluginLine(std::string_view command, const Verdict& verdict) {
+  std::string name(command);
+  for (char& byte : name) byte = static_cast<char>(std::toupper(static_cast<unsigned char>(byte)));
+  std::string line = HostLine(name, verdict);
   const std::string figures = PerformanceData(verdict.metrics);
   if (!figures.empty()) line += " | " + WithoutBars(Printable(figures));
   return line;

@@ -51,7 +51,9 @@ struct Verdict {
 std::string PerformanceData(const std::vector<Metric>& metrics);
 
 // "DISK OK - text | figures", safe to hand on: one line, and "|" only as the separator.
-std::string PluginLine(std::string_view name, const Verdict& verdict);
+std::string PluginLine(std::string_view command, const Verdict& verdict);
+// One of many hosts below it, without figures: "web1 OK - text".
+std::string HostLine(std::string_view host, const Verdict& verdict);
 
 }  // namespace zem::client
 

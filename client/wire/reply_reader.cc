@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "model/printable.h"
+#include "protocol/cipher.h"
 #include "protocol/packet.h"
 #include "protocol/zem_const.h"
 
@@ -42,6 +43,22 @@ Failure TimedOut(size_t got) {
 Failure Cut(size_t got, size_t wanted) {
   return {FailureKind::kShortReply,
           fmt::format("short reply: the connection closed after {} of {} bytes", got, wanted), ""};
+}
+
+// A byte costs a block of the cipher, so a long reply takes seconds; false when the time ran out.
+bool DecipherInTime(const Cipher& cipher, std::string_view bytes, const Deadline& deadline,
+                    std::string* text) {
+  text->resize(bytes.size());
+  std::string scratch(kCipherBlock + kPiece, '\0');
+  for (size_t done = 0; done < bytes.size(); done += kPiece) {
+    if (done > 0 && deadline.HasPassed()) return false;
+    // A byte depends on the block of ciphertext in front of it alone.
+    const size_t lead = std::min(done, kCipherBlock);
+    const std::string_view part = bytes.substr(done - lead, lead + kPiece);
+    cipher.Decipher(part, scratch.data());
+    text->replace(done, part.size() - lead, scratch, lead, part.size() - lead);
+  }
+  return true;
 }
 
 Failure Unreadable(std::string text) {
@@ -85,10 +102,19 @@ std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
     case End::kComplete:
       break;
   }
-  std::string text(bytes.size(), '\0');
-  key->Schedule().Decipher(bytes, text.data());
+  std::string text;
+  if (!DecipherInTime(key->Schedule(), bytes, deadline, &text)) {
+    *failure = {FailureKind::kTimeout,
+                fmt::format("no time was left to decipher the reply of {} bytes", length),
+                "allow more with -t"};
+    return std::nullopt;
+  }
   if (text.empty() || text.back() != '\r') {
     *failure = Unreadable("the reply has no end mark");
+    return std::nullopt;
+  }
+  if (std::count(text.begin(), text.end(), '\n') > kMostReplyLines) {
+    *failure = Unreadable(fmt::format("the reply has more than {} lines", kMostReplyLines));
     return std::nullopt;
   }
   text.pop_back();

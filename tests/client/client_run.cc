@@ -14,19 +14,38 @@ namespace zem::test {
 
 namespace {
 
-class Arguments {
- public:
-  explicit Arguments(const std::string& line) : words_(Split(line)) {
-    if (words_.empty() || words_.front() != "check_zem") words_.insert(words_.begin(), "zemctl");
-    for (const std::string& word : words_) pointers_.push_back(word.c_str());
+// Words between blanks; 'single quotes' hold one together, empty ones too.
+std::vector<std::string> Split(const std::string& line) {
+  std::vector<std::string> words;
+  bool quoted = false;
+  bool begun = false;
+  for (const char byte : line) {
+    if (byte == ' ' && !quoted) {
+      begun = false;
+      continue;
+    }
+    if (!begun) words.emplace_back();
+    begun = true;
+    if (byte == '\'') {
+      quoted = !quoted;
+    } else {
+      words.back() += byte;
+    }
   }
-  int Count() const { return static_cast<int>(pointers_.size()); }
-  const char* const* Get() const { return pointers_.data(); }
+  return words;
+}
 
- private:
-  std::vector<std::string> words_;
-  std::vector<const char*> pointers_;
-};
+// The arguments of "zemctl LINE" or, when the line begins with it, "check_zem LINE".
+template <typename Callee>
+int Call(const std::string& line, const Callee& callee) {
+  std::vector<std::string> words = Split(line);
+  if (words.empty() || words.front() != "check_zem") words.insert(words.begin(), "zemctl");
+  std::vector<const char*> pointers;
+  for (const std::string& word : words) pointers.push_back(word.c_str());
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  return callee(static_cast<int>(pointers.size()), pointers.data());
+}
 
 // Removes the scratch files when the test program ends.
 struct ScratchFiles {
@@ -38,34 +57,11 @@ struct ScratchFiles {
 
 }  // namespace
 
-std::vector<std::string> Split(const std::string& line) {
-  std::vector<std::string> words;
-  std::string word;
-  bool quoted = false;
-  bool begun = false;
-  for (const char byte : line) {
-    if (byte == '\'') {
-      quoted = !quoted;
-      begun = true;
-    } else if (byte == ' ' && !quoted) {
-      if (begun) words.push_back(word);
-      word.clear();
-      begun = false;
-    } else {
-      word += byte;
-      begun = true;
-    }
-  }
-  if (begun) words.push_back(word);
-  return words;
-}
-
 client::Options Parse(const std::string& line, int* exit_code, std::string* printed) {
-  const Arguments arguments(line);
   client::Options options;
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
-  *exit_code = client::ParseCommandLine(arguments.Count(), arguments.Get(), &options).value_or(-1);
+  *exit_code = Call(line, [&options](int argc, const char* const* argv) {
+    return client::ParseCommandLine(argc, argv, &options).value_or(-1);
+  });
   const std::string text =
       testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
   if (printed != nullptr) *printed = text;
@@ -73,11 +69,8 @@ client::Options Parse(const std::string& line, int* exit_code, std::string* prin
 }
 
 ClientRun RunClient(const std::string& line) {
-  const Arguments arguments(line);
   ClientRun run;
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
-  run.exit_code = client::Run(arguments.Count(), arguments.Get());
+  run.exit_code = Call(line, client::Run);
   run.out = testing::internal::GetCapturedStdout();
   run.err = testing::internal::GetCapturedStderr();
   return run;

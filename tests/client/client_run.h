@@ -5,16 +5,13 @@
 #define ZEM_TESTS_CLIENT_CLIENT_RUN_H_
 
 #include <string>
-#include <vector>
 
 #include "app/options.h"
 
 namespace zem::test {
 
-// Words between blanks; 'single quotes' hold one together, empty ones too.
-std::vector<std::string> Split(const std::string& line);
-
-// The options of "zemctl LINE" or, when the line begins with it, "check_zem LINE". A refusal is
+// The options of "zemctl LINE" or, when the line begins with it, "check_zem LINE". Words stand
+// between blanks; 'single quotes' hold one together, empty ones too. A refusal is
 // left in *exit_code (else -1); what was printed goes to *printed.
 client::Options Parse(const std::string& line, int* exit_code, std::string* printed = nullptr);
 

@@ -6,11 +6,10 @@
 
 #include <atomic>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
-#include <vector>
+#include <utility>
 
 #include "core/unique_fd.h"
 
@@ -63,6 +62,14 @@ class FakeAgent {
   std::atomic<bool> over_ = false;
   std::thread thread_;
 };
+
+// Answers every request with the same reply.
+inline FakeAgent Answering(std::string reply) {
+  return FakeAgent([reply = std::move(reply)](FakeSession* session, int) {
+    (void)session->ReadRequest();
+    session->Reply(reply);
+  });
+}
 
 }  // namespace zem::test
 

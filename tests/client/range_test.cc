@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <limits>
 #include <stdexcept>
 
 #include "plugin/check.h"
@@ -16,6 +18,7 @@ TEST(RangeTest, AlertsAsMonitoringPluginsDo) {
     double value;
     bool alerts;
   };
+  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();  // alerts in any case
   const Case cases[] = {
       {"10", -0.1, true},    {"10", 0, false},       {"10", 10, false},    {"10", 10.1, true},
       {"10:", 9.9, true},    {"10:", 10, false},     {"10:", 1e15, false}, {":10", -1, true},
@@ -24,18 +27,12 @@ TEST(RangeTest, AlertsAsMonitoringPluginsDo) {
       {"@5:10", 4.9, false}, {"@5:10", 5, true},     {"@5:10", 10, true},  {"@5:10", 11, false},
       {"@10", 0, true},      {"@10", 11, false},     {"@~:0", -3, true},   {"@~:0", 1, false},
       {"-10:-5", -7, false}, {"-10:-5", -4, true},   {"0", 0, false},      {"0", 1, true},
-      {"1.5:2.5", 2, false}, {"1.5:2.5", 1.4, true},
+      {"1.5:2.5", 2, false}, {"1.5:2.5", 1.4, true}, {"~:", kNone, true},  {"@5:10", kNone, true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.range << " at " << c.value);
     EXPECT_EQ(PlainRange(c.range).Alerts(c.value), c.alerts);
   }
-}
-
-TEST(RangeTest, ValueThatIsNoNumberAlertsWhateverTheRange) {
-  const double no_number = std::numeric_limits<double>::quiet_NaN();
-  EXPECT_TRUE(PlainRange("~:").Alerts(no_number));
-  EXPECT_TRUE(PlainRange("@5:10").Alerts(no_number));
 }
 
 TEST(RangeTest, RefusesWhatIsNoRange) {
@@ -79,18 +76,18 @@ TEST(RangeTest, ReadsTheUnitsOfEachKindOfFigure) {
   EXPECT_THROW(SecondsRange("5K"), std::invalid_argument);
 }
 
-TEST(ThresholdsTest, CriticalComesBeforeWarning) {
+TEST(StateTest, CriticalComesFirstAndTheWorstOfManyCounts) {
   const Thresholds both = {PlainRange("10"), PlainRange("20")};
   EXPECT_EQ(both.Judge(5), State::kOk);
   EXPECT_EQ(both.Judge(15), State::kWarning);
   EXPECT_EQ(both.Judge(25), State::kCritical);
   EXPECT_EQ(Thresholds().Judge(1e9), State::kOk);
-}
-
-TEST(StateTest, WorstOfManyAndNames) {
-  EXPECT_EQ(Worse(State::kUnknown, State::kOk), State::kUnknown);
-  EXPECT_EQ(Worse(State::kUnknown, State::kWarning), State::kWarning);
-  EXPECT_EQ(Worse(State::kCritical, State::kUnknown), State::kCritical);
+  const State ascending[] = {State::kOk, State::kUnknown, State::kWarning, State::kCritical};
+  for (int i = 0; i < 4; ++i) {
+    for (int j = 0; j < 4; ++j) {
+      EXPECT_EQ(Worse(ascending[i], ascending[j]), ascending[std::max(i, j)]);
+    }
+  }
   EXPECT_EQ(ParseState("unknown"), State::kUnknown);
   EXPECT_EQ(ParseState("2"), State::kCritical);
   EXPECT_EQ(ParseState("4"), std::nullopt);

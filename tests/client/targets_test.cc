@@ -8,7 +8,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <optional>
 #include <string>
 
 #include "app/hosts_conf.h"
@@ -25,26 +24,14 @@ using test::Scratch;
 class TargetsTest : public testing::Test {
  protected:
   void SetUp() override {
-    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "CREDENTIALS_DIRECTORY", "ZEM_PASSWORD"}) {
-      const char* value = getenv(name);
-      before_.emplace_back(name,
-                           value == nullptr ? std::nullopt : std::optional<std::string>(value));
+    for (const char* name : {"XDG_CONFIG_HOME", "CREDENTIALS_DIRECTORY", "ZEM_PASSWORD"}) {
       unsetenv(name);
     }
     home_ = testing::TempDir() + "zem-home-XXXXXX";
     ASSERT_NE(mkdtemp(home_.data()), nullptr);
     setenv("HOME", home_.c_str(), 1);
   }
-  void TearDown() override {
-    for (const auto& [name, value] : before_) {
-      if (value) {
-        setenv(name, value->c_str(), 1);
-      } else {
-        unsetenv(name);
-      }
-    }
-    std::filesystem::remove_all(home_);
-  }
+  void TearDown() override { std::filesystem::remove_all(home_); }
 
   static std::vector<Target> Targets(const std::string& line) {
     int exit_code = 0;
@@ -64,9 +51,6 @@ class TargetsTest : public testing::Test {
   }
 
   std::string home_;
-
- private:
-  std::vector<std::pair<const char*, std::optional<std::string>>> before_;
 };
 
 TEST_F(TargetsTest, PasswordSourcesComeInTheirOrder) {
@@ -109,9 +93,11 @@ TEST_F(TargetsTest, PasswordOnTheCommandLineIsRefusedWithAnExplanation) {
     EXPECT_EQ(run.err.find("x would"), std::string::npos);
     EXPECT_EQ(RunClient("check_zem " + std::string(option) + " ping").exit_code, 3);
   }
-  int exit_code = 0;
-  (void)Parse("raw X -- --password", &exit_code);  // data, not an option
-  EXPECT_EQ(exit_code, -1);
+  for (const char* data : {"raw X -- --password", "run mount -Px --password=x"}) {
+    int exit_code = 0;
+    (void)Parse(data, &exit_code);
+    EXPECT_EQ(exit_code, -1) << data;
+  }
 }
 
 TEST_F(TargetsTest, HostAndPort) {
@@ -146,7 +132,7 @@ TEST_F(TargetsTest, HostAndPort) {
     EXPECT_EQ(target.password.View(), c.password);
   }
   EXPECT_EQ(Targets("--hosts-conf " + conf + " -H web").front().endpoint.source, "10.0.0.9");
-  EXPECT_EQ(Targets("--no-password -H 'a,b, ,c' --hosts " + Scratch("#x\n d \n\ne:5\n")).size(),
+  EXPECT_EQ(Targets("--no-password -H 'a,b, ,c' --hosts " + Scratch("#x\n d #y\n\ne:5\n")).size(),
             5U);
   for (const char* bad : {"a:0", "a:65536", "a:x", ":5", "[::1", "[::1]x"}) {
     EXPECT_THROW((void)Targets(std::string("--no-password -H ") + bad), std::invalid_argument)
@@ -166,32 +152,42 @@ TEST_F(TargetsTest, FaultyHostsConfNamesItsLine) {
   }
 }
 
-TEST(OptionsTest, UsageErrorsHaveTheirExitCodes) {
-  for (const char* line :
-       {"", "nonsense", "ping x", "disk", "-t 0 ping", "-t 5:BAD ping", "-t x ping", "-p 0 ping",
-        "-p 65536 ping", "-o xml ping", "--parallel 0 ping", "-w 5 ping", "ping --nonsense",
-        "settings", "disk / /x"}) {
-    SCOPED_TRACE(line);
-    std::string printed;
-    int exit_code = 0;
-    (void)Parse(line, &exit_code, &printed);
-    EXPECT_EQ(exit_code, kExitUsage);
-    EXPECT_NE(printed, "");
-    (void)Parse(std::string("check_zem ") + line, &exit_code, &printed);
-    if (std::string_view(line) != "-w 5 ping") {
+TEST(OptionsTest, UsageErrorsHaveTheirExitCodesAndNameTheWord) {
+  const std::pair<const char*, std::vector<const char*>> cases[] = {
+      {"subcommand", {"", "settings"}},
+      {"\"nonsense\"", {"nonsense", "settings nonsense", "nonsense x"}},
+      {"--nonsense", {"--nonsense", "--nonsense x ping", "ping --nonsense"}},
+      {"/x", {"ping /x", "disk / /x"}},
+      {"PATH", {"disk"}},
+      {"-t", {"-t 0 ping", "-t 0.0001 ping", "-t 5:BAD ping", "-t x ping"}},
+      {"port", {"-p 0 ping", "-p 65536 ping"}},
+      {"xml", {"-o xml ping"}},
+      {"parallel", {"--parallel 0 ping"}},
+      {"check_zem", {"-w 5 ping"}},
+      {"no check", {"--plugin reload"}},
+      {"5x", {"--plugin disk / -w 5x"}},
+      {"takes no -w", {"--plugin hash /x -w 5", "--plugin grep /x y -c 5"}},
+      {"x\\x1b[2J", {"x\x1b[2J"}},
+  };
+  for (const auto& [word, lines] : cases) {
+    for (const std::string line : lines) {
+      SCOPED_TRACE(line);
+      std::string printed;
+      int exit_code = 0;
+      (void)Parse(line, &exit_code, &printed);
+      EXPECT_EQ(exit_code, line.starts_with("--plugin") ? 3 : kExitUsage);
+      EXPECT_NE(printed.find(word), std::string::npos) << printed;
+      if (line == "-w 5 ping") continue;  // right for a check
+      (void)Parse("check_zem " + line, &exit_code, &printed);
       EXPECT_EQ(exit_code, 3);
       EXPECT_TRUE(printed.starts_with("ZEM UNKNOWN - ")) << printed;
     }
   }
-  int exit_code = 0;
-  (void)Parse("check_zem reload", &exit_code);
-  EXPECT_EQ(exit_code, 3);
-  (void)Parse("check_zem disk / -w 5x", &exit_code);
-  EXPECT_EQ(exit_code, 3);
-  (void)Parse("--help", &exit_code);
-  EXPECT_EQ(exit_code, 0);
-  (void)Parse("-V", &exit_code);
-  EXPECT_EQ(exit_code, 0);
+  for (const char* line : {"--help", "-V", "run --help", "check_zem -h"}) {
+    int exit_code = -1;
+    (void)Parse(line, &exit_code);
+    EXPECT_EQ(exit_code, 0) << line;
+  }
 }
 
 }  // namespace
