@@ -122,12 +122,12 @@ TEST_F(TextSearchTest, EqualsTheSmallBufferOnShortFiles) {
 
 // An occurrence at every distance from the ends of the blocks that are read.
 TEST_F(TextSearchTest, FindsAcrossBlocks) {
-  for (const size_t length : {1u, 2u, 100u, 70'000u}) {
+  for (const size_t length : {1u, 100u, 70'000u}) {
     std::string text(length, 'q');
     text.front() = 'Z';
-    for (const size_t block : {65537u, 131073u, 140'001u}) {
-      for (const int distance : {-2, -1, 0, 1, 2, 100}) {
-        std::string contents(230'000, 'q');
+    for (const size_t block : {65537u, 131073u}) {
+      for (const int distance : {-1, 0, 1}) {
+        std::string contents(202'000, 'q');
         const size_t at = block - static_cast<size_t>(distance);
         contents.replace(at, length, text);
         ExpectModel(contents, text);
