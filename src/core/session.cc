@@ -33,9 +33,10 @@ struct Clock {
   int64_t milliseconds;
 };
 
+// Not the time of day: that can be set, and would drop peers that just came or keep silent ones.
 Clock Now() {
   timespec now = {};
-  clock_gettime(CLOCK_REALTIME, &now);
+  clock_gettime(CLOCK_MONOTONIC, &now);
   return {now.tv_sec, now.tv_nsec / 1'000'000};
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // A thread that faults for real: the agent is back within seconds, whatever the thread held.
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <chrono>
 #include <optional>
@@ -113,6 +114,28 @@ TEST_F(Shortage, IsWaitedOutWhoeverStays) {
   WriteFile(dir_ / "fault", "shortage");
   EXPECT_TRUE(agent_->Answers());
   EXPECT_FALSE(FileExists(dir_ / "fault"));
+}
+
+// The administrator or a time service sets the clock by a day, back and forward.
+TEST(WrongClock, KeepsNobodyAndDropsNobodyTooSoon) {
+  const TempDir dir;
+  AgentProcess agent(Options{
+      .config = "timeout=3000\n",
+      .environment = {"LD_PRELOAD=" ZEM_FAULT_PRELOAD, "ZEM_CLOCK_FILE=" + (dir / "clock")}});
+  for (const char* error : {"-86400", "86400"}) {
+    SCOPED_TRACE(error);
+    const Connection silent(agent.Port());
+    ASSERT_TRUE(agent.Answers());
+    WriteFile(dir / "clock", error);
+    EXPECT_FALSE(silent.ClosesWithin(1000));
+    EXPECT_TRUE(silent.ClosesWithin(8000));
+    EXPECT_TRUE(agent.Answers());
+  }
+  agent.WriteConfig("comment=after the crash\n");
+  agent.Signal(SIGSEGV);
+  EXPECT_TRUE(Eventually([&] {
+    return Holds(agent.Ask("GetInfo").value_or(""), "Comment=after the crash\n");
+  }));
 }
 
 }  // namespace
