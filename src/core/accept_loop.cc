@@ -28,6 +28,7 @@ namespace {
 
 constexpr timespec kWait = {1, 0};
 constexpr int kReplySeconds = 5;
+constexpr size_t kManySessions = 256;
 constexpr int kScriptRetries = 20;
 constexpr unsigned kScriptRetryPause = 10'000;  // microseconds
 
@@ -175,8 +176,16 @@ bool AcceptLoop::WaitForConnection() {
     agent_->control.WakeOnSessionClose(false);
     paused_ = false;
   }
-  if (ready == 0 && paused_ && IsShortageOver()) paused_ = false;
+  if (ready == 0) ServeQuietSecond();
   return count == 2 && waited[1].revents != 0;
+}
+
+// What many sessions together had is given back once they are gone.
+void AcceptLoop::ServeQuietSecond() {
+  if (paused_ && IsShortageOver()) paused_ = false;
+  if (accepted_ < kManySessions || agent_->control.Counters().active > 0) return;
+  accepted_ = 0;
+  ReturnFreeMemory();
 }
 
 // Asked once a second: a shortage need not be the sessions' doing, and the close of the one that
@@ -195,6 +204,7 @@ void AcceptLoop::AcceptOne() {
     HandleAcceptError(errno);
     return;
   }
+  ++accepted_;
   // The lowest free number was given: a high one means that few are left.
   if (connection.Get() >= shortage_from_) PauseAccepting();
   const SettingsPtr settings = agent_->settings.Snapshot();

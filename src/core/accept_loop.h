@@ -38,6 +38,7 @@ class AcceptLoop {
   void Reject(UniqueFd connection, uint32_t peer);
   void HandleAcceptError(int error_number);
   void PauseAccepting();
+  void ServeQuietSecond();
   bool IsShortageOver() const;
   [[noreturn]] void End(int status);
 
@@ -49,6 +50,7 @@ class AcceptLoop {
   const int shortage_from_;
   ParkedDescriptors parked_;
   bool paused_ = false;
+  size_t accepted_ = 0;  // since memory was last given back
 };
 
 }  // namespace zem

@@ -29,6 +29,10 @@ bool IsPassingAcceptError(int error_number);
 // Async-signal-safe.
 bool IsOwnFault(const siginfo_t& info);
 
+// Gives memory that the allocator keeps for later back to the system. Any thread; takes about a
+// millisecond, in which other threads may wait to allocate.
+void ReturnFreeMemory();
+
 }  // namespace zem
 
 #endif  // ZEM_CORE_PLATFORM_H_

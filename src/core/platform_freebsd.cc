@@ -42,4 +42,7 @@ bool IsOwnFault(const siginfo_t& info) {
   return info.si_code > 0 && info.si_code < 0x10000;
 }
 
+// The allocator gives unused pages back by itself, after a while.
+void ReturnFreeMemory() {}
+
 }  // namespace zem

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "core/platform.h"
 
+#include <malloc.h>
 #include <sys/vfs.h>
 
 #include <cerrno>
@@ -39,6 +40,12 @@ bool IsPassingAcceptError(int error_number) {
 // The kernel numbers its own reasons above 0, those of senders from 0 down.
 bool IsOwnFault(const siginfo_t& info) {
   return info.si_code > 0;
+}
+
+void ReturnFreeMemory() {
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
 }
 
 }  // namespace zem
