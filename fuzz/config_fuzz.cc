@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A configuration file from anywhere: load, save, load again, and nothing is lost.
+// A configuration file from anywhere: load, save, load again, and nothing is lost: no setting, and
+// no line that is none of the agent's to rewrite. A second save changes nothing that counts.
 #include <unistd.h>
 
 #include <string>
+#include <vector>
 
 #include "core/config_file.h"
 #include "core/scratch.h"
+#include "core/unique_fd.h"
 #include "fuzz.h"
 #include "text/file_info.h"
 
@@ -60,6 +63,37 @@ void CheckLines(std::string_view text) {
   }
 }
 
+std::string_view WithoutLineEnd(std::string_view line) {
+  if (!line.ends_with('\n')) return line;
+  line.remove_suffix(line.ends_with("\r\n") ? 2 : 1);
+  return line;
+}
+
+// A byte that no line can carry is a blank after the first save, and at the end of a line gone
+// after the second.
+std::string WithoutTrailingBlanks(std::string_view text) {
+  std::string kept;
+  for (const char byte : text) {
+    if (byte == '\r' || byte == '\n') kept.erase(kept.find_last_not_of(" \t") + 1);
+    kept += byte;
+  }
+  return kept;
+}
+
+// The lines that a save copies: comments, unknown keys, keys it never writes.
+std::vector<std::string> CopiedLines(const Scratch& scratch) {
+  std::vector<std::string> lines;
+  const FilePtr file = OpenForReading(OvString(scratch.Path("zem.cfg")));
+  OvString line;
+  while (ReadConfigLine(file.get(), &line)) {
+    ConfigLine parsed;
+    const SettingRow* row = ParseConfigLine(line, &parsed) ? FindSettingByKey(parsed.key) : nullptr;
+    if (row != nullptr && row->on_save != OnSave::kNever) continue;
+    lines.emplace_back(WithoutLineEnd(line));
+  }
+  return lines;
+}
+
 }  // namespace
 }  // namespace zem
 
@@ -69,12 +103,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string path = scratch.Path("zem.cfg");
   const std::string_view text = zem::Text(data, size);
   scratch.Write("zem.cfg", text);
+  const bool has_long_line = zem::HasLongLine(text);
+  const std::vector<std::string> lines = zem::CopiedLines(scratch);
   const zem::Settings before = zem::Loaded(path);
   zem::OvString error;
   FUZZ_CHECK(zem::SaveSettings(before, &error));
-  zem::CheckLines(scratch.Read("zem.cfg"));
-  if (zem::HasLongLine(text)) return 0;
+  const std::string saved = scratch.Read("zem.cfg");
+  zem::CheckLines(saved);
+  FUZZ_CHECK(scratch.Read("zem.cfg.Old") == text);
+  if (has_long_line) return 0;
+  FUZZ_CHECK(zem::CopiedLines(scratch) == lines);
   const zem::Settings after = zem::Loaded(path);
   for (const zem::SettingRow& row : zem::SettingsTable()) zem::CheckSame(row, before, after);
+  FUZZ_CHECK(zem::SaveSettings(after, &error));
+  FUZZ_CHECK(zem::WithoutTrailingBlanks(scratch.Read("zem.cfg")) ==
+             zem::WithoutTrailingBlanks(saved));
   return 0;
 }

@@ -231,7 +231,7 @@ TEST(HostilePeers, AClosedConnectionMakesRoomAtTheDescriptorLimit) {
 }
 
 TEST(HostilePeers, WithHardlyAnyDescriptorsItServesOneAfterTheOther) {
-  for (const rlim_t limit : {8, 9, 12}) {
+  for (const rlim_t limit : {rlim_t{8}, rlim_t{9}, rlim_t{12}}) {
     SCOPED_TRACE(limit);
     AgentProcess agent(Options{.before_exec = [limit] { LimitDescriptors(limit); }});
     for (int i = 0; i < 5; ++i) EXPECT_TRUE(agent.Answers()) << i;

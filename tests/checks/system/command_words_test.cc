@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "checks/system/slow_command_words.h"
+
 namespace zem {
 namespace {
 
@@ -17,28 +19,6 @@ Words Split(const std::string& line) {
   Words copy(words->Vector(), words->Vector() + words->Count());
   EXPECT_EQ(words->Vector()[words->Count()], nullptr);
   return copy;
-}
-
-// The same rules, one character at a time.
-Words SplitSlowly(const std::string& line) {
-  Words words;
-  std::string word;
-  char state = ' ';  // between words; 'w' in a plain word; or the quote that ends the word
-  for (const char c : line) {
-    if (state == ' ') {
-      if (c == ' ') continue;
-      const bool quote = c == '\'' || c == '"';
-      word = quote ? "" : std::string(1, c);
-      state = quote ? c : 'w';
-    } else if (state == 'w' ? c == ' ' || c == '\t' : c == state) {
-      words.push_back(word);
-      state = ' ';
-    } else {
-      word += c;
-    }
-  }
-  if (state != ' ') words.push_back(word);
-  return words;
 }
 
 TEST(CommandWords, AgreesWithASlowModelOnEveryShortLine) {
