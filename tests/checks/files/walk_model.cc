@@ -59,9 +59,18 @@ std::vector<Entry> Search(std::string directory, const std::string& mask, unsign
   return result;
 }
 
-double FolderSize(const std::string& path, bool with_subfolders) {
+namespace {
+
+bool IsLink(const std::string& path) {
+  struct stat info;
+  return lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
+}
+
+enum class Place : bool { kTop, kBelow };
+
+double FolderSizeAt(const std::string& path, bool with_subfolders, Place place) {
   const size_t slash = path.rfind('/') + 1;
-  const bool is_folder = IsFolder(path);
+  const bool is_folder = IsFolder(path) && (place == Place::kTop || !IsLink(path));
   std::string folder = is_folder ? path : path.substr(0, slash);
   const std::string mask = is_folder ? "*" : path.substr(slash);
   const std::vector<Entry> entries = Search(folder, "*", 63);
@@ -71,12 +80,18 @@ double FolderSize(const std::string& path, bool with_subfolders) {
   for (const Entry& entry : entries) {
     if (IsFolder(entry)) {
       if (!with_subfolders || IsDots(entry)) continue;
-      total += std::max(0.0, FolderSize(folder + entry.name + "/" + mask, true));
+      total += std::max(0.0, FolderSizeAt(folder + entry.name + "/" + mask, true, Place::kBelow));
     } else if (fnmatch(mask.c_str(), entry.name.c_str(), 0) == 0) {
       total += static_cast<double>(entry.size);
     }
   }
   return total;
+}
+
+}  // namespace
+
+double FolderSize(const std::string& path, bool with_subfolders) {
+  return FolderSizeAt(path, with_subfolders, Place::kTop);
 }
 
 int CountFiles(std::string folder, const std::string& mask, bool with_subfolders, int mode,
