@@ -28,6 +28,8 @@ class OvStringPair {
         limit_(limit),
         text_(limit == std::string::npos ? OvString() : OvString::Fixed(limit)) {}
 
+  size_t Length() const { return model_.size(); }
+
   // One operation; false when the two differ afterwards.
   bool Step() {
     const size_t position = choose_(model_.size() + 2);
