@@ -49,7 +49,7 @@ Failure Cut(size_t got, size_t wanted) {
 bool DecipherInTime(const Cipher& cipher, std::string_view bytes, const Deadline& deadline,
                     std::string* text) {
   text->resize(bytes.size());
-  std::string scratch(kCipherBlock + kPiece, '\0');
+  std::string scratch(kCipherBlock + std::min(kPiece, bytes.size()), '\0');
   for (size_t done = 0; done < bytes.size(); done += kPiece) {
     if (done > 0 && deadline.HasPassed()) return false;
     // A byte depends on the block of ciphertext in front of it alone.
