@@ -99,7 +99,7 @@ class Tls:
 
 def main():
     build = pathlib.Path(sys.argv[1]).resolve()
-    requests = int(sys.argv[2]) if len(sys.argv) > 2 else 3000
+    requests = int(sys.argv[2]) if len(sys.argv) > 2 else 1500
     if not shutil.which("zabbix_agentd") or not shutil.which("openssl"):
         sys.exit("zabbix_agentd and openssl are needed for the comparison")
     with tempfile.TemporaryDirectory() as name:
