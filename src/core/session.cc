@@ -131,8 +131,7 @@ Session::Next Session::HandleBytes(std::string_view bytes) {
   last_data_seconds_ = Now().seconds;
   received_.Append(bytes);
   const SettingsPtr settings = agent_->settings.Snapshot();
-  if (!IsPacketComplete(received_) &&
-      !HasWrongPassword(received_, *settings->password_key)) {
+  if (!IsPacketComplete(received_) && !HasWrongPassword(received_, *settings->password_key)) {
     return Next::kReceiveMore;
   }
   request_seen_ = true;

@@ -41,8 +41,8 @@ using PacketTrace = std::function<void(std::string_view line)>;
 // refuses it and no stranger makes the agent gather it.
 bool IsPacketComplete(std::string_view received);
 
-// True when the password field has arrived whole and is not the digest of `password`: nothing that may
-// still come can make such a packet valid.
+// True when the password field has arrived whole and is not the digest of `password`: nothing that
+// may still come can make such a packet valid.
 bool HasWrongPassword(std::string_view received, const PasswordKey& password);
 
 // Checks and deciphers `packet->text` in place. On success the text is the request's and the key

@@ -133,9 +133,8 @@ TEST(WrongClock, KeepsNobodyAndDropsNobodyTooSoon) {
   }
   agent.WriteConfig("comment=after the crash\n");
   agent.Signal(SIGSEGV);
-  EXPECT_TRUE(Eventually([&] {
-    return Holds(agent.Ask("GetInfo").value_or(""), "Comment=after the crash\n");
-  }));
+  EXPECT_TRUE(Eventually(
+      [&] { return Holds(agent.Ask("GetInfo").value_or(""), "Comment=after the crash\n"); }));
 }
 
 }  // namespace
