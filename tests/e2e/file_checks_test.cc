@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "e2e/agent_process.h"
+#include "spelled.h"
 
 namespace zem::test {
 namespace {
@@ -46,14 +47,7 @@ class FileChecks : public ::testing::Test {
     ASSERT_EQ(utimensat(AT_FDCWD, (files_ / name).c_str(), times, 0), 0);
   }
 
-  std::string Spelled(std::string text) const {
-    for (size_t at = 0; (at = text.find_first_of("|~", at)) != std::string::npos;) {
-      const std::string with = text[at] == '|' ? "\n" : files_.Path();
-      text.replace(at, 1, with);
-      at += with.size();
-    }
-    return text;
-  }
+  std::string Spelled(const std::string& text) const { return zem::Spelled(text, files_.Path()); }
 
   std::string Reply(const std::string& request) const {
     return agent_.Ask(Spelled(request)).value_or("no reply");

@@ -15,6 +15,7 @@
 #include "checks/files/file_list.h"
 #include "checks/files/folder_size.h"
 #include "checks/files/temp_folder.h"
+#include "spelled.h"
 
 namespace zem {
 namespace {
@@ -28,14 +29,7 @@ class FileHandlers : public ::testing::Test {
     std::string reply;    // the same
   };
 
-  std::string Spelled(std::string text) const {
-    for (size_t at = 0; (at = text.find_first_of("|~", at)) != std::string::npos;) {
-      const std::string with = text[at] == '|' ? "\n" : top_.Path();
-      text.replace(at, 1, with);
-      at += with.size();
-    }
-    return text;
-  }
+  std::string Spelled(const std::string& text) const { return zem::Spelled(text, top_.Path()); }
 
   std::string Reply(Handler handler, const std::string& request) const {
     const Settings settings;
