@@ -12,10 +12,12 @@
 #include "core/exit_status.h"
 #include "core/inherited_state.h"
 #include "core/pid_file.h"
+#include "core/platform.h"
 #include "core/signals.h"
 #include "core/start_up.h"
 
 int main(int argc, char** argv) {
+  zem::UseOneHeap();
   zem::InheritedState::Capture(argc, argv);
   zem::FillStandardDescriptors();
   zem::PrepareSignals();

@@ -42,7 +42,8 @@ bool IsOwnFault(const siginfo_t& info) {
   return info.si_code > 0 && info.si_code < 0x10000;
 }
 
-// The allocator gives unused pages back by itself, after a while.
+// The allocator gives unused pages back by itself, after a while, whosever they were.
+void UseOneHeap() {}
 void ReturnFreeMemory() {}
 
 }  // namespace zem

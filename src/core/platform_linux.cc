@@ -42,6 +42,12 @@ bool IsOwnFault(const siginfo_t& info) {
   return info.si_code > 0;
 }
 
+void UseOneHeap() {
+#ifdef __GLIBC__
+  mallopt(M_ARENA_MAX, 1);
+#endif
+}
+
 void ReturnFreeMemory() {
 #ifdef __GLIBC__
   malloc_trim(0);
