@@ -121,6 +121,7 @@ TEST_F(FileHandlers, CountFiles) {
   const time_t now = time(nullptr);
   SetTimes(top_ / "a.log", now - 600);
   SetTimes(top_ / "b.log", now + 600);
+  SetTimes(top_ / "s", 1000);
   const std::string wrong = "501|Wrong parameter";
   const std::string failed = "301|Folder doesn`t exist or access denied";
   ExpectReplies(CheckCountFiles, {{"~|*", "200|3|"},
@@ -147,6 +148,7 @@ TEST_F(FileHandlers, CountFiles) {
                                   {"~/missing|*|1", failed},
                                   {"~/a.log|*", failed},
                                   {OverlongPath() + "|*", failed},
+                                  {"~/%oldestfolder%|*|||||||||1", "200|1|"},
                                   {"~/%oldestfolder%/none|*|||||||||1", failed}});
   // Beyond 32 bits the difference wraps; it must not trap.
   EXPECT_EQ(Reply(CheckCountFiles, "~|a.log||1|-99999999999"), "200\n0\n");
