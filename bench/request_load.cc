@@ -2,10 +2,9 @@
 // Requests a second and server CPU microseconds a request for GetInfo, one new connection each, at
 // 1, 8 and 64 clients, beside a bare thread-a-connection server that reads and writes as many
 // bytes, in the same run. The limit is that server plus the cipher's own work: two key set-ups and
-// one block for every byte received under the session key or sent. Aim: at most 1.3 times; below 1
-// is possible, because the agent sets up the password's key only when the password changes.
+// one block for every byte received under the session key or sent. Aim: at most 1.3 times.
 //
-//   build/bench/request_load [seconds for each measurement, default 3]
+//   build/bench/bench/request_load [seconds for each measurement, default 3]
 #include <arpa/inet.h>
 #include <netinet/tcp.h>
 #include <pthread.h>

@@ -16,6 +16,7 @@
 #include "dispatch/dispatcher.h"
 #include "dispatch/upgrade.h"
 #include "protocol/agent_reply.h"
+#include "protocol/digest.h"
 #include "protocol/packet.h"
 
 namespace zem {
@@ -131,7 +132,8 @@ Session::Next Session::HandleBytes(std::string_view bytes) {
   last_data_seconds_ = Now().seconds;
   received_.Append(bytes);
   const SettingsPtr settings = agent_->settings.Snapshot();
-  if (!IsPacketComplete(received_) && !HasWrongPassword(received_, *settings->password_key)) {
+  if (!IsPacketComplete(received_) &&
+      !HasWrongPassword(received_, PasswordDigest(settings->password))) {
     return Next::kReceiveMore;
   }
   request_seen_ = true;
@@ -157,7 +159,7 @@ void Session::HandlePacket(const SettingsPtr& settings) {
   if (settings->verbose_debugging) {
     trace = [this](std::string_view line) { agent_->log.WriteLog(line, peer_, LogKind::kDebug); };
   }
-  if (!ParseRequestPacket(&packet, *settings->password_key, trace)) {
+  if (!ParseRequestPacket(&packet, settings->password, trace)) {
     agent_->log.WriteLog("<-- Invalid QV request received\n", peer_, LogKind::kInformation);
     return;
   }

@@ -13,7 +13,6 @@
 #include <string_view>
 #include <variant>
 
-#include "protocol/password_key.h"
 #include "text/ovstring.h"
 
 namespace zem {
@@ -39,7 +38,6 @@ struct Settings {
   int timeout = 0;  // milliseconds a silent session may stay; negative = for ever
   OvString comment;
   OvString password;
-  PasswordKeyPtr password_key;  // of the password; set when the record is published
   OvString pid_file;
 
   // Connection filter. The list's items are separated by CR LF here, by blanks in the file.

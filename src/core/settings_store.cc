@@ -7,11 +7,8 @@
 
 namespace zem {
 
-SettingsStore::SettingsStore(const Settings& initial) {
-  const auto settings = std::make_shared<Settings>(initial);
-  settings->password_key = std::make_shared<const PasswordKey>(settings->password);
-  current_ = settings;
-}
+SettingsStore::SettingsStore(const Settings& initial)
+    : current_(std::make_shared<const Settings>(initial)) {}
 
 SettingsPtr SettingsStore::Snapshot() const {
   MutexLock lock(&mutex_);
@@ -50,12 +47,7 @@ class SettingsStore::Turn {
   Settings* Copy() { return copy_.get(); }
   const Settings& Previous() const { return *previous_; }
   // Nobody writes to the copy once it is published.
-  void Publish() {
-    if (copy_->password != previous_->password) {
-      copy_->password_key = std::make_shared<const PasswordKey>(copy_->password);
-    }
-    store_->Publish(copy_);
-  }
+  void Publish() { store_->Publish(copy_); }
 
  private:
   SettingsStore* const store_;

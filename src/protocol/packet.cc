@@ -69,27 +69,25 @@ bool IsPacketComplete(std::string_view received) {
          packet_size + 4 <= static_cast<int64_t>(received.size());
 }
 
-bool HasWrongPassword(std::string_view received, const PasswordKey& password) {
+bool HasWrongPassword(std::string_view received, std::string_view password_field) {
   if (received.size() < kRequestHeaderBytes) return false;
   const int64_t size = ReadSize(received, 6, 2);
   if (8 + size > static_cast<int64_t>(received.size())) return false;
-  return !EqualSecrets(Field(received, 8, size), password.Digest());
+  return !EqualSecrets(Field(received, 8, size), password_field);
 }
 
-bool ParseRequestPacket(RequestPacket* packet, const PasswordKey& password,
+bool ParseRequestPacket(RequestPacket* packet, std::string_view password,
                         const PacketTrace& trace) {
   packet->key.reset();
   const std::string_view bytes = packet->text;
   Fields fields;
   if (!ReadFields(bytes, trace, &fields)) return false;
-  if (!EqualSecrets(Field(bytes, 8, fields.password_size), password.Digest())) {
+  if (!EqualSecrets(Field(bytes, 8, fields.password_size), PasswordDigest(password))) {
     if (trace) trace("<-- Wrong password or MD5 error\n");
     return false;
   }
   const int64_t key_offset = 10 + fields.password_size;
-  const std::string_view key_field = Field(bytes, key_offset, fields.key_size);
-  OvString key;
-  if (!key_field.empty()) password.Schedule().Decipher(key_field, key.Resize(key_field.size()));
+  OvString key = DecipherField(Field(bytes, key_offset, fields.key_size), password);
   packet->key = MakeSessionKey(key);
   key.Wipe();
 

@@ -16,7 +16,6 @@
 #include <functional>
 #include <string_view>
 
-#include "protocol/password_key.h"
 #include "protocol/session_key.h"
 #include "text/ovstring.h"
 
@@ -41,13 +40,13 @@ using PacketTrace = std::function<void(std::string_view line)>;
 // refuses it and no stranger makes the agent gather it.
 bool IsPacketComplete(std::string_view received);
 
-// True when the password field has arrived whole and is not the digest of `password`: nothing that
-// may still come can make such a packet valid.
-bool HasWrongPassword(std::string_view received, const PasswordKey& password);
+// True when the password field has arrived whole and is not `password_field`: nothing that may
+// still come can make such a packet valid.
+bool HasWrongPassword(std::string_view received, std::string_view password_field);
 
 // Checks and deciphers `packet->text` in place. On success the text is the request's and the key
 // is set; on failure the packet's contents mean nothing.
-[[nodiscard]] bool ParseRequestPacket(RequestPacket* packet, const PasswordKey& password,
+[[nodiscard]] bool ParseRequestPacket(RequestPacket* packet, std::string_view password,
                                       const PacketTrace& trace);
 
 // The request packet of a client: signed, with the session key under the password and the text

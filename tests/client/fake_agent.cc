@@ -45,7 +45,7 @@ std::string FakeSession::ReadRequest() {
   }
   RequestPacket packet;
   packet.text = received;
-  if (!ParseRequestPacket(&packet, PasswordKey(kFakePassword), {})) return "";
+  if (!ParseRequestPacket(&packet, kFakePassword, {})) return "";
   key_ = packet.key->Text().View();
   return std::string(packet.text.View());
 }
