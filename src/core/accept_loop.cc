@@ -14,12 +14,14 @@
 #include <limits>
 #include <utility>
 
+#include "checks/system/created_file.h"
 #include "core/exit_status.h"
 #include "core/inherited_state.h"
 #include "core/listener.h"
 #include "core/platform.h"
 #include "core/session.h"
 #include "core/signals.h"
+#include "core/start_up.h"
 #include "text/system_error.h"
 
 namespace zem {
@@ -100,6 +102,8 @@ void AcceptLoop::ServeSignals() {
 }
 
 void AcceptLoop::End(int status) {
+  agent_->control.StopReplies(kReplySeconds);
+  RemoveCreatedFiles();
   FlushConsole();
   // No destructor: sessions are still using what they would destroy.
   _exit(status);
@@ -109,7 +113,6 @@ void AcceptLoop::TerminateIfRequested() {
   if (!agent_->control.TerminateRequested()) return;
   agent_->log.WriteLog("Terminate request received. Terminating..\n", 0, LogKind::kInformation);
   pid_file_->Remove();
-  agent_->control.StopReplies(kReplySeconds);
   End(exit_status::kOk);
 }
 
@@ -120,10 +123,12 @@ void AcceptLoop::ExecuteInPlace(const char* announcement, const OvString& path,
   listener_.Reset();
   pid_file_->Remove();
   agent_->control.StopReplies(kReplySeconds);
+  RemoveCreatedFiles();
   FlushConsole();
   PrepareForExec();
   Execute(path);
   ReinstallAfterFailedExec();
+  (void)RaiseDescriptorLimit();
   agent_->control.ResumeReplies();
   agent_->log.WriteLog(failure, 0, LogKind::kFailure);
 }

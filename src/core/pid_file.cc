@@ -12,6 +12,8 @@ namespace {
 
 constexpr mode_t kPidFileMode = 0644;
 
+// A lock of the process: it goes as soon as any descriptor of the file is closed, so a check of the
+// agent's own pid file gives it up.
 bool Lock(int descriptor) {
   struct flock whole_file = {};
   whole_file.l_type = F_WRLCK;
@@ -21,6 +23,7 @@ bool Lock(int descriptor) {
 
 }  // namespace
 
+// Through no link: the folder may be the agent's user's, and the agent is started by root.
 void PidFile::CreateAndLock(const OvString& path, ActivityLog* log) {
   UniqueFd file(
       open(path.CStr(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kPidFileMode));

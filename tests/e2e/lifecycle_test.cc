@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Stop, restart, reload, crash, port switch and the connection filter.
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <string>
@@ -57,12 +59,39 @@ TEST(Lifecycle, ReloadAppExecutesTheProgramInPlace) {
 TEST(Lifecycle, AProgramThatCannotBeExecutedLeavesTheListenerClosed) {
   const TempDir dir;
   WriteFile(dir / "not-a-program", "");
-  AgentProcess agent(Options{.zempath = dir / "not-a-program"});
+  AgentProcess agent(Options{.zempath = dir / "not-a-program", .before_exec = [] {
+                               const rlimit limit = {256, 2048};
+                               setrlimit(RLIMIT_NOFILE, &limit);
+                             }});
+  const auto limit = [&] { return ReadFile("/proc/" + std::to_string(agent.Pid()) + "/limits"); };
+  const std::string raised = limit();
   EXPECT_EQ(agent.Ask("ReloadApp\n"), "200\nOk\n");
   EXPECT_TRUE(
       Eventually([&] { return Holds(agent.BadLog(), "Error: cannot start new instance\n"); }));
   EXPECT_FALSE(Connection(agent.Port()).IsOpen());
   EXPECT_FALSE(agent.HasExited());
+  EXPECT_EQ(limit(), raised) << "the program it failed to become would have started with less";
+}
+
+// Whoever is being answered at that moment gets the whole reply first.
+TEST(Lifecycle, WithoutAnyPortLeftItEndsWithStatusFour) {
+  const TempDir dir;
+  WriteFile(dir / "list", "#!/bin/sh\nyes abcdefgh | head -c 3600000\n");
+  chmod((dir / "list").c_str(), 0755);
+  const std::string config = "timeout=20000\nproclistscript=" + (dir / "list") + "\n";
+  AgentProcess agent(Options{.config = config + "host=127.0.0.1\n"});
+  const Connection slow(agent.Port());
+  ASSERT_TRUE(slow.Send(Packet("GetProcessesList\n\r")));
+  agent.WriteConfig(config + "host=192.0.2.1\n");
+  EXPECT_EQ(agent.Ask("ReloadCfg\n"), "200\nOk\n");
+  pollfd reply = {slow.Fd(), POLLIN, 0};
+  ASSERT_EQ(poll(&reply, 1, 60'000), 1);
+  EXPECT_EQ(agent.Ask("SetSettings\nPort=" + std::to_string(FreePort()) + "\n"), "200\n");
+  EXPECT_TRUE(Eventually(
+      [&] { return Holds(agent.BadLog(), "Cannot open original port either. Terminating\n"); }));
+  constexpr size_t kLines = 400'001;  // more than hides in buffers; the last comes twice, as ever
+  EXPECT_EQ(slow.ReceiveReply().value_or("").size(), 4 + kLines * 14 + 1);
+  EXPECT_EQ(agent.WaitForExit(), 4);
 }
 
 TEST(Lifecycle, HangUpReloadsADaemonAndKeepsItsPort) {
@@ -75,7 +104,7 @@ TEST(Lifecycle, HangUpReloadsADaemonAndKeepsItsPort) {
   EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
 }
 
-TEST(Lifecycle, AFailedReloadIsReportedAndNeverOpensTheAgent) {
+TEST(Lifecycle, AFailedReloadIsReportedAndKeepsThePassword) {
   AgentProcess agent;
   WriteFile(agent.ConfigPath(), "comment=half\npassword=\n");
   EXPECT_EQ(agent.Ask("ReloadCfg\n"),

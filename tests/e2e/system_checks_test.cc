@@ -197,6 +197,24 @@ TEST(SystemChecks, AProgramLeftRunningKeepsNoPortFromTheNextAgent) {
   }
 }
 
+TEST(SystemChecks, ARestartRemovesTheFilesOfThoseItCutsOff) {
+  for (const char* end : {"ReloadApp\n", "QUIT\n"}) {
+    SCOPED_TRACE(end);
+    const TempDir dir;
+    const AgentProcess agent(Options{.config = "delayforscripts=0\n"});
+    const std::string script = "echo $$ >" + (dir / "pid") + "%0Aexec sleep 300";
+    const Connection cut_off(agent.Port());
+    ASSERT_TRUE(
+        cut_off.Send(Packet("TEST-ShellScript\nsh %script% -\n" + script + "\n\n0\n0\n\r")));
+    ASSERT_TRUE(Eventually([&] { return !ReadFile(dir / "pid").empty(); }));
+    EXPECT_EQ(ListDir(agent.TempPath()).size(), 2U);
+    EXPECT_EQ(agent.Ask(end), "200\nOk\n");
+    EXPECT_TRUE(cut_off.ClosesWithin(30'000));
+    EXPECT_EQ(ListDir(agent.TempPath()), std::vector<std::string>());
+    EXPECT_EQ(kill(atoi(ReadFile(dir / "pid").c_str()), SIGKILL), 0);
+  }
+}
+
 TEST(SystemChecks, ATimeOutEndsTheWholeFamily) {
   const TempDir dir;
   const AgentProcess agent(Options{.config = "delayforscripts=0\n"});

@@ -144,7 +144,7 @@ std::optional<double> MeasureFolder(const OvString& path, bool with_subfolders) 
   if (!walk.Read()) return std::nullopt;
   // Deliberate: a mask without a folder measures the current directory, but the names of the
   // sub-folders found there are looked up in the root. Without a "/" in the path there is nothing
-  // else that they could be put behind. In a daemon both are the same directory.
+  // else that they could be put behind.
   if (folder.IsEmpty()) walk.LookInRoot();
   walk.ReadSubfolders();
   return walk.Total();

@@ -3,7 +3,7 @@
 //
 // The name can be foreseen, and the directory may be open to everybody, so the file is made
 // exclusively and never through a link. What a program then opens under the name is this file.
-// Threads: as any value: one owner.
+// Threads: as any value: one owner. RemoveCreatedFiles: any.
 
 #ifndef ZEM_CHECKS_SYSTEM_CREATED_FILE_H_
 #define ZEM_CHECKS_SYSTEM_CREATED_FILE_H_
@@ -41,6 +41,10 @@ class CreatedFile {
  private:
   OvString path_;
 };
+
+// Removes the files of all owners. For a process that is about to end or to become another
+// program, in which nobody would remove them.
+void RemoveCreatedFiles();
 
 }  // namespace zem
 

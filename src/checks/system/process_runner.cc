@@ -90,6 +90,7 @@ bool ReportEnd(int status, const char* reason_path, int32_t* exit_code, OvString
   if (!WIFEXITED(status)) return Fail(error, kAbnormalTermination);
   if (WEXITSTATUS(status) == kExecFailureStatus && IsRegularFile(reason_path)) {
     const OvString reason = TakeReason(reason_path);
+    // On a full disk the file is there and says nothing.
     return Fail(error, reason.IsEmpty() ? kExecError : reason.View());
   }
   *exit_code = WEXITSTATUS(status);

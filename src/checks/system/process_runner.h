@@ -7,7 +7,7 @@
 // Errors:  false and one line in *error, which is emptied on entry; *exit_code then keeps what it
 //          held.
 // Threads: any; blocks the caller. Every child is reaped, except one that is started without
-//          waiting and outlives the first second.
+//          waiting and outlives the first second, and one whose session a restart cuts off.
 
 #ifndef ZEM_CHECKS_SYSTEM_PROCESS_RUNNER_H_
 #define ZEM_CHECKS_SYSTEM_PROCESS_RUNNER_H_

@@ -39,16 +39,15 @@ bool Refuse(char* buffer) {
 }
 
 bool FindFreeName(char* buffer, int32_t capacity) {
-  for (int attempt = 1; attempt <= kMostAttempts; ++attempt) {
+  for (int attempt = 1;; ++attempt) {
     char candidate[1024];
     snprintf(candidate, sizeof(candidate), "%s%" PRId64, buffer, NextSuffix());
-    if (strlen(candidate) <= strlen(buffer)) return Refuse(buffer);
+    if (strlen(candidate) <= strlen(buffer) || attempt > kMostAttempts) return Refuse(buffer);
     if (IsRegularFile(candidate)) continue;
     buffer[0] = '\0';
     AppendBounded(buffer, capacity, candidate);
     return true;
   }
-  return Refuse(buffer);
 }
 
 }  // namespace
