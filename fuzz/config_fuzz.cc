@@ -98,8 +98,7 @@ std::vector<std::string> CopiedLines(const Scratch& scratch) {
 }  // namespace zem
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  // In memory where that is to be had: a save waits for its disk.
-  static const zem::Scratch scratch(zem::DirectoryExists("/dev/shm") ? "/dev/shm" : "/tmp");
+  static const zem::Scratch scratch(zem::PlaceOfSandboxes());
   const std::string path = scratch.Path("zem.cfg");
   const std::string_view text = zem::Text(data, size);
   scratch.Write("zem.cfg", text);

@@ -17,13 +17,6 @@ namespace zem {
 
 namespace {
 
-// In memory where that is to be had: thousands of files a second come and go.
-std::string Parent() {
-  const char* wanted = getenv("TMPDIR");
-  if (wanted != nullptr && *wanted != '\0') return wanted;
-  return DirectoryExists("/dev/shm") ? "/dev/shm" : "/tmp";
-}
-
 // Times: "newest" and "oldest" have to have an answer, some are equal, and one entry lies at the
 // epoch, where a choice is special. Links lead only into the tree.
 struct Item {
@@ -101,7 +94,7 @@ void MakeAbsolute(std::vector<std::string>* arguments) {
 
 }  // namespace
 
-Sandbox::Sandbox() : files_(Parent()), folder_(files_.Path()) {
+Sandbox::Sandbox() : files_(PlaceOfSandboxes()), folder_(files_.Path()) {
   folder_.pop_back();
   Fill(files_);
   home_.Reset(open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));

@@ -147,10 +147,11 @@ void AgentProcess::Signal(int number) const {
 }
 
 bool AgentProcess::HasExited() {
-  if (exit_status_) return exit_status_ != 0;
   int wait_status = 0;
-  if (waitpid(child_, &wait_status, WNOHANG) != child_) return false;
-  exit_status_ = ExitStatus(wait_status);
+  if (!exit_status_ && waitpid(child_, &wait_status, WNOHANG) == child_) {
+    exit_status_ = ExitStatus(wait_status);
+  }
+  if (!exit_status_) return false;
   // A daemon's parent that ended well is no reason to stop waiting for the daemon.
   const bool interactive = !options_.switches.empty() && options_.switches.front() == "-i";
   return interactive || exit_status_ != 0;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // One request from end to end, and every way in which it can be refused.
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <sys/utsname.h>
 
@@ -159,7 +161,7 @@ TEST(RequestRoad, APacketMayArriveInPieces) {
   const std::string packet = Packet("GetInfo\r");
   const Connection connection(agent.Port());
   const int on = 1;
-  setsockopt(connection.Fd(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof(on));
+  setsockopt(connection.Fd(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
   for (const char byte : packet) {
     ASSERT_TRUE(connection.Send(std::string_view(&byte, 1)));
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
