@@ -6,7 +6,7 @@
 
 Makes, in WORK_FOLDER (one that is named is kept and used again; a temporary one is removed), a folder of 1,000,000 files, one of
 100,000, a tree 1,000 levels deep and a file of 4 GiB; starts BUILD_FOLDER/zem on them; asks every file
-check with BUILD_FOLDER/zemctl; and prints a row a request. It takes about 6 GiB and two minutes on Linux.
+check with BUILD_FOLDER/zemctl; and prints a row a request. It takes about 6 GiB and three minutes on Linux.
 """
 import contextlib
 import os
@@ -133,7 +133,8 @@ def main():
         agent.measure("newest of 1,000,000 files", "TEST-FileExists", f"{million}/%newestfile%",
                       "", "", "", "", "", "1")
         agent.measure("file by wildcards among 1,000,000", "TEST-FileExists", f"{million}/*999999")
-        agent.measure("list of 1,000,000 files", "GetFilesList", million, "*", "1", "1", "1", "1", "1", "1", "1")
+        # No longer: the client takes no reply of more than 2,000,000 lines, and these are five a file.
+        agent.measure("list of 300,000 files among 1,000,000", "GetFilesList", million, "f0[0-2]*", "1", "1", "1", "1", "1", "1", "1")
         agent.measure("list of 100,000 files", "GetFilesList", hundred, "*", "1", "1", "1", "1", "1", "1", "1")
         agent.measure("folder size, 1,000 levels", "TEST-FolderSize", deep, "1")
         agent.measure("count, 1,000 levels", "TEST-CountFiles", deep, "*", "1", "0", "0")

@@ -4,7 +4,8 @@
 // Processor time is shown beside the time on the clock: it tells the two apart also on a machine
 // that has other work.
 //
-//   build/bench/files_bench [folder to work in, default a temporary one] [MiB of the large file,
+//   build/bench/bench/files_bench [folder to work in, default a temporary one] [MiB of the large
+//   file,
 //                            default 1024] [runs, default 5]
 //
 // Limits to approach: folder size and count not slower than their tools on 100,000 files; MD5 and

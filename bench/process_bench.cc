@@ -2,7 +2,7 @@
 // What it costs to run a program, beside a bare fork, exec and wait of the same program in the same
 // run, and what it costs the agent to wait for a hundred programs.
 //
-//   build/bench/process_bench [runs of each kind, default 500]
+//   build/bench/bench/process_bench [runs of each kind, default 500]
 #include <sys/wait.h>
 #include <unistd.h>
 

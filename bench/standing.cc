@@ -4,7 +4,7 @@
 // of a legitimate request amid silent, dripping and rejected peers. Processor time is a share of
 // one core.
 //
-//   build/bench/standing [connections, default 5000]
+//   build/bench/bench/standing [connections, default 5000]
 //
 // Aims: listening within 20 ms, below 4 MiB at rest, below 24 KiB an idle connection, below 1 % of
 // a core for 5,000 of them; afterwards descriptors as before.
@@ -162,11 +162,12 @@ void Rejected(size_t count) {
   const double each = (CpuSeconds(agent.Pid()) - cpu) * 1e6 / static_cast<double>(count);
   const size_t descriptors = agent.OpenDescriptors();
   for (size_t i = 0; i < count; ++i) (void)Connection(agent.Port()).ClosesWithin(30'000);
+  const double request_ms = RequestMs(ask);
   printf(
       "%-34s request %6.2f ms, %4.2f times; %.0f us of a core each; %zu descriptors, %zu after "
       "as many again\n",
-      (std::to_string(count) + " rejected by the filter").c_str(), RequestMs(ask),
-      RequestMs(ask) / peace, each, descriptors, agent.OpenDescriptors());
+      (std::to_string(count) + " rejected by the filter").c_str(), request_ms, request_ms / peace,
+      each, descriptors, agent.OpenDescriptors());
 }
 
 }  // namespace

@@ -25,6 +25,12 @@ set(ZEM_LOGDIR /var/log/zem CACHE PATH "Folder of the logs")
 set(ZEM_PIDFILE ${pid_default} CACHE FILEPATH "Pid file of the daemon mode")
 set(ZEM_PLUGINDIR ${plugin_default} CACHE PATH "Folder of the monitoring plugins")
 set(ZEM_SYSTEMD_UNITDIR lib/systemd/system CACHE PATH "Folder of systemd units")
+if(EXISTS /etc/debian_version AND CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  set(zsh_default ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+else()
+  set(zsh_default ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+endif()
+set(ZEM_ZSHDIR ${zsh_default} CACHE PATH "Folder of completions for zsh")
 
 set(ZEM_SBINDIR ${CMAKE_INSTALL_FULL_SBINDIR})
 set(ZEM_BINDIR ${CMAKE_INSTALL_FULL_BINDIR})
@@ -50,18 +56,25 @@ install(FILES ${ZEM_ROOT}/man/zem.8
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT zem-agent)
 install(FILES ${ZEM_ROOT}/man/zem.cfg.5 ${ZEM_ROOT}/man/zem-scripts.5
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT zem-agent)
-# The papers; those that this tree does not hold (yet) are left out.
-foreach(paper README.md CHANGELOG.md docs/architecture.md docs/protocol.md docs/security.md
-        docs/troubleshooting.md docs/performance.md)
-  install(FILES ${ZEM_ROOT}/${paper} DESTINATION ${CMAKE_INSTALL_DOCDIR}
-    COMPONENT zem-agent OPTIONAL)
-endforeach()
+# The papers lie as they do in the tree: they refer to one another.
+install(FILES ${ZEM_ROOT}/README.md ${ZEM_ROOT}/CHANGELOG.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT zem-agent)
+install(FILES ${ZEM_ROOT}/docs/architecture.md ${ZEM_ROOT}/docs/protocol.md
+              ${ZEM_ROOT}/docs/security.md ${ZEM_ROOT}/docs/troubleshooting.md
+              ${ZEM_ROOT}/docs/performance.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT zem-agent)
 
 # ---- The client; check_zem is the same program under the name that makes it a plugin.
 if(TARGET zemctl)
   install(TARGETS zemctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT zem-client)
   install(FILES ${ZEM_ROOT}/man/zemctl.1
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT zem-client)
+  set(completions ${ZEM_ROOT}/client/completions)
+  install(FILES ${completions}/zemctl.bash RENAME zemctl
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT zem-client)
+  install(FILES ${completions}/zemctl.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT zem-client)
+  install(FILES ${completions}/_zemctl DESTINATION ${ZEM_ZSHDIR} COMPONENT zem-client)
   file(RELATIVE_PATH client_from_plugins
     ${CMAKE_INSTALL_PREFIX}/${ZEM_PLUGINDIR} ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/zemctl)
   file(MAKE_DIRECTORY ${ZEM_OUT}/links)

@@ -71,7 +71,7 @@ services. Requests are enciphered under a password shared by both sides; the
 agent keeps no schedule and no thresholds of its own.
 
 A fresh installation listens on port 1055, admits connections from this host
-only, has a random password and does not run commands for anybody.")
+only, has a random password and runs no program that a request names.")
 
 set(CPACK_DEBIAN_ZEM-CLIENT_PACKAGE_NAME zem-client)
 set(CPACK_COMPONENT_ZEM-CLIENT_DESCRIPTION
