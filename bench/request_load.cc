@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Requests a second and server CPU microseconds a request for GetInfo, one new connection each, at
 // 1, 8 and 64 clients, beside a bare thread-a-connection server that reads and writes as many
-// bytes, in the same run. The limit is that server plus the cipher's own work: two key set-ups and
-// one block for every byte received under the session key or sent. Aim: at most 1.3 times.
+// bytes, in the same run: the best of several rounds taken in turn. The limit is that server plus
+// the cipher's own work: two key set-ups and one block for every byte received under the session
+// key or sent. Aim: at most 1.3 times.
 //
 //   build/bench/bench/request_load [seconds for each measurement, default 3]
 #include <arpa/inet.h>
@@ -13,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -28,6 +30,8 @@
 namespace {
 
 using Seconds = std::chrono::duration<double>;
+
+constexpr int kRounds = 10;
 using zem::test::AgentProcess;
 using zem::test::Connection;
 
@@ -127,7 +131,7 @@ double ThreadCpuSeconds() {
 
 // CPU microseconds of one key set-up and of one enciphered byte on this machine, now.
 double KeySetUpUs() {
-  constexpr int kTimes = 3000;
+  constexpr int kTimes = 1000;
   const double begin = ThreadCpuSeconds();
   for (int i = 0; i < kTimes; ++i) {
     const zem::Cipher cipher("session-key-0123");
@@ -137,7 +141,7 @@ double KeySetUpUs() {
 }
 
 double BlockUs() {
-  constexpr size_t kBlocks = 1 << 20;
+  constexpr size_t kBlocks = 1 << 18;
   const zem::Cipher cipher("session-key-0123");
   uint8_t block[zem::kCipherBlock] = {};
   const double begin = ThreadCpuSeconds();
@@ -146,11 +150,18 @@ double BlockUs() {
   return (ThreadCpuSeconds() - begin) * 1e6 / kBlocks;
 }
 
+// What other work on the machine disturbed the least.
+void KeepBest(const Figures& next, Figures* best) {
+  if (next.cpu_us < best->cpu_us) *best = next;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   const Seconds duration(argc > 1 ? atof(argv[1]) : 3.0);
-  AgentProcess agent(AgentProcess::Options{.config = "logsuccess=0\nlogfails=1\n"});
+  // A daemon, which writes no log to a console.
+  AgentProcess agent(
+      AgentProcess::Options{.switches = {"-d"}, .config = "logsuccess=0\nlogfails=1\n"});
   const auto text = agent.Ask("GetInfo\n");
   if (!text) {
     fprintf(stderr, "the agent does not answer\n");
@@ -166,22 +177,22 @@ int main(int argc, char** argv) {
   if (bare == 0) RunBareServer(listener);
   close(listener);
 
-  const double key_us = KeySetUpUs();
-  const double block_us = BlockUs();
   const double blocks = static_cast<double>(exchange.reply_bytes - 4 + request_text.size() + 16);
-  const double cipher_us = 2 * key_us + blocks * block_us;
-  printf(
-      "request %zu bytes, reply %zu bytes; key set-up %.1f us, block %.3f us, "
-      "cipher work %.1f us a request\n",
-      exchange.request.size(), exchange.reply_bytes, key_us, block_us, cipher_us);
-  printf("%8s %14s %14s %14s %14s %14s %7s\n", "clients", "bare req/s", "bare cpu us", "zem req/s",
-         "zem cpu us", "limit cpu us", "ratio");
+  printf("request %zu bytes, reply %zu bytes\n", exchange.request.size(), exchange.reply_bytes);
+  printf("%8s %14s %14s %14s %14s %14s %14s %7s\n", "clients", "bare req/s", "bare cpu us",
+         "cipher us", "zem req/s", "zem cpu us", "limit cpu us", "ratio");
   for (const int clients : {1, 8, 64}) {
-    const Figures idle = Load(bare_port, bare, exchange, clients, duration);
-    const Figures zem = Load(agent.Port(), agent.Pid(), exchange, clients, duration);
+    Figures idle = Load(bare_port, bare, exchange, clients, duration / kRounds);
+    Figures zem = Load(agent.Port(), agent.Pid(), exchange, clients, duration / kRounds);
+    double cipher_us = 2 * KeySetUpUs() + blocks * BlockUs();
+    for (int round = 1; round < kRounds; ++round) {
+      KeepBest(Load(bare_port, bare, exchange, clients, duration / kRounds), &idle);
+      KeepBest(Load(agent.Port(), agent.Pid(), exchange, clients, duration / kRounds), &zem);
+      cipher_us = std::min(cipher_us, 2 * KeySetUpUs() + blocks * BlockUs());
+    }
     const double limit = idle.cpu_us + cipher_us;
-    printf("%8d %14.0f %14.1f %14.0f %14.1f %14.1f %7.2f\n", clients, idle.per_second, idle.cpu_us,
-           zem.per_second, zem.cpu_us, limit, zem.cpu_us / limit);
+    printf("%8d %14.0f %14.1f %14.1f %14.0f %14.1f %14.1f %7.2f\n", clients, idle.per_second,
+           idle.cpu_us, cipher_us, zem.per_second, zem.cpu_us, limit, zem.cpu_us / limit);
     fflush(stdout);
   }
   kill(bare, SIGKILL);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "dispatch/upgrade.h"
+#include "dispatch/upgrade_script.h"
 #include "e2e/temp_dir.h"
 #include "protocol/cipher.h"
 
@@ -58,6 +59,34 @@ TEST_F(UpgradeTransfer, HandsNothingOverThatDidNotEndWell) {
   control_.SessionClosed({});
   EXPECT_FALSE(control_.UpgradeRequested());
   EXPECT_TRUE(control_.ClaimUpgradeSlot());
+}
+
+// Deliberate: nothing frees it again until a byte follows.
+TEST_F(UpgradeTransfer, ASizeThatWasRefusedKeepsTheSlot) {
+  {
+    UpgradeContext upgrade(&control_);
+    ASSERT_TRUE(upgrade.ClaimUpgrade(MakeSessionKey(kKey)));
+  }
+  EXPECT_FALSE(control_.ClaimUpgradeSlot());
+}
+
+TEST(UpgradeScript, IsTheSameByteForByteAsEver) {
+  EXPECT_EQ(UpgradeScriptText("/opt/zem", "/tmp/zem__.upd", "/tmp/zemupd__.sh"),
+            "#! /bin/sh\n"
+            "oldZEM='/opt/zem'\n"
+            "newZEM='/tmp/zem__.upd'\n"
+            "retries=10\n"
+            "rm $oldZEM\n"
+            "while [ -f $oldZEM ] &&  [ $retries -gt 0 ]\n"
+            "do\n"
+            "  retries=`expr $retries - 1`\n"
+            "  echo $retries\n"
+            "  sleep 1\n"
+            "done\n"
+            "cp -f $newZEM $oldZEM\n"
+            "rm -f $newZEM\n"
+            "$oldZEM $1 $2 $3 $4 $5 $6\n"
+            "rm /tmp/zemupd__.sh\n");
 }
 
 }  // namespace

@@ -104,6 +104,13 @@ TEST(Lifecycle, HangUpReloadsADaemonAndKeepsItsPort) {
   EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
 }
 
+TEST(Lifecycle, HangUpEndsAnInteractiveAgent) {
+  AgentProcess agent(Options{.switches = {"-i"}});
+  ASSERT_TRUE(agent.Answers());
+  agent.Signal(SIGHUP);
+  EXPECT_TRUE(Eventually([&] { return agent.HasExited(); }));
+}
+
 TEST(Lifecycle, AFailedReloadIsReportedAndKeepsThePassword) {
   AgentProcess agent;
   WriteFile(agent.ConfigPath(), "comment=half\npassword=\n");

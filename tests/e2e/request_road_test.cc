@@ -66,6 +66,7 @@ TEST(RequestRoad, GetInfoTellsWhatTheAgentIs) {
 TEST(RequestRoad, StatusesOfTheDispatcher) {
   AgentProcess agent(Options{.config = "tcp=0\nexecuteaction=0\nfoldersize=0\ncountfiles=0\n"
                                        "fileexists=0\nfilecrc=0\ncomparefiles=0\ntextlog=0\n"
+                                       "ping=0\nscript=0\nfreespace=0\n"
                                        "manageaddr=10.0.0.1\nupdateaddr=10.0.0.1\nprocess=0\n"});
   struct Case {
     const char* request;  // as sent, end mark included where there is one
@@ -211,14 +212,19 @@ TEST(RequestRoad, TwoHundredRequestsAtOnce) {
 TEST(RequestRoad, LogLinesOfOneRequest) {
   AgentProcess agent(Options{.switches = {"-i", "-v"}});
   ASSERT_TRUE(agent.Answers());
+  EXPECT_EQ(agent.Ask("TEST-TCP\nh\nhttp\n0\n\n1\n"), "Wrong parameter\n");
+  EXPECT_EQ(agent.Ask("TEST-Pong\n"), "500\n");
   ASSERT_TRUE(Eventually([&] {
-    return agent.VerboseLog().find("Session closed, wait for next ..\n") != std::string::npos;
+    const std::string log = agent.VerboseLog();
+    return log.find("Session closed, wait for next ..\n", log.find("(500)")) != std::string::npos;
   }));
   EXPECT_NE(agent.OkLog().find("]\t 127.0.0.1\t TCP connection accepted\n"), std::string::npos);
   const std::string verbose = agent.VerboseLog();
   for (const char* line :
        {"]\t zem\t\t Listening...\n", "]\t 127.0.0.1\t <-- Correct QV request received\n",
         "]\t 127.0.0.1\t --> request processed (200)\n",
+        "]\t 127.0.0.1\t --> request processed (Wro)\n",
+        "]\t 127.0.0.1\t --> request rejected or operation failed (500)\n",
         "]\t zem\t\t Session closed, wait for next ..\n"}) {
     EXPECT_NE(verbose.find(line), std::string::npos) << line;
     EXPECT_NE(agent.Console().find(line), std::string::npos) << line;
