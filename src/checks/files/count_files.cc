@@ -119,6 +119,7 @@ bool CountWalk::PassesSubfolderFilter(const Entry& entry) const {
 FolderCount CountWalk::Read() {
   FolderCount result;
   if (!IsSearchable(stack_.Descriptor())) return result;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no two threads share a stream
   while (const dirent* listed = readdir(stack_.Folder())) {
     Entry entry;
     if (!Look(*listed, &entry)) continue;

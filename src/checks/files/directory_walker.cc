@@ -140,7 +140,7 @@ int FindFirst(const OvString& directory, const OvString& mask, uint32_t requeste
 
 int FindNext(SearchRecord* record) {
   if (record->handle == nullptr) return -1;
-  // The stream is this search's own, so plain readdir is safe beside other threads.
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no two threads share a stream
   while (const dirent* entry = readdir(record->handle.get())) {
     if (Examine(*entry, record)) return 0;
   }

@@ -55,6 +55,7 @@ bool SizeWalk::Read() {
   if (!IsSearchable(folder)) return false;
   const NameMask& mask = Mask();
   bool found = false;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no two threads share a stream
   while (const dirent* entry = readdir(stack_.Folder())) {
     EntryKind kind = KindOfEntry(*entry);
     if (kind == EntryKind::kLink) continue;
