@@ -128,7 +128,7 @@ void AcceptLoop::ExecuteInPlace(const char* announcement, const OvString& path,
   PrepareForExec();
   Execute(path);
   ReinstallAfterFailedExec();
-  (void)RaiseDescriptorLimit();
+  (void)RaiseDescriptorLimit();  // the program would have started with the inherited one
   agent_->control.ResumeReplies();
   agent_->log.WriteLog(failure, 0, LogKind::kFailure);
 }
