@@ -1,5 +1,5 @@
-# Finds the cipher library. Defines the target Nettle::nettle.
-find_path(NETTLE_INCLUDE_DIR nettle/twofish.h)
+# Finds the library of digests. Defines the target Nettle::nettle.
+find_path(NETTLE_INCLUDE_DIR nettle/sha2.h)
 find_library(NETTLE_LIBRARY nettle)
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(Nettle REQUIRED_VARS NETTLE_LIBRARY NETTLE_INCLUDE_DIR)

@@ -50,15 +50,15 @@ install_packages() {
     need_root "pkg install $*"
     as_root env ASSUME_ALWAYS_YES=yes pkg install "$@"
   else
-    die "no apt-get and no pkg here: install a C++20 compiler, cmake, nettle, CLI11, nlohmann-json and fmt by hand"
+    die "no apt-get and no pkg here: install a C++20 compiler, cmake, libtomcrypt, nettle, CLI11, nlohmann-json and fmt by hand"
   fi
 }
 
 install_build_packages() {
-  install_packages c++ cmake make /usr/include/nettle/twofish.h /usr/include/CLI/CLI.hpp \
+  install_packages c++ cmake make /usr/include/tomcrypt.h /usr/include/nettle/sha2.h /usr/include/CLI/CLI.hpp \
     /usr/include/nlohmann/json.hpp /usr/include/fmt/format.h -- \
-    g++ cmake make nettle-dev libcli11-dev nlohmann-json3-dev libfmt-dev -- \
-    cmake nettle cli11 nlohmann-json libfmt
+    g++ cmake make libtomcrypt-dev nettle-dev libcli11-dev nlohmann-json3-dev libfmt-dev -- \
+    cmake libtomcrypt nettle cli11 nlohmann-json libfmt
 }
 
 cores() { nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2; }
