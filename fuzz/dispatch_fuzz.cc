@@ -7,6 +7,7 @@
 // what would leave the process is played by outside.cc, and a restart, a stop or an upgrade is only
 // noted by its handler. Every input gets an agent of its own, and what it left is looked for.
 #include <arpa/inet.h>
+#include <netinet/in.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -38,7 +38,7 @@ class SilentTerminal {
   ~SilentTerminal() {
     if (silent_) tcsetattr(terminal_, TCSAFLUSH, &settings_);
     for (size_t i = 0; i < kSignals; ++i) sigaction(kNumbers[i], &before_[i], nullptr);
-    if (caught_signal != 0) raise(caught_signal);
+    if (caught_signal != 0) raise(static_cast<int>(caught_signal));
   }
   SilentTerminal(const SilentTerminal&) = delete;
   SilentTerminal& operator=(const SilentTerminal&) = delete;

@@ -2,6 +2,7 @@
 #include "protocol/address_filter.h"
 
 #include <arpa/inet.h>
+#include <netinet/in.h>
 
 #include <algorithm>
 #include <optional>

@@ -2,6 +2,7 @@
 #include "e2e/wire_client.h"
 
 #include <arpa/inet.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>

@@ -5,6 +5,7 @@
 #define ZEM_TESTS_PROTOCOL_SLOW_ADDRESS_MATCH_H_
 
 #include <arpa/inet.h>
+#include <netinet/in.h>
 
 #include <cstdint>
 #include <string>
