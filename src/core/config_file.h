@@ -30,6 +30,9 @@ inline constexpr size_t kLongestConfigLine = kConfigLineBuffer - 1;
 // owner of the old one, which is kept as ".Old".
 [[nodiscard]] bool SaveSettings(const Settings& settings, OvString* error);
 
+// Puts the program's folder in front of each script that is named without one.
+void CompleteScriptPaths(Settings* settings);
+
 // One line of the file, as both directions read it.
 struct ConfigLine {
   OvString key;         // trimmed, lower case

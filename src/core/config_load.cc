@@ -80,14 +80,6 @@ void CompleteScriptPath(std::string_view directory, OvString* script) {
   *script = std::move(path);
 }
 
-void CompleteScriptPaths(Settings* settings) {
-  const OvString directory = ExtractFilePath(settings->zempath);
-  if (directory.IsEmpty()) return;
-  CompleteScriptPath(directory, &settings->cpu_usage_script);
-  CompleteScriptPath(directory, &settings->proc_list_script);
-  CompleteScriptPath(directory, &settings->proc_cnt_script);
-}
-
 bool Validate(const Settings& settings, OvString* error) {
   bool valid = true;
   const auto fail = [&valid, error](std::string_view text) {
@@ -161,6 +153,14 @@ FILE* OpenConfigFile(const OvString& path, OvString* error) {
     return nullptr;
   }
   return file.release();
+}
+
+void CompleteScriptPaths(Settings* settings) {
+  const OvString directory = ExtractFilePath(settings->zempath);
+  if (directory.IsEmpty()) return;
+  CompleteScriptPath(directory, &settings->cpu_usage_script);
+  CompleteScriptPath(directory, &settings->proc_list_script);
+  CompleteScriptPath(directory, &settings->proc_cnt_script);
 }
 
 bool LoadSettings(Settings* settings, OvString* error) {

@@ -55,14 +55,19 @@ class SettingsStore::Turn {
   std::shared_ptr<Settings> copy_;
 };
 
+bool SettingsStore::LoadInto(Turn* turn, OvString* error) {
+  Settings* settings = turn->Copy();
+  last_load_failed_ = !LoadSettings(settings, error);
+  if (!last_load_failed_) return true;
+  if (settings->password.IsEmpty()) settings->password = turn->Previous().password;
+  if (settings->zempath.IsEmpty()) settings->zempath = turn->Previous().zempath;
+  CompleteScriptPaths(settings);
+  return false;
+}
+
 bool SettingsStore::Load(OvString* error) {
   Turn turn(this);
-  Settings* settings = turn.Copy();
-  const bool loaded = LoadSettings(settings, error);
-  if (!loaded) {
-    if (settings->password.IsEmpty()) settings->password = turn.Previous().password;
-    if (settings->zempath.IsEmpty()) settings->zempath = turn.Previous().zempath;
-  }
+  const bool loaded = LoadInto(&turn, error);
   turn.Publish();
   return loaded;
 }
@@ -75,6 +80,7 @@ void SettingsStore::Update(const std::function<void(Settings*)>& change) {
 
 bool SettingsStore::UpdateAndSave(const std::function<void(Settings*)>& change, OvString* error) {
   Turn turn(this);
+  if (last_load_failed_ && !LoadInto(&turn, error)) *turn.Copy() = turn.Previous();
   change(turn.Copy());
   turn.Publish();
   return SaveSettings(*turn.Copy(), error);

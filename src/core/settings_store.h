@@ -25,17 +25,24 @@ class SettingsStore {
 
   // Loads the configuration file into the live settings. A failed load is published too, but for
   // an empty password or program path: those keep their previous value, or a file that is missing
-  // for a moment would admit anybody and the next restart would end the agent.
+  // for a moment would admit anybody and the next restart would end the agent. Scripts without a
+  // path are then looked for beside the program that stays.
   [[nodiscard]] bool Load(OvString* error);
 
   // Publishes what `change` makes of a copy.
   void Update(const std::function<void(Settings*)>& change);
 
-  // The same, then saves the file. The change is live even when the save fails.
+  // The same, then saves the file. The change is live even when the save fails. After a failed load
+  // the file is loaded first: the defaults that such a load leaves, an open filter and switched-on
+  // checks, must not be written over a file that is whole again. Where that fails as well the
+  // change is made to what is in force.
   [[nodiscard]] bool UpdateAndSave(const std::function<void(Settings*)>& change, OvString* error);
 
  private:
   class Turn;
+
+  // In the writer's turn.
+  bool LoadInto(Turn* turn, OvString* error);
 
   SettingsPtr BeginTurn();
   void Publish(SettingsPtr settings);
@@ -45,6 +52,7 @@ class SettingsStore {
   Condition turn_ended_;
   bool turn_taken_ ZEM_GUARDED_BY(mutex_) = false;
   SettingsPtr current_ ZEM_GUARDED_BY(mutex_);
+  bool last_load_failed_ = false;  // belongs to the writer whose turn it is
 };
 
 }  // namespace zem

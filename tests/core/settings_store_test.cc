@@ -37,11 +37,12 @@ TEST_F(SettingsStoreTest, AFailedReloadKeepsThePasswordAndTheProgram) {
   EXPECT_TRUE(store_.Load(&error_));
   const SettingsPtr before = store_.Snapshot();
 
-  WriteConfig("comment=half\n");
+  WriteConfig("comment=half\nproccntscript=count\n");
   EXPECT_FALSE(store_.Load(&error_));
   SettingsPtr now = store_.Snapshot();
   EXPECT_EQ(now->password, "secret");
   EXPECT_EQ(now->zempath, before->zempath);
+  EXPECT_EQ(now->proc_cnt_script, scratch_.Path("count")) << "beside the program that stays";
   EXPECT_EQ(now->comment, "half");  // the rest is published: defaults and the keys read
   EXPECT_FALSE(now->filter_active);
   EXPECT_TRUE(now->unc);
@@ -68,6 +69,37 @@ TEST_F(SettingsStoreTest, AChangeIsLiveAndInTheFile) {
   EXPECT_TRUE(store_.UpdateAndSave([](Settings* s) { s->comment = "changed"; }, &error_));
   EXPECT_EQ(store_.Snapshot()->comment, "changed");
   EXPECT_NE(scratch_.Read("zem.cfg").find("\r\ncomment=changed\r\n"), std::string::npos);
+}
+
+// A file that is missing for a moment leaves open defaults in force. They are not for writing.
+TEST_F(SettingsStoreTest, AChangeAfterAFailedLoadLoadsFirst) {
+  const std::string whole =
+      "password=secret\nfilteractive=1\nexternal=0\nshellscript=0\n" + Zempath();
+  WriteConfig(whole);
+  EXPECT_TRUE(store_.Load(&error_));
+  unlink(scratch_.Path("zem.cfg").c_str());
+  EXPECT_FALSE(store_.Load(&error_));
+  EXPECT_TRUE(store_.Snapshot()->external);
+
+  EXPECT_FALSE(store_.UpdateAndSave([](Settings* s) { s->comment = "first"; }, &error_));
+  EXPECT_FALSE(store_.UpdateAndSave([](Settings* s) { s->unc = false; }, &error_));
+  EXPECT_EQ(store_.Snapshot()->comment, "first")
+      << "a change that was not saved is live all the same";
+
+  WriteConfig(whole);
+  EXPECT_TRUE(store_.UpdateAndSave([](Settings* s) { s->unc = false; }, &error_));
+  const SettingsPtr now = store_.Snapshot();
+  EXPECT_TRUE(now->filter_active);
+  EXPECT_FALSE(now->external || now->shell_script || now->unc);
+  const std::string file = scratch_.Read("zem.cfg");
+  for (const char* line : {"filteractive=1\n", "external=0\n", "shellscript=0\n", "unc=0\r\n"}) {
+    EXPECT_NE(file.find(line), std::string::npos) << line << file;
+  }
+
+  // From here on what is live counts again, not what somebody wrote into the file by hand.
+  WriteConfig(whole + "comment=by hand\n");
+  EXPECT_TRUE(store_.UpdateAndSave([](Settings* s) { s->timeout = 7000; }, &error_));
+  EXPECT_EQ(store_.Snapshot()->comment, "");
 }
 
 TEST_F(SettingsStoreTest, WritersTakeTurnsAndLoseNoChange) {
