@@ -44,8 +44,9 @@ class CountWalk {
                                            static_cast<uint32_t>(query.limit))) {}
 
   FolderCount Read();
-  // Enters all that waits and returns what counts there.
-  int64_t ReadSubfolders();
+  // Enters all that waits and returns what counts there; nothing when the walk could not be
+  // finished.
+  std::optional<int64_t> ReadSubfolders();
 
  private:
   struct Entry {
@@ -137,15 +138,14 @@ FolderCount CountWalk::Read() {
   return result;
 }
 
-int64_t CountWalk::ReadSubfolders() {
+std::optional<int64_t> CountWalk::ReadSubfolders() {
   int64_t counted = 0;
-  while (const char* name = stack_.Next()) {
-    DirPtr folder = OpenSubfolder(stack_.Descriptor(), name, FollowLink::kNo);
-    if (folder == nullptr) continue;
-    stack_.Enter(std::move(folder));
+  while (stack_.Next() != nullptr) {
+    if (!stack_.Enter(FollowLink::kNo)) continue;
     const FolderCount count = Read();
     if (count.may_descend) counted += count.counted;
   }
+  if (stack_.RanShort()) return std::nullopt;
   return counted;
 }
 
@@ -171,7 +171,9 @@ std::optional<int64_t> CountFiles(const OvString& folder, const OvString& mask,
   // counted in it: one that holds read-only and hidden entries alone and may not be written, nor
   // the folder above it. At the top the check fails; further down the folder adds nothing.
   if (!count.may_descend) return std::nullopt;
-  return count.counted + walk.ReadSubfolders();
+  const std::optional<int64_t> below = walk.ReadSubfolders();
+  if (!below.has_value()) return std::nullopt;
+  return count.counted + *below;
 }
 
 void CheckCountFiles(const AgentRequest& request, const RequestContext&, AgentReply* reply) {

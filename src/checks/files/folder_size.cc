@@ -27,8 +27,8 @@ class SizeWalk {
 
   // Adds the files of the present folder; false when no entry of it can be examined.
   bool Read();
-  // Enters and reads all that waits.
-  void ReadSubfolders();
+  // Enters and reads all that waits; false when the walk could not be finished.
+  [[nodiscard]] bool ReadSubfolders();
   // Looks for the sub-folders of the top folder in another one, where they may also be links.
   void LookInRoot();
   double Total() const { return total_; }
@@ -37,9 +37,10 @@ class SizeWalk {
   static constexpr size_t kNowhere = static_cast<size_t>(-1);
 
   const NameMask& Mask() const { return stack_.Depth() >= all_from_ ? all_ : mask_; }
+  FollowLink FollowMask() const;
   bool HoldsMaskFolder(const char* name) const;
-  bool EnterMaskFolder(const char* name, FollowLink follow);
-  bool EnterSubfolder(const char* name, FollowLink follow);
+  bool EnterMaskFolder(FollowLink follow);
+  bool EnterSubfolder(FollowLink follow);
 
   FolderStack stack_;
   const NameMask mask_;
@@ -79,54 +80,55 @@ bool SizeWalk::Read() {
   return found;
 }
 
-void SizeWalk::ReadSubfolders() {
+bool SizeWalk::ReadSubfolders() {
   while (const char* name = stack_.Next()) {
     if (stack_.Depth() < all_from_) all_from_ = kNowhere;
     const auto follow = in_root_ && stack_.Depth() == 1 ? FollowLink::kYes : FollowLink::kNo;
-    const bool entered =
-        HoldsMaskFolder(name) ? EnterMaskFolder(name, follow) : EnterSubfolder(name, follow);
+    const bool entered = HoldsMaskFolder(name) ? EnterMaskFolder(follow) : EnterSubfolder(follow);
     if (entered) (void)Read();
   }
+  return !stack_.RanShort();
 }
 
 void SizeWalk::LookInRoot() {
   in_root_ = true;
-  stack_.ReplaceTop(UniqueFd(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
+  stack_.ReplaceTop("/");
 }
 
 // Deliberate: a folder and mask that together are the path of an existing directory mean that
 // directory, with all its files, in every sub-folder as at the top. So where a sub-folder holds a
-// directory whose name is the mask, letter for letter, that directory alone is walked; figures
-// that servers have stored depend on it. One difference from the top: a link of that name does
-// not count, as no link below the top is ever followed (it could lead round in circles).
+// directory whose name is the mask, letter for letter, or a link to one, that directory alone is
+// walked; figures that servers have stored depend on it.
 bool SizeWalk::HoldsMaskFolder(const char* name) const {
   const OvString& mask = Mask().Text();
   if (mask.IsEmpty() || HoldsZeroByte(mask)) return false;
   OvString path(name);
   path.Append('/').Append(mask);
   struct stat info;
-  return fstatat(stack_.Descriptor(), path.CStr(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
-         S_ISDIR(info.st_mode);
+  const int flags = FollowMask() == FollowLink::kYes ? 0 : AT_SYMLINK_NOFOLLOW;
+  return fstatat(stack_.Descriptor(), path.CStr(), &info, flags) == 0 && S_ISDIR(info.st_mode);
 }
 
-bool SizeWalk::EnterMaskFolder(const char* name, FollowLink follow) {
-  UniqueFd passage = OpenPassage(stack_.Descriptor(), name, follow);
-  if (!passage.IsOpen()) return false;
-  DirPtr folder = OpenSubfolder(passage.Get(), Mask().Text().CStr(), FollowLink::kNo);
-  if (folder == nullptr) return false;
-  stack_.EnterUnread(std::move(passage));
-  stack_.Add(Mask().Text().CStr());
-  (void)stack_.Next();  // its one sub-folder, open already
-  stack_.Enter(std::move(folder));
+// What is entered by the mask is walked with "*" for a mask from there on, so one link at most is
+// followed on any way down, unless its name is "*": such links could lead round in circles.
+FollowLink SizeWalk::FollowMask() const {
+  return Mask().Text() == "*" ? FollowLink::kNo : FollowLink::kYes;
+}
+
+bool SizeWalk::EnterMaskFolder(FollowLink follow) {
+  const FollowLink follow_mask = FollowMask();
+  const OvString& mask = Mask().Text();
+  if (!stack_.EnterUnread(follow)) return false;
+  stack_.Add(mask.CStr());
+  (void)stack_.Next();
+  if (!stack_.Enter(follow_mask)) return false;
   if (all_from_ == kNowhere) all_from_ = stack_.Depth();
   return true;
 }
 
-bool SizeWalk::EnterSubfolder(const char* name, FollowLink follow) {
-  DirPtr folder = OpenSubfolder(stack_.Descriptor(), name, follow);
-  if (folder == nullptr) return false;
+bool SizeWalk::EnterSubfolder(FollowLink follow) {
   const bool without_mask = Mask().Text().IsEmpty();
-  stack_.Enter(std::move(folder));
+  if (!stack_.Enter(follow)) return false;
   // Deliberate, for the same reason: a sub-folder, "/" and no mask are the path of the sub-folder
   // itself, so all its files count.
   if (without_mask) all_from_ = stack_.Depth();
@@ -147,7 +149,7 @@ std::optional<double> MeasureFolder(const OvString& path, bool with_subfolders) 
   // sub-folders found there are looked up in the root. Without a "/" in the path there is nothing
   // else that they could be put behind.
   if (folder.IsEmpty()) walk.LookInRoot();
-  walk.ReadSubfolders();
+  if (!walk.ReadSubfolders()) return std::nullopt;
   return walk.Total();
 }
 

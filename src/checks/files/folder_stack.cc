@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -27,18 +28,21 @@ int LinkFlag(FollowLink follow) {
   return follow == FollowLink::kYes ? 0 : O_NOFOLLOW;
 }
 
-}  // namespace
-
-DirPtr OpenSubfolder(int parent, const char* name, FollowLink follow) {
-  UniqueFd folder(openat(parent, name, kReadFlags | LinkFlag(follow)));
-  if (!folder.IsOpen()) return nullptr;
-  DirPtr stream(fdopendir(folder.Get()));
-  if (stream != nullptr) (void)folder.Release();  // the stream's now
-  return stream;
+// Said of the process or the system, never of the folder.
+bool IsShortage(int error_number) {
+  return error_number == EMFILE || error_number == ENFILE || error_number == ENOMEM;
 }
 
 UniqueFd OpenPassage(int parent, const char* name, FollowLink follow) {
   return UniqueFd(openat(parent, name, kPassageFlags | LinkFlag(follow)));
+}
+
+}  // namespace
+
+FolderStack::FolderStack(DirPtr top) {
+  Level level;
+  level.stream = std::move(top);
+  Push(std::move(level));
 }
 
 void FolderStack::Add(const char* name) {
@@ -46,7 +50,7 @@ void FolderStack::Add(const char* name) {
 }
 
 const char* FolderStack::Next() {
-  while (!levels_.empty()) {
+  while (!levels_.empty() && !ran_short_) {
     Level& level = levels_.back();
     if (level.next < names_.Length() && level.IsOpen()) {
       taken_name_ = level.next;
@@ -59,21 +63,49 @@ const char* FolderStack::Next() {
   return nullptr;
 }
 
-void FolderStack::Enter(DirPtr folder) {
+bool FolderStack::Enter(FollowLink follow) {
+  UniqueFd folder = Open(kReadFlags, follow);
+  if (!folder.IsOpen()) return false;
   Level level;
-  level.stream = std::move(folder);
+  level.stream.reset(fdopendir(folder.Get()));
+  if (level.stream == nullptr) {
+    ran_short_ = true;  // of memory
+    return false;
+  }
+  (void)folder.Release();  // the stream's now
+  level.follow = follow;
   Push(std::move(level));
+  return true;
 }
 
-void FolderStack::EnterUnread(UniqueFd folder) {
+bool FolderStack::EnterUnread(FollowLink follow) {
   Level level;
-  level.plain = std::move(folder);
+  level.plain = Open(kPassageFlags, follow);
+  if (!level.plain.IsOpen()) return false;
+  level.follow = follow;
   Push(std::move(level));
+  return true;
 }
 
-void FolderStack::ReplaceTop(UniqueFd folder) {
-  levels_.front().stream.reset();
-  levels_.front().plain = std::move(folder);
+void FolderStack::ReplaceTop(const char* path) {
+  Level& top = levels_.front();
+  top.stream.reset();
+  top.plain = UniqueFd(open(path, kPassageFlags));
+  if (!top.plain.IsOpen() && IsShortage(errno)) ran_short_ = true;
+}
+
+// The descriptors that this walk holds may be the ones that are missing: they go first, so that a
+// process in which strangers hold the others still gets its figures whole.
+UniqueFd FolderStack::Open(int flags, FollowLink follow) {
+  for (;;) {
+    UniqueFd folder(openat(Descriptor(), names_.CStr() + taken_name_, flags | LinkFlag(follow)));
+    if (folder.IsOpen() || !IsShortage(errno)) return folder;
+    if (furthest_open_ + 1 >= levels_.size()) {
+      ran_short_ = true;
+      return {};
+    }
+    CloseFurthest();
+  }
 }
 
 void FolderStack::Push(Level level) {
@@ -96,7 +128,7 @@ void FolderStack::CloseFurthest() {
 }
 
 void FolderStack::Leave() {
-  const Level left = std::move(levels_.back());
+  Level left = std::move(levels_.back());
   levels_.pop_back();
   names_.Truncate(left.first);
   if (levels_.empty()) return;
@@ -107,7 +139,10 @@ void FolderStack::Leave() {
   above.plain = OpenFromBelow(above, left);
   // The folder just left may have been moved elsewhere meanwhile; the names still lead back. A
   // folder that they do not lead to is gone, and what waits in it with it.
-  if (!above.plain.IsOpen()) above.plain = OpenByNames(index);
+  if (above.plain.IsOpen()) return;
+  left = {};  // its descriptor may be what is missing
+  above.plain = OpenByNames(index);
+  if (!above.plain.IsOpen() && IsShortage(errno)) ran_short_ = true;
 }
 
 UniqueFd FolderStack::OpenFromBelow(const Level& above, const Level& below) const {
@@ -123,7 +158,7 @@ UniqueFd FolderStack::OpenByNames(size_t level) const {
   UniqueFd folder;
   for (size_t i = 1; i <= level; ++i) {
     const int parent = i == 1 ? levels_.front().Descriptor() : folder.Get();
-    folder = OpenPassage(parent, names_.CStr() + levels_[i].own_name, FollowLink::kNo);
+    folder = OpenPassage(parent, names_.CStr() + levels_[i].own_name, levels_[i].follow);
     if (!folder.IsOpen()) return {};
   }
   return folder;

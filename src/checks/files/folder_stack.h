@@ -3,9 +3,11 @@
 // sub-folders found in it are entered in the order in which they were added.
 //
 // Every folder is opened relative to its parent, so a tree may be deeper than the longest path the
-// system takes. Of the present path at most kOpenFolders folders stay open; one further up is
-// opened again on the way back. Memory holds the names of the sub-folders that wait on the present
-// path, and nothing of what has been left.
+// system takes. Of the present path at most kOpenFolders folders stay open, and fewer when the
+// process is short of descriptors; one further up is opened again on the way back. Memory holds the
+// names of the sub-folders that wait on the present path, and nothing of what has been left.
+// Errors:  a sub-folder that cannot be opened is not entered, which is no failure. A shortage that
+//          giving up folders does not end is one: the walk is over, and RanShort() says so.
 // Threads: one walk, one thread.
 
 #ifndef ZEM_CHECKS_FILES_FOLDER_STACK_H_
@@ -22,10 +24,12 @@
 
 namespace zem {
 
+enum class FollowLink : bool { kNo, kYes };
+
 class FolderStack {
  public:
   // Starts in a folder that is already open.
-  explicit FolderStack(DirPtr top) { Enter(std::move(top)); }
+  explicit FolderStack(DirPtr top);
 
   // The folder entered last, or the one that the name of the last Next() belongs to. Where it was
   // entered by EnterUnread there is nothing to read.
@@ -41,13 +45,17 @@ class FolderStack {
   // now, any folder that is done having been left; it is valid until Add.
   const char* Next();
 
-  // Enters the sub-folder named by the last Next().
-  void Enter(DirPtr folder);
-  // Enters one that only leads on to sub-folders of its own.
-  void EnterUnread(UniqueFd folder);
+  // Enters the sub-folder named by the last Next(), to be read. False when it cannot be opened.
+  // Without following, a link planted since its name was read leads nowhere.
+  [[nodiscard]] bool Enter(FollowLink follow);
+  // Enters one that only leads on to sub-folders of its own; read permission is not needed.
+  [[nodiscard]] bool EnterUnread(FollowLink follow);
 
-  // Takes another folder's place as the one that waiting names of the top folder belong to.
-  void ReplaceTop(UniqueFd folder);
+  // Puts another folder in the top folder's place, as the one that its waiting names belong to.
+  void ReplaceTop(const char* path);
+
+  // Whether the walk ended early, so that what was found is less than there is.
+  bool RanShort() const { return ran_short_; }
 
   static constexpr size_t kOpenFolders = 16;
 
@@ -57,7 +65,8 @@ class FolderStack {
     bool IsOpen() const { return stream != nullptr || plain.IsOpen(); }
 
     DirPtr stream;
-    UniqueFd plain;       // used where there is no stream
+    UniqueFd plain;  // used where there is no stream
+    FollowLink follow = FollowLink::kNo;
     size_t own_name = 0;  // in names_, among those of the folder above
     size_t first = 0;     // where the names of its sub-folders begin in names_
     size_t next = 0;      // the next one that waits
@@ -65,6 +74,7 @@ class FolderStack {
     ino_t inode = 0;
   };
 
+  UniqueFd Open(int flags, FollowLink follow);
   void Push(Level level);
   void Leave();
   void CloseFurthest();
@@ -75,15 +85,8 @@ class FolderStack {
   OvString names_;  // each followed by a zero byte; a stack that grows and shrinks with the path
   size_t furthest_open_ = 1;  // levels between the top one and this one are closed
   size_t taken_name_ = 0;     // where the name of the last Next() stands
+  bool ran_short_ = false;
 };
-
-enum class FollowLink : bool { kNo, kYes };
-
-// Opens a sub-folder for reading; without following, a link planted since its name was read leads
-// nowhere. Null leaves errno set.
-DirPtr OpenSubfolder(int parent, const char* name, FollowLink follow);
-// The same for a folder that is only passed through, where read permission is not needed.
-UniqueFd OpenPassage(int parent, const char* name, FollowLink follow);
 
 }  // namespace zem
 

@@ -83,7 +83,7 @@ TEST(FileWalks, EqualTheModelOnRandomTrees) {
   for (uint32_t seed = 1; seed <= 12; ++seed) {
     SCOPED_TRACE(seed);
     TempFolder top;
-    const std::vector<std::string> folders = FillRandomTree(top.Path(), seed, kNow);
+    const std::vector<std::string> folders = FillRandomTree(top / "tree", seed, kNow);
     const auto compare = [&] {
       for (const std::string& folder : folders) ExpectSearchEqualsModel(folder);
       for (size_t i = 0; i < folders.size(); i += 5) {
@@ -170,7 +170,7 @@ TEST(FileWalks, EmptyFolderIsTheCurrentOne) {
 
 TEST(FileWalks, MaskThatNamesASubfolderMeansThatFolderAlone) {
   TempFolder top;
-  for (const char* folder : {"a", "a/data", "a/data/deep", "b"}) {
+  for (const char* folder : {"a", "a/data", "a/data/deep", "b", "c"}) {
     mkdir((top / folder).c_str(), 0755);
   }
   WriteFile(top / "data.txt", "1");
@@ -178,9 +178,11 @@ TEST(FileWalks, MaskThatNamesASubfolderMeansThatFolderAlone) {
   WriteFile(top / "a/data/in", "333");
   WriteFile(top / "a/data/deep/in", "4444");
   WriteFile(top / "b/data", "55555");
-  EXPECT_EQ(SizeOrFailure(top / "data", true), 3 + 4 + 5);
-  EXPECT_EQ(model::FolderSize(top / "data", true), 3 + 4 + 5);
-  // A link of that name is not followed: the tree would have no end.
+  // A link of that name means the folder that it leads to.
+  ASSERT_EQ(symlink("../a", (top / "c/data").c_str()), 0);
+  EXPECT_EQ(SizeOrFailure(top / "data", true), 3 + 4 + 5 + (2 + 3 + 4));
+  EXPECT_EQ(model::FolderSize(top / "data", true), 3 + 4 + 5 + (2 + 3 + 4));
+  // One named "*" is not followed: the tree would have no end.
   ASSERT_EQ(symlink("..", (top / "b/*").c_str()), 0);
   EXPECT_EQ(SizeOrFailure(top.Path(), true), 1 + 2 + 3 + 4 + 5);
   mkdir((top / "a/*").c_str(), 0755);
@@ -206,13 +208,27 @@ TEST(FileWalks, EqualTimesAndTheEpoch) {
             model::ResolveMacros(top / "%oldestfile%"));
 }
 
-size_t OpenDescriptors() {
-  size_t open = 0;
-  for (int fd = 0; fd < 1024; ++fd) open += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
-  return open;
-}
+// Leaves the process `spare` free descriptors for as long as it lives.
+class TightLimit {
+ public:
+  explicit TightLimit(size_t spare) {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    rlimit tight = {.rlim_cur = 0, .rlim_max = before_.rlim_max};
+    for (size_t free = 0; free < spare; ++tight.rlim_cur) {
+      if (fcntl(static_cast<int>(tight.rlim_cur), F_GETFD) < 0) ++free;
+    }
+    setrlimit(RLIMIT_NOFILE, &tight);
+  }
+  ~TightLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+  TightLimit(const TightLimit&) = delete;
+  TightLimit& operator=(const TightLimit&) = delete;
 
-// Deeper than a path can be long, with files on both sides of each way down.
+ private:
+  rlimit before_;
+};
+
+// Deeper than a path can be long, with files on both sides of each way down. Where descriptors are
+// short the figure is whole or there is none.
 TEST(FileWalks, DeepTreesNeedFewDescriptors) {
   constexpr int kDepth = 250;
   TempFolder top;
@@ -229,23 +245,23 @@ TEST(FileWalks, DeepTreesNeedFewDescriptors) {
     folder.Reset(openat(folder.Get(), name.c_str(), O_RDONLY | O_DIRECTORY));
   }
   folder.Reset();
-  rlimit limit;
-  getrlimit(RLIMIT_NOFILE, &limit);
-  const rlimit tight = {.rlim_cur = OpenDescriptors() + FolderStack::kOpenFolders + 4,
-                        .rlim_max = limit.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &tight);
-  EXPECT_EQ(SizeOrFailure(top.Path(), true), kDepth * 2 * 3);
-  EXPECT_EQ(CountOrFailure(top.Path(), "*", {.with_subfolders = true}), kDepth * 2);
-  EXPECT_EQ(
-      CountOrFailure(top.Path(), "*", {.mode = CountMode::kSubFolders, .with_subfolders = true}),
-      kDepth * 3);
-  setrlimit(RLIMIT_NOFILE, &limit);
+  for (const size_t spare : {0u, 1u, 2u, 3u, 4u, 9u, 20u}) {
+    SCOPED_TRACE(spare);
+    const TightLimit tight(spare);
+    EXPECT_EQ(SizeOrFailure(top.Path(), true), spare < 3 ? -1 : kDepth * 2 * 3);
+    EXPECT_EQ(
+        CountOrFailure(top.Path(), "*", {.mode = CountMode::kSubFolders, .with_subfolders = true}),
+        spare < 3 ? -1 : kDepth * 3);
+  }
 }
 
-// A folder on the present path is moved away while the walk is below it.
+// A folder on the present path is moved away while the walk is below it. The way down began with a
+// link.
 TEST(FileWalks, FolderMovedDuringTheWalk) {
   TempFolder top;
   std::string path = top.Path();
+  mkdir((top / "target").c_str(), 0777);
+  ASSERT_EQ(symlink("target", (top / "d").c_str()), 0);
   constexpr int kDepth = 3 * static_cast<int>(FolderStack::kOpenFolders);
   for (int i = 0; i < kDepth; ++i) {
     path += "/d";
@@ -258,8 +274,7 @@ TEST(FileWalks, FolderMovedDuringTheWalk) {
     stack.Add(waiting);
     const char* name = stack.Next();
     ASSERT_STREQ(name, "d");
-    stack.Enter(OpenSubfolder(stack.Descriptor(), name, FollowLink::kNo));
-    ASSERT_NE(stack.Folder(), nullptr);
+    ASSERT_TRUE(stack.Enter(stack.Depth() == 1 ? FollowLink::kYes : FollowLink::kNo));
   };
   std::vector<ino_t> entered;
   struct stat here;
@@ -281,6 +296,30 @@ TEST(FileWalks, FolderMovedDuringTheWalk) {
   }
   EXPECT_EQ(high, 10);
   EXPECT_EQ(low, kDepth - 10);
+}
+
+// What was left behind on the way down can no longer be opened on the way back.
+TEST(FileWalks, DescriptorsRunShortOnTheWayBack) {
+  TempFolder top;
+  std::string path = top.Path();
+  constexpr int kDepth = 2 * static_cast<int>(FolderStack::kOpenFolders);
+  FolderStack stack(OpenDirectory(OvString(path)));
+  for (int i = 0; i < kDepth; ++i) {
+    path += "/d";
+    mkdir(path.c_str(), 0777);
+    stack.Add("d");
+    stack.Add("waiting");
+    ASSERT_NE(stack.Next(), nullptr);
+    ASSERT_TRUE(stack.Enter(FollowLink::kNo));
+  }
+  std::vector<UniqueFd> strangers;
+  {
+    const TightLimit tight(2);
+    while (stack.Next() != nullptr) {
+      for (int fd = dup(stack.Descriptor()); fd >= 0; fd = dup(fd)) strangers.emplace_back(fd);
+    }
+  }
+  EXPECT_TRUE(stack.RanShort());
 }
 
 // Folders come, go and turn into links to the way up while walks run; nothing outside is counted
@@ -309,9 +348,11 @@ TEST(FileWalks, TreeThatChangesUnderTheWalk) {
   changer.join();
   // What stood there as a folder when its name was read.
   ASSERT_EQ(symlink("..", (top / "walked/a").c_str()), 0);
-  const UniqueFd walked(open((top / "walked").c_str(), O_RDONLY));
-  EXPECT_EQ(OpenSubfolder(walked.Get(), "a", FollowLink::kNo), nullptr);
-  EXPECT_FALSE(OpenPassage(walked.Get(), "a", FollowLink::kNo).IsOpen());
+  FolderStack walked(OpenDirectory(OvString(top / "walked")));
+  walked.Add("a");
+  ASSERT_STREQ(walked.Next(), "a");
+  EXPECT_FALSE(walked.Enter(FollowLink::kNo));
+  EXPECT_FALSE(walked.EnterUnread(FollowLink::kNo));
 }
 
 TEST(FileWalks, ExamineFilePrefersTheLiteralName) {

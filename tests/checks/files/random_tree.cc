@@ -51,11 +51,10 @@ class Filler {
       if (mkdir(path.c_str(), 0777) == 0) Fill(path, depth - 1);
       return;
     }
-    // A name of their own: what a link called like a mask means is tested apart.
-    const std::string link = folder + "/ln" + std::to_string(Below(5));
+    const std::string link = Below(2) == 0 ? path : folder + "/ln" + std::to_string(Below(5));
     switch (sort) {
       case 7:
-        (void)!symlink("/etc", link.c_str());
+        (void)!symlink(folders_.front().c_str(), link.c_str());
         return;
       case 8:
         (void)!symlink("..", link.c_str());
@@ -96,7 +95,7 @@ class Filler {
 
 std::vector<std::string> FillRandomTree(const std::string& top, uint32_t seed, time_t now) {
   const mode_t mask = umask(0);
-  chmod(top.c_str(), 0777);
+  mkdir(top.c_str(), 0777);
   Filler filler(seed, now);
   for (int i = 0; i < 3; ++i) filler.Fill(top, 4);
   umask(mask);

@@ -70,7 +70,9 @@ enum class Place : bool { kTop, kBelow };
 
 double FolderSizeAt(const std::string& path, bool with_subfolders, Place place) {
   const size_t slash = path.rfind('/') + 1;
-  const bool is_folder = IsFolder(path) && (place == Place::kTop || !IsLink(path));
+  // A link named "*" could lead round in circles, and is not followed.
+  const bool circles = place == Place::kBelow && path.substr(slash) == "*" && IsLink(path);
+  const bool is_folder = IsFolder(path) && !circles;
   std::string folder = is_folder ? path : path.substr(0, slash);
   const std::string mask = is_folder ? "*" : path.substr(slash);
   const std::vector<Entry> entries = Search(folder, "*", 63);
