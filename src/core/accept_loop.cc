@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "checks/system/created_file.h"
+#include "checks/system/process_runner.h"
 #include "core/exit_status.h"
 #include "core/inherited_state.h"
 #include "core/listener.h"
@@ -81,6 +82,7 @@ void AcceptLoop::Run() {
     RestartIfRequested();
     UpgradeIfRequested();
     SwitchPortIfChanged();
+    ReapLeftPrograms();
     if (WaitForConnection()) AcceptOne();
   }
 }

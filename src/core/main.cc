@@ -15,13 +15,15 @@
 #include "core/platform.h"
 #include "core/signals.h"
 #include "core/start_up.h"
+#include "text/system_error.h"
 
 int main(int argc, char** argv) {
   zem::UseOneHeap();
   zem::InheritedState::Capture(argc, argv);
   zem::FillStandardDescriptors();
   zem::PrepareSignals();
-  tzset();  // localtime_r need not look up the zone itself
+  tzset();                             // localtime_r need not look up the zone itself
+  (void)zem::SystemErrorText(ENOENT);  // nor strerror_r the language, in the child of a fork
 
   zem::PrintBanner();
   // Never destroyed: sessions may still run when the process ends.

@@ -197,6 +197,14 @@ TEST(SystemChecks, AProgramLeftRunningKeepsNoPortFromTheNextAgent) {
   }
 }
 
+// No further program is started that could look for it.
+TEST(SystemChecks, AProgramThatIsNotWaitedForIsNoZombieForLong) {
+  const AgentProcess agent;
+  EXPECT_EQ(agent.Ask("TEST-ExternalPrg\nsleep 1.5\n\n\n-1\n"), "200\n0\n");
+  EXPECT_EQ(agent.Children().size(), 1u);
+  EXPECT_TRUE(Eventually([&] { return agent.Children().empty(); }));
+}
+
 TEST(SystemChecks, ARestartRemovesTheFilesOfThoseItCutsOff) {
   for (const char* end : {"ReloadApp\n", "QUIT\n"}) {
     SCOPED_TRACE(end);

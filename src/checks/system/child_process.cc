@@ -63,8 +63,8 @@ void LeaveReason(const char* path, int error_number) {
   const int fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
   if (fd < 0) return;
   char buffer[1024];
-  // strerror_r, the other exception: it takes no lock that another thread can hold, since nobody
-  // ever changes the locale.
+  // strerror_r, the other exception. The C library may look for texts in other languages the first
+  // time, under a lock that another thread could hold at the fork: main makes that first call.
   const char* text = SystemErrorText(error_number, buffer, sizeof(buffer));
   // A short or failed write leaves the parent with less of a text.
   (void)(WriteAll(fd, kExecError) && WriteAll(fd, text));

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "checks/system/created_file.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <ctime>
 #include <vector>
 
 #include "core/mutex.h"
@@ -69,14 +70,14 @@ bool CreatedFile::CreateForShell(const char* path) {
   (void)RemoveFile(path);  // usually there is none
   const UniqueFd fd = Create(path, kOutputMode);
   if (!fd.IsOpen()) return false;
-  // Lengthening takes no block, so it works on a full disk too.
-  return ftruncate(fd.Get(), 1) == 0;
+  // With a byte in it the file is changed by being emptied, on every file system. Lengthening takes
+  // no block, so it works on a full disk too.
+  constexpr timespec kEpoch[2] = {};
+  return ftruncate(fd.Get(), 1) == 0 && futimens(fd.Get(), kEpoch) == 0;
 }
 
 bool CreatedFile::IsUntouched() const {
-  if (FileSize(path_) != 1) return false;
-  const FilePtr file = OpenForReading(path_);
-  return file != nullptr && getc(file.get()) == '\0';
+  return FileAge(path_) == 0;
 }
 
 void RemoveCreatedFiles() {

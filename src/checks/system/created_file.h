@@ -31,9 +31,9 @@ class CreatedFile {
   // The same for a file that a shell redirection will open: see IsUntouched.
   [[nodiscard]] bool CreateForShell(const char* path);
 
-  // True when no shell ever opened the file: a redirection empties it, and until then it holds one
-  // zero byte. A command with a syntax error never gets as far as its redirections, and its result
-  // must count as missing although the file was made beforehand.
+  // True when no shell ever opened the file: a redirection empties it, which changes its time, and
+  // until then it is dated at the epoch. A command with a syntax error never gets as far as its
+  // redirections, and its result must count as missing although the file was made beforehand.
   bool IsUntouched() const;
 
   const OvString& Path() const { return path_; }

@@ -3,12 +3,15 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "checks/system/child_process.h"
@@ -36,29 +39,6 @@ bool Fail(OvString* error, std::string_view text) {
   return false;
 }
 
-// Children that could be neither killed nor waited for: they belong to another user by now. Each
-// later run looks whether they have ended, so that they do not stay as zombies.
-class LeftChildren {
- public:
-  void Add(pid_t child) {
-    MutexLock lock(&lock_);
-    children_.push_back(child);
-  }
-  void Reap() {
-    MutexLock lock(&lock_);
-    std::erase_if(children_, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
-  }
-
- private:
-  Mutex lock_;
-  std::vector<pid_t> children_ ZEM_GUARDED_BY(lock_);
-};
-
-LeftChildren& Left() {
-  static LeftChildren& left = *new LeftChildren;  // never destroyed: sessions outlive main
-  return left;
-}
-
 // Blocks, or asks once. True when the child has ended, and was reaped, or is none of ours.
 bool HasEnded(pid_t child, bool block, int* status) {
   for (;;) {
@@ -72,9 +52,40 @@ bool HasEnded(pid_t child, bool block, int* status) {
   }
 }
 
-// Takes the reason out of the file and removes it. Nobody but the child should have made it; a
-// link or a pipe under the name is not read.
-OvString TakeReason(const char* path) {
+// Children that nobody waits for: those that were started without waiting and run on, and those
+// that could be neither killed nor waited for, which belong to another user by now.
+class LeftChildren {
+ public:
+  void Add(pid_t child) {
+    MutexLock lock(&lock_);
+    children_.push_back(child);
+  }
+  void Reap() {
+    MutexLock lock(&lock_);
+    std::erase_if(children_, [](pid_t child) {
+      int status = 0;
+      return HasEnded(child, false, &status);
+    });
+  }
+
+ private:
+  Mutex lock_;
+  std::vector<pid_t> children_ ZEM_GUARDED_BY(lock_);
+};
+
+LeftChildren& Left() {
+  static LeftChildren& left = *new LeftChildren;  // never destroyed: sessions outlive main
+  return left;
+}
+
+// Takes away the reason that a child of ours left, and returns it; nothing when there is none. The
+// name can be foreseen, and the folder may be open to everybody: a file of another user, a link or
+// a pipe under it is no child's.
+std::optional<OvString> TakeReason(const char* path) {
+  struct stat info;
+  if (!LinkStatPath(path, &info) || !S_ISREG(info.st_mode) || info.st_uid != geteuid()) {
+    return std::nullopt;
+  }
   OvString reason;
   const UniqueFd fd(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (fd.IsOpen()) {
@@ -83,17 +94,23 @@ OvString TakeReason(const char* path) {
     const std::string_view all(text, length > 0 ? static_cast<size_t>(length) : 0);
     reason = all.substr(0, all.find('\n'));
   }
-  (void)RemoveFile(path);  // somebody else's file in a sticky folder stays
+  (void)RemoveFile(path);
   return reason;
 }
 
+// The reason of a child that failed to execute. One that was killed may have left it just before.
+std::optional<OvString> ReasonFor(int status, const char* path) {
+  const bool failed = WIFEXITED(status) && WEXITSTATUS(status) == kExecFailureStatus;
+  if (!failed && !WIFSIGNALED(status)) return std::nullopt;
+  std::optional<OvString> reason = TakeReason(path);
+  return failed ? std::move(reason) : std::nullopt;
+}
+
 bool ReportEnd(int status, const char* reason_path, int32_t* exit_code, OvString* error) {
+  const std::optional<OvString> reason = ReasonFor(status, reason_path);
   if (!WIFEXITED(status)) return Fail(error, kAbnormalTermination);
-  if (WEXITSTATUS(status) == kExecFailureStatus && IsRegularFile(reason_path)) {
-    const OvString reason = TakeReason(reason_path);
-    // On a full disk the file is there and says nothing.
-    return Fail(error, reason.IsEmpty() ? kExecError : reason.View());
-  }
+  // On a full disk the file is there and says nothing.
+  if (reason.has_value()) return Fail(error, reason->IsEmpty() ? kExecError : reason->View());
   *exit_code = WEXITSTATUS(status);
   return true;
 }
@@ -103,13 +120,11 @@ bool LookOnce(pid_t child, const char* reason_path, int32_t* exit_code, OvString
   *exit_code = 0;
   PauseMilliseconds(1000);
   int status = 0;
-  // Deliberate: a program that runs on is never asked for again and becomes a zombie when it
-  // ends; whoever starts programs this way is told so in the manual.
-  if (!HasEnded(child, false, &status)) return true;
-  if (status >> 8 == kExecFailureStatus && IsRegularFile(reason_path)) {
-    (void)TakeReason(reason_path);
-    return Fail(error, kExecError);
+  if (!HasEnded(child, false, &status)) {
+    Left().Add(child);
+    return true;
   }
+  if (ReasonFor(status, reason_path).has_value()) return Fail(error, kExecError);
   *exit_code = status >> 8;  // deliberate: an end by a signal reads as 0 here
   return true;
 }
@@ -159,12 +174,16 @@ bool WaitWithLimit(pid_t child, int32_t timeout_ms, const char* reason_path, int
 
 }  // namespace
 
+void ReapLeftPrograms() {
+  Left().Reap();
+}
+
 bool RunProcess(const char* command_line, const char* working_directory, const char* input_file,
                 const char* output_file, const char* error_file, int32_t timeout_ms,
                 int32_t* exit_code, OvString* error) {
   const CommandWords words(command_line);
   error->Clear();
-  Left().Reap();
+  ReapLeftPrograms();
   ExecFailureFile failure_file;
   ChildPlan plan;
   plan.words = words.Vector();

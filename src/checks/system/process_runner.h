@@ -6,8 +6,9 @@
 // Units:   time limit in milliseconds; -1 = start and do not wait, 0 = no limit.
 // Errors:  false and one line in *error, which is emptied on entry; *exit_code then keeps what it
 //          held.
-// Threads: any; blocks the caller. Every child is reaped, except one that is started without
-//          waiting and outlives the first second, and one whose session a restart cuts off.
+// Threads: any; blocks the caller. Every child is reaped, one that is not waited for by a later
+// look,
+//          except those that run on past a restart of the agent.
 
 #ifndef ZEM_CHECKS_SYSTEM_PROCESS_RUNNER_H_
 #define ZEM_CHECKS_SYSTEM_PROCESS_RUNNER_H_
@@ -29,6 +30,11 @@ inline constexpr int32_t kDoNotWait = -1;
 // The same with all three streams on /dev/null.
 [[nodiscard]] bool RunQuietProcess(const char* command_line, const char* working_directory,
                                    int32_t timeout_ms, int32_t* exit_code, OvString* error);
+
+// Takes those of the programs left running that have ended off the system's process table, where
+// each would count against the limits of the agent's user and its service. For the main thread,
+// time and again: a program that ends may be the last one for a long while. Never blocks.
+void ReapLeftPrograms();
 
 }  // namespace zem
 

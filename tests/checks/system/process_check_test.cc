@@ -65,6 +65,7 @@ TEST_F(ProcessCheckTest, CountsWhatTheScriptPrints) {
   EXPECT_EQ(Count("echo many\n"), "301\nScript error");
   EXPECT_EQ(Count("kill -KILL $$\n"), "301\nScript error");
   EXPECT_EQ(Count("printf '\\0001'\n"), "301\nScript error");
+  EXPECT_EQ(Count("printf '\\0'\n"), "301\nScript error");
   ExpectNothingLeft();
 }
 

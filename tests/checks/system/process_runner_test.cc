@@ -60,6 +60,9 @@ TEST(ProcessRunner, ReportsHowAProgramEnded) {
       {"empty word", "''", false, -7, kMissing},
       {"a folder", "/tmp", false, -7, "exec error: Permission denied"},
       {"kills itself", Shell("kill -KILL $$"), false, -7, "abnormal termination"},
+      {"killed with its reason written",
+       Shell("echo reason >$TMPDIR/tmpSzem-$$.txt; kill -KILL $$"), false, -7,
+       "abnormal termination"},
       {"faults", Shell("kill -SEGV $$"), false, -7, "abnormal termination"},
   };
   for (const auto& c : cases) {
@@ -119,10 +122,10 @@ TEST(ProcessRunner, KeepsItsTimeLimits) {
     EXPECT_LE(outcomes[i].seconds, cases[i].most + 4);
   }
   EXPECT_EQ(scratch.LeftInTemp(), std::vector<std::string>());
-  // One child is left: the program that was not waited for, which nobody has reaped.
-  int status = 0;
-  EXPECT_GT(waitpid(-1, &status, 0), 0);
-  EXPECT_EQ(status, 0);
+  // One child is left: the program that was not waited for.
+  siginfo_t ended;
+  EXPECT_EQ(waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT), 0);
+  ReapLeftPrograms();
   EXPECT_TRUE(HasNoChild());
 }
 
@@ -330,6 +333,14 @@ TEST(ProcessRunner, WritesTheReasonThroughNoPlantedLink) {
   EXPECT_EQ(Quiet("/no/such/program").error, kMissing);
   EXPECT_EQ(ReadAll(scratch.Path("victim")), "precious");
   EXPECT_EQ(scratch.LeftInTemp().size(), kLinks - 1u) << "the child met no planted link";
+}
+
+TEST(ProcessRunner, BelievesTheReasonInAFileOfItsOwnUserAlone) {
+  if (geteuid() != 0) GTEST_SKIP() << "takes the superuser to give a file away";
+  const Scratch scratch;
+  const std::string plant = "reason=$TMPDIR/tmpSzem-$$.txt; echo forged >$reason";
+  EXPECT_EQ(Quiet(Shell(plant + "; exit 255")).error, "forged");
+  EXPECT_EQ(Quiet(Shell(plant + "; chown 65534 $reason; exit 255")).exit_code, 255);
 }
 
 TEST(ProcessRunner, OpensNoStreamThroughALink) {
