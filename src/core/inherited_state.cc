@@ -41,18 +41,18 @@ void InheritedState::Capture(int argc, char** argv) {
   getrlimit(RLIMIT_NOFILE, &state.descriptor_limit_);
 }
 
-void InheritedState::Restore(const sigset_t* keep_blocked) const {
+void InheritedState::Restore(HangUp hang_up) const {
   struct sigaction standard;
   memset(&standard, 0, sizeof(standard));
   standard.sa_handler = SIG_DFL;
   sigemptyset(&standard.sa_mask);
-  for (const int number : {SIGPIPE, SIGSEGV, SIGALRM, SIGCHLD}) {
+  for (const int number : {SIGPIPE, SIGXFSZ, SIGSEGV, SIGBUS, SIGALRM, SIGCHLD}) {
     sigaction(number, &standard, nullptr);
   }
   sigaction(SIGHUP, &hang_up_, nullptr);
   if (descriptor_limit_.rlim_max != 0) setrlimit(RLIMIT_NOFILE, &descriptor_limit_);
   sigset_t mask = mask_;
-  if (keep_blocked != nullptr && sigismember(keep_blocked, SIGHUP) == 1) sigaddset(&mask, SIGHUP);
+  if (hang_up == HangUp::kBlocked) sigaddset(&mask, SIGHUP);
   pthread_sigmask(SIG_SETMASK, &mask, nullptr);
 }
 

@@ -18,6 +18,10 @@
 
 namespace zem {
 
+// What becomes of the hang-up signal's mask: a daemon's next self has it blocked until it has a
+// handler.
+enum class HangUp { kAsInherited, kBlocked };
+
 class InheritedState {
  public:
   // First thing in main, and only there.
@@ -29,8 +33,8 @@ class InheritedState {
   char* const* Environment() const { return environment_pointers_.data(); }
 
   // Puts the mask, the actions and the descriptor limit back. Only async-signal-safe calls: for
-  // the child of a fork and for the moment before an exec. Signals of `keep_blocked` stay blocked.
-  void Restore(const sigset_t* keep_blocked) const;
+  // the child of a fork and for the moment before an exec.
+  void Restore(HangUp hang_up) const;
 
   // The hang-up signal belongs to the daemon once it is handled: children get it open.
   void ForgetBlockedHangUp() { sigdelset(&mask_, SIGHUP); }

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <initializer_list>
 
 #include "core/inherited_state.h"
 #include "core/platform.h"
@@ -18,7 +19,10 @@ namespace zem {
 namespace {
 
 constexpr time_t kShortestLife = 181;  // seconds between two restarts after a crash
-constexpr unsigned kPatience = 3;      // seconds the main thread has to notice a crash
+// Seconds the main thread has to notice a crash. It may be waiting in good order: five seconds for
+// replies under way, up to six for a port. Cut short there, a crash would lose both its log
+// entries.
+constexpr unsigned kPatience = 7;
 constexpr unsigned kRestartTime = 12;  // and then to restart: it may wait for replies under way
 
 enum CrashMark : int { kNoCrash, kCrashRestart, kCrashTooSoon, kCrashServed };
@@ -38,7 +42,11 @@ std::atomic<time_t> last_restart{0};
 // Main thread only.
 bool handles_hang_up = false;
 sigset_t wait_mask;
-struct sigaction earlier_fault_action;
+// A wild pointer raises the one or the other, by system and address: a crash is a crash.
+struct Fault {
+  int number;
+  struct sigaction earlier;
+} faults[] = {{SIGSEGV, {}}, {SIGBUS, {}}};
 
 struct sigaction Action(void (*handler)(int)) {
   struct sigaction action;
@@ -53,18 +61,23 @@ void SetHandler(int number, void (*handler)(int)) {
   sigaction(number, &action, nullptr);
 }
 
-sigset_t SetOf(int number) {
+void SetFaultHandlers(void (*handler)(int)) {
+  for (const Fault& fault : faults) SetHandler(fault.number, handler);
+}
+
+void ChangeMask(int how, std::initializer_list<int> numbers) {
   sigset_t set;
   sigemptyset(&set);
-  sigaddset(&set, number);
-  return set;
+  for (const int number : numbers) sigaddset(&set, number);
+  pthread_sigmask(how, &set, nullptr);
 }
 
 void OnHangUp(int) {
   hang_up_seen.store(true);
 }
 
-void OnBrokenPipe(int) {}
+// For a pipe without a reader and a file at its size limit: the write that met it reports it.
+void OnFailedWrite(int) {}
 
 void Wake() {
   const char byte = 0;
@@ -86,28 +99,34 @@ void OnAlarm(int) {
   execve(program, inherited.Arguments(), inherited.Environment());
   // Nothing is left that could serve, and a process that only hangs looks alive to its keeper. So
   // it ends as the fault alone would have ended it.
-  const sigset_t fault_only = SetOf(SIGSEGV);
-  pthread_sigmask(SIG_UNBLOCK, &fault_only, nullptr);
+  ChangeMask(SIG_UNBLOCK, {SIGSEGV});
   kill(getpid(), SIGSEGV);
 }
 
 [[noreturn]] void ParkForGood() {
-  const sigset_t alarm_only = SetOf(SIGALRM);
-  pthread_sigmask(SIG_UNBLOCK, &alarm_only, nullptr);
+  ChangeMask(SIG_UNBLOCK, {SIGALRM});
   for (;;) pause();
+}
+
+// True when the fault is reported by whoever handled it before, a sanitizer.
+bool LeftToEarlierHandler(int number, siginfo_t* info, void* context) {
+  for (const Fault& fault : faults) {
+    if (fault.number != number) continue;
+    if ((fault.earlier.sa_flags & SA_SIGINFO) == 0) return false;
+    if (fault.earlier.sa_sigaction == nullptr) return false;
+    fault.earlier.sa_sigaction(number, info, context);
+    return true;
+  }
+  return false;
 }
 
 // A sent signal returns to what it interrupted. The thread of a real fault parks: returning would
 // fault again, and ending the thread would leave its locks and its session in the air.
-void OnSegmentationFault(int, siginfo_t* info, void* context) {
+void OnFault(int number, siginfo_t* info, void* context) {
   const int saved = errno;
   const bool own_fault = IsOwnFault(*info);
-  if (own_fault && (earlier_fault_action.sa_flags & SA_SIGINFO) != 0 &&
-      earlier_fault_action.sa_sigaction != nullptr) {
-    earlier_fault_action.sa_sigaction(SIGSEGV, info, context);  // a sanitizer reports it
-    return;
-  }
-  SetHandler(SIGSEGV, SIG_DFL);
+  if (own_fault && LeftToEarlierHandler(number, info, context)) return;
+  SetFaultHandlers(SIG_DFL);
   if (time(nullptr) - last_restart.load() < kShortestLife) {
     crash_mark.store(kCrashTooSoon);
     Wake();
@@ -115,27 +134,30 @@ void OnSegmentationFault(int, siginfo_t* info, void* context) {
     return;  // a real fault then recurs and ends the process
   }
   crash_mark.store(kCrashRestart);
-  SetHandler(SIGSEGV, SIG_IGN);
+  SetFaultHandlers(SIG_IGN);
   alarm(kPatience);
   Wake();
   if (own_fault) ParkForGood();
   errno = saved;
 }
 
-void InstallFaultHandler() {
+void InstallFaultHandlers() {
   struct sigaction action;
   memset(&action, 0, sizeof(action));
-  action.sa_sigaction = OnSegmentationFault;
+  action.sa_sigaction = OnFault;
   action.sa_flags = SA_SIGINFO | SA_ONSTACK;
   sigemptyset(&action.sa_mask);
-  struct sigaction earlier;
-  sigaction(SIGSEGV, &action, &earlier);
-  if (earlier.sa_sigaction != OnSegmentationFault) earlier_fault_action = earlier;
+  for (Fault& fault : faults) {
+    struct sigaction earlier;
+    sigaction(fault.number, &action, &earlier);
+    if (earlier.sa_sigaction != OnFault) fault.earlier = earlier;
+  }
 }
 
 void InstallHandlers() {
-  InstallFaultHandler();
-  SetHandler(SIGPIPE, OnBrokenPipe);
+  InstallFaultHandlers();
+  SetHandler(SIGPIPE, OnFailedWrite);
+  SetHandler(SIGXFSZ, OnFailedWrite);
   SetHandler(SIGALRM, OnAlarm);
   if (handles_hang_up) SetHandler(SIGHUP, OnHangUp);
 }
@@ -150,8 +172,7 @@ void PrepareSignals() {
 void InstallHangUpHandler() {
   handles_hang_up = true;
   SetHandler(SIGHUP, OnHangUp);
-  const sigset_t hang_up = SetOf(SIGHUP);
-  pthread_sigmask(SIG_BLOCK, &hang_up, nullptr);
+  ChangeMask(SIG_BLOCK, {SIGHUP});
   sigdelset(&wait_mask, SIGHUP);
   InheritedState::Mutable().ForgetBlockedHangUp();
 }
@@ -159,19 +180,12 @@ void InstallHangUpHandler() {
 void InstallSignalHandlers(int wake_fd) {
   wake_up_fd.store(wake_fd);
   InstallHandlers();
-  const sigset_t alarm_only = SetOf(SIGALRM);
-  pthread_sigmask(SIG_UNBLOCK, &alarm_only, nullptr);
-  const sigset_t fault_only = SetOf(SIGSEGV);
-  pthread_sigmask(SIG_UNBLOCK, &fault_only, nullptr);
-  sigdelset(&wait_mask, SIGALRM);
-  sigdelset(&wait_mask, SIGSEGV);
+  ChangeMask(SIG_UNBLOCK, {SIGALRM, SIGSEGV, SIGBUS});
+  for (const int number : {SIGALRM, SIGSEGV, SIGBUS}) sigdelset(&wait_mask, number);
 }
 
 void BlockSignalsInSession() {
-  sigset_t handled;
-  sigemptyset(&handled);
-  for (const int number : {SIGHUP, SIGPIPE, SIGALRM}) sigaddset(&handled, number);
-  pthread_sigmask(SIG_BLOCK, &handled, nullptr);
+  ChangeMask(SIG_BLOCK, {SIGHUP, SIGPIPE, SIGXFSZ, SIGALRM});
 }
 
 FaultStack::FaultStack() {
@@ -226,20 +240,17 @@ void SetEmergencyRestart(const OvString& program_path, const char* pid_path) {
 
 void PrepareForExec() {
   alarm(0);
-  const sigset_t hang_up = SetOf(SIGHUP);
-  InheritedState::Get().Restore(handles_hang_up ? &hang_up : nullptr);
+  InheritedState::Get().Restore(handles_hang_up ? HangUp::kBlocked : HangUp::kAsInherited);
 }
 
 void ReinstallAfterFailedExec() {
-  const sigset_t mask = wait_mask;
-  pthread_sigmask(SIG_SETMASK, &mask, nullptr);
-  if (handles_hang_up) {
-    const sigset_t hang_up = SetOf(SIGHUP);
-    pthread_sigmask(SIG_BLOCK, &hang_up, nullptr);
-  }
   SetHandler(SIGCHLD, SIG_DFL);
   crash_mark.store(kNoCrash);
   InstallHandlers();
+  // Last, and in one go: a hang-up that came meanwhile waits for the handler and is served.
+  sigset_t mask = wait_mask;
+  if (handles_hang_up) sigaddset(&mask, SIGHUP);
+  pthread_sigmask(SIG_SETMASK, &mask, nullptr);
 }
 
 }  // namespace zem

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The signals of the agent. Handlers note what happened; the main thread acts.
 //
-// Hang-up (daemon mode only): reload the configuration. Segmentation fault: restart. Broken pipe:
-// nothing, but with a handler, since an ignored signal would be ignored in child programs too.
-// The hang-up signal is open in the main thread's wait alone, so none is lost and none interrupts
-// anything else. A segmentation fault is never blocked: a blocked one kills at once.
+// Hang-up (daemon mode only): reload the configuration. Segmentation fault and bus error: restart.
+// Broken pipe and file-size limit: nothing, but with a handler, since an ignored signal would be
+// ignored in child programs too. The hang-up signal is open in the main thread's wait alone, so
+// none is lost and none interrupts anything else. A fault is never blocked: a blocked one kills at
+// once.
 
 #ifndef ZEM_CORE_SIGNALS_H_
 #define ZEM_CORE_SIGNALS_H_

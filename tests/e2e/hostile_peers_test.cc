@@ -244,7 +244,6 @@ TEST(HostilePeers, WithHardlyAnyDescriptorsItServesOneAfterTheOther) {
 // A file-size limit stands for the full disk: writes fail, as they do there.
 TEST(HostileSystem, AFullDiskCostsLogEntriesAndNothingElse) {
   AgentProcess agent(Options{.switches = {"-i", "-v"}, .before_exec = [] {
-                               signal(SIGXFSZ, SIG_IGN);
                                const rlimit limit = {2000, 2000};
                                setrlimit(RLIMIT_FSIZE, &limit);
                              }});

@@ -137,10 +137,10 @@ TEST(Lifecycle, ASentSegmentationFaultRestarts) {
     ASSERT_TRUE(Eventually([&] { return CommentOf(agent) == "after the crash"; }));
     EXPECT_TRUE(Holds(agent.BadLog(), "]\t zem\t\t Segmentation fault!!\n"));
     EXPECT_TRUE(Holds(agent.BadLog(), "]\t zem\t\t Restarting..\n"));
-    // Again: the handler is there in the new life too.
+    // Again, by its sibling: the handlers are there in the new life too.
     agent.WriteConfig("comment=after the second\n");
     ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0; }));
-    agent.Signal(SIGSEGV);
+    agent.Signal(SIGBUS);
     EXPECT_TRUE(Eventually([&] { return CommentOf(agent) == "after the second"; }));
     EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
   }

@@ -72,7 +72,7 @@ void LeaveReason(const char* path, int error_number) {
 }
 
 [[noreturn]] void RunChild(const ChildPlan& plan, const InheritedState& inherited) {
-  inherited.Restore(nullptr);
+  inherited.Restore(HangUp::kAsInherited);
   if (plan.on_its_own) {
     setsid();
     OpenStreams(plan);
