@@ -97,10 +97,15 @@ void AcceptLoop::ServeSignals() {
     CrashIsLogged();
     agent_->control.RequestRestart();
   }
-  if (TakeHangUp()) {
-    OvString ignored;
-    (void)agent_->settings.Load(&ignored);  // nobody is there to be told
-  }
+  if (TakeHangUp()) reload_due_ = true;
+  if (reload_due_) Reload();
+}
+
+// While a session saves, which a slow disk can draw out, the reload stays due: whoever connects is
+// not kept waiting for it. The close of that session wakes the main thread to try again.
+void AcceptLoop::Reload() {
+  reload_due_ = !agent_->settings.TryLoad();
+  if (reload_due_) agent_->control.WakeOnSessionClose(true);
 }
 
 void AcceptLoop::End(int status) {

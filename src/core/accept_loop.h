@@ -27,6 +27,7 @@ class AcceptLoop {
 
  private:
   void ServeSignals();
+  void Reload();
   void TerminateIfRequested();
   void RestartIfRequested();
   void UpgradeIfRequested();
@@ -50,6 +51,7 @@ class AcceptLoop {
   const int shortage_from_;
   ParkedDescriptors parked_;
   bool paused_ = false;
+  bool reload_due_ = false;
   size_t accepted_ = 0;  // since memory was last given back
 };
 

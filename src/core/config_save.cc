@@ -134,7 +134,7 @@ bool WriteNewFile(const OvString& path, std::string_view text, int model) {
   const UniqueFd file = CreateExclusively(path, kPrivateMode);
   if (!file.IsOpen()) return false;
   if (TakeOverOwnerAndMode(model, file.Get()) && WriteAll(file.Get(), text) &&
-      fsync(file.Get()) == 0) {
+      SyncToDisk(file.Get())) {
     return true;
   }
   unlink(path.CStr());
@@ -165,7 +165,7 @@ void SyncDirectoryOf(const OvString& path) {
   OvString directory = ExtractFilePath(path);
   if (directory.IsEmpty()) directory = ".";
   const UniqueFd fd(open(directory.CStr(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (fd.IsOpen()) (void)fsync(fd.Get());
+  if (fd.IsOpen()) (void)SyncToDisk(fd.Get());
 }
 
 bool Fail(std::string_view what, std::string_view path, OvString* error) {

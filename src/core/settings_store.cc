@@ -22,6 +22,13 @@ SettingsPtr SettingsStore::BeginTurn() {
   return current_;
 }
 
+SettingsPtr SettingsStore::TryBeginTurn() {
+  MutexLock lock(&mutex_);
+  if (turn_taken_) return nullptr;
+  turn_taken_ = true;
+  return current_;
+}
+
 void SettingsStore::Publish(SettingsPtr settings) {
   // The old record is let go outside the lock: it may be the last reference to it.
   MutexLock lock(&mutex_);
@@ -37,9 +44,12 @@ void SettingsStore::EndTurn() {
 // The writer's turn, from a private copy of the present settings to its publication.
 class SettingsStore::Turn {
  public:
-  explicit Turn(SettingsStore* store) : store_(store), previous_(store->BeginTurn()) {
-    copy_ = std::make_shared<Settings>(*previous_);
-  }
+  explicit Turn(SettingsStore* store) : Turn(store, store->BeginTurn()) {}
+  // `previous`: what the turn began with.
+  Turn(SettingsStore* store, SettingsPtr previous)
+      : store_(store),
+        previous_(std::move(previous)),
+        copy_(std::make_shared<Settings>(*previous_)) {}
   ~Turn() { store_->EndTurn(); }
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;
@@ -70,6 +80,16 @@ bool SettingsStore::Load(OvString* error) {
   const bool loaded = LoadInto(&turn, error);
   turn.Publish();
   return loaded;
+}
+
+bool SettingsStore::TryLoad() {
+  SettingsPtr previous = TryBeginTurn();
+  if (previous == nullptr) return false;
+  Turn turn(this, std::move(previous));
+  OvString ignored;
+  (void)LoadInto(&turn, &ignored);  // nobody is there to be told
+  turn.Publish();
+  return true;
 }
 
 void SettingsStore::Update(const std::function<void(Settings*)>& change) {

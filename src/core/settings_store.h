@@ -29,6 +29,10 @@ class SettingsStore {
   // path are then looked for beside the program that stays.
   [[nodiscard]] bool Load(OvString* error);
 
+  // The same for one who must not wait: false at once, with nothing done, while a writer has its
+  // turn, however slow its file.
+  [[nodiscard]] bool TryLoad();
+
   // Publishes what `change` makes of a copy.
   void Update(const std::function<void(Settings*)>& change);
 
@@ -45,6 +49,7 @@ class SettingsStore {
   bool LoadInto(Turn* turn, OvString* error);
 
   SettingsPtr BeginTurn();
+  SettingsPtr TryBeginTurn();
   void Publish(SettingsPtr settings);
   void EndTurn();
 

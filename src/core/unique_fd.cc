@@ -37,6 +37,14 @@ bool WriteAll(int fd, std::string_view bytes) {
   return true;
 }
 
+bool SyncToDisk(int fd) {
+  int result = 0;
+  do {
+    result = fsync(fd);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
 UniqueFd CreateExclusively(const OvString& path, mode_t mode) {
   if (HoldsZeroByte(path)) {
     errno = ENOENT;

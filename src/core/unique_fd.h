@@ -63,6 +63,9 @@ FilePtr OpenForReading(const OvString& path);
 // Writes all bytes to a file, past interruptions and short writes; false leaves errno set.
 [[nodiscard]] bool WriteAll(int fd, std::string_view bytes);
 
+// Brings a file to the disk, past interruptions; false leaves errno set.
+[[nodiscard]] bool SyncToDisk(int fd);
+
 // Makes a file that did not exist: exclusively, never through a link, close-on-exec. -1 in the
 // result leaves errno set.
 UniqueFd CreateExclusively(const OvString& path, mode_t mode);

@@ -4,11 +4,13 @@
 // The file named by ZEM_FAULT_FILE says where: "plain" while a request is answered, "stack" by
 // running out of stack there, "log" in the middle of a session's log entry, with the lock held,
 // "file" with a stream locked, "send" in the middle of a reply, "main" in the main thread;
-// "shortage" lets an accept fail for want of memory. It is removed first, so the agent's next life
-// is spared. The file named by ZEM_CLOCK_FILE holds the seconds by which the time of day is wrong.
-// Linux alone.
+// "shortage" lets an accept fail for want of memory, "exec" a restart after a hang-up that comes in
+// between; "save" interrupts a save that has taken three seconds, "port" opens one in four. It is
+// removed first, so the agent's next life is spared. The file named by ZEM_CLOCK_FILE holds the
+// seconds by which the time of day is wrong. Linux alone.
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/utsname.h>
@@ -47,6 +49,15 @@ void WriteThroughNull() {
 int UseUpStack(volatile char* stop) {
   volatile char frame[4096] = "";
   return *stop != 0 ? 0 : UseUpStack(frame) + frame[1];
+}
+
+// However often a signal interrupts it.
+void Sleep(int seconds) {
+  timespec end = {};
+  clock_gettime(CLOCK_MONOTONIC, &end);
+  end.tv_sec += seconds;
+  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+  }
 }
 
 int Open(const char* path, int flags, mode_t mode) {
@@ -107,6 +118,29 @@ int accept4(int listener, sockaddr* address, socklen_t* length, int flags) {
 ssize_t send(int fd, const void* bytes, size_t count, int flags) {
   if (IsTurnOf("send", Who::kSession)) WriteThroughNull();
   return syscall(SYS_sendto, fd, bytes, count, flags, nullptr, 0);
+}
+
+int bind(int fd, const sockaddr* address, socklen_t length) noexcept {
+  if (IsTurnOf("port", Who::kMainThread)) Sleep(4);
+  return static_cast<int>(syscall(SYS_bind, fd, address, length));
+}
+
+int fsync(int fd) {
+  if (IsTurnOf("save", Who::kSession)) {
+    Sleep(3);
+    errno = EINTR;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_fsync, fd));
+}
+
+int execve(const char* path, char* const* arguments, char* const* environment) noexcept {
+  if (IsTurnOf("exec", Who::kMainThread)) {
+    kill(getpid(), SIGHUP);
+    errno = ENOENT;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_execve, path, arguments, environment));
 }
 
 int open(const char* path, int flags, ...) {
