@@ -49,9 +49,10 @@ configure_file(${ZEM_ROOT}/etc/zem.cfg.sample.in ${ZEM_OUT}/etc/zem.cfg.sample @
 if(TARGET zem)
   install(TARGETS zem RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT zem-agent)
 endif()
-install(FILES ${ZEM_ROOT}/scripts/agent/zem-proccount ${ZEM_ROOT}/scripts/agent/zem-proclist
-              ${ZEM_ROOT}/scripts/agent/zem-cpuusage
-  DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/zem PERMISSIONS ${x_bits} COMPONENT zem-agent)
+install(TARGETS zem-proccount
+  RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/zem COMPONENT zem-agent)
+install(FILES ${ZEM_OUT}/libexec/zem-proclist ${ZEM_OUT}/libexec/zem-cpuusage
+  DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/zem COMPONENT zem-agent)
 install(FILES ${ZEM_ROOT}/man/zem.8
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT zem-agent)
 install(FILES ${ZEM_ROOT}/man/zem.cfg.5 ${ZEM_ROOT}/man/zem-scripts.5

@@ -59,7 +59,7 @@ endforeach()
 
 set(CPACK_DEBIAN_ZEM-AGENT_PACKAGE_NAME zem-agent)
 set(CPACK_DEBIAN_ZEM-AGENT_PACKAGE_DEPENDS
-  "zem-client (>= ${PROJECT_VERSION}-${deb_release}), adduser, procps")
+  "zem-client (>= ${PROJECT_VERSION}-${deb_release}), adduser")
 set(CPACK_DEBIAN_ZEM-AGENT_PACKAGE_RECOMMENDS "logrotate")
 set(CPACK_DEBIAN_ZEM-AGENT_PACKAGE_CONTROL_EXTRA
   ${control}/postinst ${control}/prerm ${control}/postrm ${control}/conffiles)

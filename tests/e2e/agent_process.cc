@@ -93,8 +93,8 @@ std::string ProgramPath() {
   return ZEM_PROGRAM;
 }
 
-std::string ScriptsPath() {
-  return ZEM_SCRIPTS;
+std::string HelpersPath() {
+  return ZEM_HELPERS;
 }
 
 Ended RunToEnd(const std::vector<std::string>& arguments) {

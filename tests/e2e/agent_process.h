@@ -24,8 +24,8 @@ int FreePort();
 bool Eventually(const std::function<bool()>& condition);
 
 std::string ProgramPath();
-// The folder of the administrator scripts in the source tree.
-std::string ScriptsPath();
+// The folder of the programs that the script keys name.
+std::string HelpersPath();
 
 struct Ended {
   int status = -1;      // exit status, or -1 when a signal ended the process

@@ -155,9 +155,9 @@ TEST(Stress, EveryCommandAmidReloadsRestartsAndPortSwitches) {
     WriteFile(dir / ("tree/file" + std::to_string(i)), std::string(100, 'x'));
   }
   std::string config = "timeout=20000\nexecuteaction=1\ntcpudpaction=1\nsyslogaction=1\n";
-  config += "proccntscript=" + ScriptsPath() + "/zem-proccount\n";
-  config += "proclistscript=" + ScriptsPath() + "/zem-proclist\n";
-  config += "cpuusagescript=" + ScriptsPath() + "/zem-cpuusage\n";
+  config += "proccntscript=" + HelpersPath() + "/zem-proccount\n";
+  config += "proclistscript=" + HelpersPath() + "/zem-proclist\n";
+  config += "cpuusagescript=" + HelpersPath() + "/zem-cpuusage\n";
   const std::string report = "log_path=" + (dir / "report");
   AgentProcess agent(Options{.switches = {"-d"},
                              .config = config,
