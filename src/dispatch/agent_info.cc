@@ -42,14 +42,14 @@ constexpr CatalogueEntry kActions[] = {
 // in the same order.
 void AddCatalogue(std::span<const CatalogueEntry> entries, std::string_view available_key,
                   std::string_view enabled_key, const Settings& settings, AgentReply* reply) {
-  OvString names;
-  OvString digits;
+  reply->EnsureNewLine();
+  reply->Append(available_key).Append("=");
   for (const CatalogueEntry& entry : entries) {
-    names.Append(entry.name).Append("\r\n");
-    digits.Append(settings.*entry.enabled ? '1' : '0');
+    reply->Append(entry.name).Append("\r\n", Escape::kYes);
   }
-  AddKeyLine(available_key, names, reply, Escape::kYes);
-  AddKeyLine(enabled_key, digits, reply);
+  reply->Append("\n").Append(enabled_key).Append("=");
+  for (const CatalogueEntry& entry : entries) reply->Append(settings.*entry.enabled ? "1" : "0");
+  reply->Append("\n");
 }
 
 void AddIdentity(AgentReply* reply) {
@@ -78,9 +78,8 @@ void AddHost(AgentReply* reply) {
 }  // namespace
 
 void AddKeyLine(std::string_view key, std::string_view value, AgentReply* reply, Escape escape) {
-  OvString line(key);
-  line.Append('=').Append(value);
-  reply->AddLine(line, escape);
+  reply->EnsureNewLine();
+  reply->Append(key).Append("=").Append(value, escape).Append("\n");
 }
 
 void GetInfo(const AgentRequest&, const RequestContext& context, AgentReply* reply) {

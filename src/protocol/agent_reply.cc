@@ -15,6 +15,8 @@ namespace {
 
 constexpr size_t kFormatBuffer = 2048;
 constexpr size_t kNumberBuffer = 35;
+// All but lists and the output of scripts fit.
+constexpr size_t kUsualReply = 1023;
 
 // What snprintf would have liked to write, cut to what the buffer took.
 std::string_view Formatted(const char* buffer, size_t capacity, int length) {
@@ -27,6 +29,7 @@ std::string_view Formatted(const char* buffer, size_t capacity, int length) {
 
 void AgentReply::StartReply(std::string_view status, SessionKeyPtr key) {
   text_.Clear();
+  text_.Reserve(kUsualReply);
   if (!status.empty()) SetStatus(status);
   key_ = std::move(key);
 }
@@ -37,8 +40,12 @@ AgentReply& AgentReply::SetStatus(std::string_view status) {
   return *this;
 }
 
-AgentReply& AgentReply::Append(std::string_view text) {
-  text_.Append(text);
+AgentReply& AgentReply::Append(std::string_view text, Escape escape) {
+  if (escape == Escape::kYes) {
+    AppendEscaped(text, &text_);
+  } else {
+    text_.Append(text);
+  }
   return *this;
 }
 
@@ -48,11 +55,7 @@ void AgentReply::EnsureNewLine() {
 
 void AgentReply::AddLine(std::string_view text, Escape escape) {
   EnsureNewLine();
-  if (escape == Escape::kYes) {
-    text_.Append(EscapeLineBreaks(text));
-  } else {
-    text_.Append(text);
-  }
+  Append(text, escape);
   text_.Append('\n');
 }
 

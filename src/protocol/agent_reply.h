@@ -41,8 +41,8 @@ class AgentReply {
   AgentReply& SetStatus(std::string_view status);
   // Replaces everything so far with `text`: such a reply carries no status line at all.
   void ReplaceText(std::string_view text) { text_ = text; }
-  // Appends bytes as they are, with no line end.
-  AgentReply& Append(std::string_view text);
+  // Appends bytes with no line end.
+  AgentReply& Append(std::string_view text, Escape escape = Escape::kNo);
 
   void EnsureNewLine();
   void AddLine(std::string_view text, Escape escape = Escape::kNo);

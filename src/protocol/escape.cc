@@ -3,15 +3,19 @@
 
 namespace zem {
 
-OvString EscapeLineBreaks(std::string_view text) {
-  OvString result;
+void AppendEscaped(std::string_view text, OvString* out) {
   while (!text.empty()) {
     const size_t plain = text.find_first_of("\r\n");
-    result.Append(text.substr(0, plain));
+    out->Append(text.substr(0, plain));
     if (plain == std::string_view::npos) break;
-    result.Append(text[plain] == '\n' ? "%0A" : "%0D");
+    out->Append(text[plain] == '\n' ? "%0A" : "%0D");
     text.remove_prefix(plain + 1);
   }
+}
+
+OvString EscapeLineBreaks(std::string_view text) {
+  OvString result;
+  AppendEscaped(text, &result);
   return result;
 }
 

@@ -15,6 +15,7 @@
 namespace zem {
 
 OvString EscapeLineBreaks(std::string_view text);
+void AppendEscaped(std::string_view text, OvString* out);
 
 // Upper case only; every other "%" is copied as it stands.
 OvString UnescapeLineBreaks(std::string_view text);

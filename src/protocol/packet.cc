@@ -87,9 +87,7 @@ bool ParseRequestPacket(RequestPacket* packet, std::string_view password,
     return false;
   }
   const int64_t key_offset = 10 + fields.password_size;
-  OvString key = DecipherField(Field(bytes, key_offset, fields.key_size), password);
-  packet->key = MakeSessionKey(key);
-  key.Wipe();
+  packet->key = MakeSessionKey(DecipherField(Field(bytes, key_offset, fields.key_size), password));
 
   OvString text;
   if (fields.request_size > 0) {
@@ -118,7 +116,9 @@ OvString BuildRequestPacket(std::string_view text, std::string_view session_key,
 
 OvString BuildPacket(std::string_view text, const Cipher& cipher, size_t length_digits) {
   if (text.empty()) return {};
-  OvString packet = EncodeLength(static_cast<uint32_t>(text.size()), length_digits);
+  OvString packet;
+  packet.Reserve(length_digits + text.size());
+  packet.Append(EncodeLength(static_cast<uint32_t>(text.size()), length_digits));
   char* bytes = packet.Resize(length_digits + text.size());
   cipher.Encipher(text, bytes + length_digits);
   return packet;

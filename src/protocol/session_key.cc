@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "protocol/session_key.h"
 
+#include <utility>
+
 namespace zem {
 
 const Cipher& SessionKey::Schedule() {
@@ -8,8 +10,8 @@ const Cipher& SessionKey::Schedule() {
   return *schedule_;
 }
 
-SessionKeyPtr MakeSessionKey(std::string_view text) {
-  return std::make_shared<SessionKey>(text);
+SessionKeyPtr MakeSessionKey(OvString text) {
+  return std::make_shared<SessionKey>(std::move(text));
 }
 
 }  // namespace zem

@@ -33,7 +33,8 @@ class SessionKey {
 
 using SessionKeyPtr = std::shared_ptr<SessionKey>;
 
-SessionKeyPtr MakeSessionKey(std::string_view text);
+// The key takes the bytes over: no other copy of them stays behind.
+SessionKeyPtr MakeSessionKey(OvString text);
 
 }  // namespace zem
 

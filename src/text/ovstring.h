@@ -51,6 +51,9 @@ class OvString {
   OvString& AppendInt(long long number);
   OvString& operator+=(std::string_view text) { return Append(text); }
 
+  // Makes room, so that a text of `length` bytes is reached without another allocation. A fixed
+  // string keeps its capacity.
+  void Reserve(size_t length);
   // Makes the text `length` bytes long and returns them for writing. Bytes beyond the old length
   // are zero. A fixed string is cut at its capacity: read Length() afterwards.
   char* Resize(size_t length);
@@ -81,7 +84,6 @@ class OvString {
   friend bool operator==(const OvString& a, const char* b) { return a.View() == b; }
 
  private:
-  void Reserve(size_t length);
   void Release();
 
   char* buffer_ = nullptr;

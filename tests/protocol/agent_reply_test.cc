@@ -51,7 +51,7 @@ TEST_F(AgentReplyTest, StatusReplacesEverythingAndLinesFollow) {
 TEST_F(AgentReplyTest, SealEndsTheTextAndMakesThePacket) {
   for (const auto& c : known::kReplyAnswers) {
     AgentReply reply;
-    reply.StartReply(c.text.substr(0, 3), MakeSessionKey(c.session_key));
+    reply.StartReply(c.text.substr(0, 3), MakeSessionKey(OvString(c.session_key)));
     std::string_view lines = c.text.substr(4);
     lines.remove_suffix(std::min<size_t>(2, lines.size()));  // the seal supplies LF and CR
     reply.Append(lines);
