@@ -10,6 +10,20 @@ namespace zem {
 namespace {
 
 constexpr char kEndMark = '\r';
+// What an entry of at most 511 bytes has room for beside its date, the longest address, its own
+// words and its line end.
+constexpr size_t kMostLoggedBytes = 452;
+
+// The command as it may stand in a log and on a terminal.
+OvString Printable(std::string_view command) {
+  OvString text(command.substr(0, kMostLoggedBytes));
+  char* bytes = text.Resize(text.Length());
+  for (size_t i = 0; i < text.Length(); ++i) {
+    const auto byte = static_cast<unsigned char>(bytes[i]);
+    if (byte < 0x20 || (byte >= 0x7F && byte < 0xA0)) bytes[i] = '?';
+  }
+  return text;
+}
 
 }  // namespace
 
@@ -31,7 +45,7 @@ bool DispatchRequest(std::string_view request_text, const RequestContext& contex
   const CommandRow* row = FindCommand(command);
   if (row == nullptr) {
     context.log->WriteLogFormat(context.peer, LogKind::kFailure, "Unknown command \"%s\"\n",
-                                command.CStr());
+                                Printable(command).CStr());
     reply->SetStatus(status::kUnknown);
     return false;
   }

@@ -68,11 +68,13 @@ TEST(RequestRoad, StatusesOfTheDispatcher) {
                                        "fileexists=0\nfilecrc=0\ncomparefiles=0\ntextlog=0\n"
                                        "ping=0\nscript=0\nfreespace=0\n"
                                        "manageaddr=10.0.0.1\nupdateaddr=10.0.0.1\nprocess=0\n"});
+  const std::string hostile = "a\x1B[2J\x9B\x7F" + std::string(600, 'x') + "\n\r";
   struct Case {
     const char* request;  // as sent, end mark included where there is one
     const char* reply;
   };
   const Case cases[] = {
+      {hostile.c_str(), "500\n"},
       {"getinfo\n\r", "500\n"},
       {"\r", "500\n"},
       {" \t \n\r", "500\n"},
@@ -109,10 +111,13 @@ TEST(RequestRoad, StatusesOfTheDispatcher) {
     EXPECT_EQ(connection.ReceiveReply().value_or("(closed)"), c.reply);
     EXPECT_TRUE(connection.ClosesWithin(30'000));
   }
-  for (const char* line : {"EndOfTransmission signal missed\n", "Void request received\n",
-                           "Unknown command \"getinfo\"\n"}) {
-    EXPECT_NE(agent.BadLog().find(std::string("\t 127.0.0.1\t ") + line), std::string::npos);
+  // Nothing that a terminal obeys, and the next entry on a line of its own.
+  const std::string shortened = "\"a?[2J??" + std::string(445, 'x') + "\"\n[";
+  for (const std::string line : {"EndOfTransmission signal missed\n", "Void request received\n",
+                                 "Unknown command \"getinfo\"\n"}) {
+    EXPECT_NE(agent.BadLog().find("\t 127.0.0.1\t " + line), std::string::npos);
   }
+  EXPECT_NE(agent.BadLog().find("\t 127.0.0.1\t Unknown command " + shortened), std::string::npos);
 }
 
 TEST(RequestRoad, TextLogTestsAreNotThereYet) {
