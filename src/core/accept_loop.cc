@@ -72,7 +72,8 @@ AcceptLoop::AcceptLoop(Agent* agent, UniqueFd listener, PidFile* pid_file, size_
       pid_file_(pid_file),
       port_in_use_(agent->settings.Snapshot()->port),
       shortage_from_(ShortageFrom(descriptor_limit)),
-      parked_(descriptor_limit) {}
+      parked_(descriptor_limit),
+      connection_log_(&agent->log) {}
 
 void AcceptLoop::Run() {
   for (;;) {
@@ -83,6 +84,7 @@ void AcceptLoop::Run() {
     UpgradeIfRequested();
     SwitchPortIfChanged();
     ReapLeftPrograms();
+    connection_log_.TellLeftOut();
     if (WaitForConnection()) AcceptOne();
   }
 }
@@ -224,7 +226,7 @@ void AcceptLoop::AcceptOne() {
     Reject(std::move(connection), peer);
     return;
   }
-  agent_->log.WriteLog("TCP connection accepted\n", peer, LogKind::kSuccess);
+  connection_log_.Accepted(peer);
   StartSession(agent_, std::move(connection), peer);
 }
 
@@ -258,7 +260,7 @@ bool AcceptLoop::IsAdmitted(const Settings& settings, uint32_t peer) const {
 
 void AcceptLoop::Reject(UniqueFd connection, uint32_t peer) {
   agent_->control.ConnectionRejected();
-  agent_->log.WriteLog("TCP connection rejected\n", peer, LogKind::kFailure);
+  connection_log_.Rejected(peer);
   shutdown(connection.Get(), SHUT_RDWR);
   parked_.Park(std::move(connection));
 }

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "core/agent.h"
+#include "core/connection_log.h"
 #include "core/parked_descriptors.h"
 #include "core/pid_file.h"
 #include "core/unique_fd.h"
@@ -50,6 +51,7 @@ class AcceptLoop {
   // The number of an accepted descriptor from which on the agent is short of them.
   const int shortage_from_;
   ParkedDescriptors parked_;
+  ConnectionLog connection_log_;
   bool paused_ = false;
   bool reload_due_ = false;
   size_t accepted_ = 0;  // since memory was last given back

@@ -7,6 +7,7 @@
 #include "core/activity_log.h"
 #include "core/process_control.h"
 #include "core/settings_store.h"
+#include "core/wrong_passwords.h"
 
 namespace zem {
 
@@ -16,6 +17,7 @@ struct Agent {
   SettingsStore settings;
   ActivityLog log;
   ProcessControl control;
+  WrongPasswords wrong_passwords;
 };
 
 }  // namespace zem

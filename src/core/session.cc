@@ -161,6 +161,10 @@ void Session::HandlePacket(const SettingsPtr& settings) {
   }
   if (!ParseRequestPacket(&packet, settings->password, trace)) {
     agent_->log.WriteLog("<-- Invalid QV request received\n", peer_, LogKind::kInformation);
+    // Whatever else was wrong with it: the connection's fate told whether the password was right.
+    if (HasWrongPassword(packet.text, PasswordDigest(settings->password))) {
+      agent_->wrong_passwords.Note(peer_);
+    }
     return;
   }
   agent_->log.WriteLog("<-- Correct QV request received\n", peer_, LogKind::kInformation);
@@ -206,6 +210,7 @@ void Session::Close() {
   connection_.Reset();
   upgrade_.HandOver();
   agent_->control.SessionClosed(requests_);
+  agent_->wrong_passwords.Tell();
 }
 
 struct HandOver {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <syslog.h>
 
 #include <chrono>
 #include <optional>
@@ -159,6 +160,28 @@ TEST_F(Shortage, IsWaitedOutWhoeverStays) {
   WriteFile(dir_ / "fault", "shortage");
   EXPECT_TRUE(agent_->Answers());
   EXPECT_FALSE(FileExists(dir_ / "fault"));
+}
+
+// Whoever watches the host's logins sees it, by a whole packet and by a torn one, once a minute.
+TEST(WrongPassword, IsToldToTheSyslog) {
+  const TempDir dir;
+  AgentProcess agent(Options{
+      .environment = {"LD_PRELOAD=" ZEM_FAULT_PRELOAD, "ZEM_SYSLOG_FILE=" + (dir / "syslog")}});
+  const std::string wrong = Packet("GetInfo\r", "no");
+  const struct {
+    const char* source;
+    std::string bytes;
+  } guesses[] = {{"127.0.0.2", wrong}, {"127.0.0.2", wrong}, {"127.0.0.3", wrong.substr(0, 40)}};
+  for (const auto& guess : guesses) {
+    const Connection stranger(agent.Port(), guess.source);
+    ASSERT_TRUE(stranger.Send(guess.bytes));
+    EXPECT_TRUE(stranger.ClosesWithin(30'000));
+  }
+  const std::string prefix = "zem " + std::to_string(LOG_AUTHPRIV | LOG_NOTICE);
+  const std::string expected =
+      prefix + " wrong password from 127.0.0.2\n" + prefix + " wrong password from 127.0.0.3\n";
+  EXPECT_TRUE(Eventually([&] { return ReadFile(dir / "syslog") == expected; }))
+      << ReadFile(dir / "syslog");
 }
 
 // The administrator or a time service sets the clock by a day, back and forward.

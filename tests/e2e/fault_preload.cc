@@ -6,7 +6,8 @@
 // "file" with a stream locked, "send" in the middle of a reply, "main" in the main thread;
 // "shortage" lets an accept fail for want of memory, "exec" a restart after a hang-up that comes in
 // between; "save" interrupts a save that has taken three seconds, "port" opens one in four. It is
-// removed first, so the agent's next life is spared. The file named by ZEM_CLOCK_FILE holds the
+// removed first, so the agent's next life is spared. What goes to the syslog goes to the file named
+// by ZEM_SYSLOG_FILE. The file named by ZEM_CLOCK_FILE holds the
 // seconds by which the time of day is wrong. Linux alone.
 
 #include <fcntl.h>
@@ -14,6 +15,7 @@
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/utsname.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -78,9 +80,39 @@ time_t ClockError() {
   return atol(text);
 }
 
+const char* syslog_identity = "";
+
+void AppendToSyslogFile(int priority, const char* format, va_list arguments) {
+  const char* path = getenv("ZEM_SYSLOG_FILE");
+  FILE* file = path == nullptr ? nullptr : fopen(path, "ae");
+  if (file == nullptr) return;
+  fprintf(file, "%s %d ", syslog_identity, priority);
+  vfprintf(file, format, arguments);
+  fputc('\n', file);
+  fclose(file);
+}
+
 }  // namespace
 
 extern "C" {
+
+void openlog(const char* identity, int, int) {
+  syslog_identity = identity;
+}
+
+void syslog(int priority, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  AppendToSyslogFile(priority, format, arguments);
+  va_end(arguments);
+}
+
+void __syslog_chk(int priority, int, const char* format, ...) {  // NOLINT: the library's own name
+  va_list arguments;
+  va_start(arguments, format);
+  AppendToSyslogFile(priority, format, arguments);
+  va_end(arguments);
+}
 
 int clock_gettime(clockid_t clock, timespec* now) noexcept {
   const auto result = static_cast<int>(syscall(SYS_clock_gettime, clock, now));
