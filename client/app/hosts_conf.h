@@ -24,7 +24,7 @@ namespace zem::client {
 class HostsConf {
  public:
   HostsConf() = default;
-  // The file must not be readable by others: it holds passwords.
+  // Nobody else may read the file, which holds passwords, or write it.
   static HostsConf Read(const std::string& path);
   static HostsConf Parse(std::string_view text, const std::string& path);
   // The file of this user; empty when there is no home.

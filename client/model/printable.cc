@@ -54,15 +54,29 @@ void AppendVisible(std::string_view bytes, std::string* out) {
   }
 }
 
-std::string Clean(std::string_view text, bool keep_lines) {
+// As JSON writes it: sixteen bits at a time.
+void AppendJsonEscape(uint32_t code, std::string* out) {
+  const auto append = [out](uint32_t unit) {
+    fmt::format_to(std::back_inserter(*out), "\\u{:04x}", unit);
+  };
+  if (code < 0x10000) return append(code);
+  append(0xD800 + ((code - 0x10000) >> 10));
+  append(0xDC00 + (code & 0x3FF));
+}
+
+enum class Into { kLine, kLines, kJson };
+
+std::string Clean(std::string_view text, Into into) {
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
     size_t length = 1;
     const uint32_t code = Decode(text, &length);
     const std::string_view bytes = text.substr(0, length);
-    if (keep_lines && code == '\n') {
+    if (into != Into::kLine && code == '\n') {
       out.push_back('\n');
+    } else if (into == Into::kJson && code != kInvalid && IsControl(code)) {
+      AppendJsonEscape(code, &out);
     } else if (code == kInvalid || IsControl(code)) {
       AppendVisible(bytes, &out);
     } else {
@@ -76,11 +90,15 @@ std::string Clean(std::string_view text, bool keep_lines) {
 }  // namespace
 
 std::string Printable(std::string_view text) {
-  return Clean(text, false);
+  return Clean(text, Into::kLine);
 }
 
 std::string PrintableLines(std::string_view text) {
-  return Clean(text, true);
+  return Clean(text, Into::kLines);
+}
+
+std::string PrintableJson(std::string_view json) {
+  return Clean(json, Into::kJson);
 }
 
 size_t Columns(std::string_view text) {

@@ -16,6 +16,8 @@ namespace zem::client {
 std::string Printable(std::string_view text);
 // The same, but line feeds stay.
 std::string PrintableLines(std::string_view text);
+// The same for a JSON document that is valid UTF-8, by the escapes that JSON has for it.
+std::string PrintableJson(std::string_view json);
 
 // The number of terminal columns a printable text takes, counting one a character.
 size_t Columns(std::string_view text);

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <stdexcept>
+#include <utility>
 
 #include "core/unique_fd.h"
 #include "text/system_error.h"
@@ -24,12 +25,19 @@ constexpr size_t kLargest = 1024 * 1024;
   throw std::runtime_error("cannot read " + path + ": " + SystemErrorText(error_number).CStr());
 }
 
-void RefuseReadable(const std::string& path, int fd) {
+// Who may write the file decides where the password is sent, and which.
+void RefuseShared(const std::string& path, int fd) {
   struct stat info;
   if (fstat(fd, &info) != 0) Fail(path, errno);
   // A pipe (from a password manager) has no mode that means anything.
-  if (S_ISREG(info.st_mode) && (info.st_mode & (S_IRGRP | S_IROTH)) != 0) {
-    throw std::runtime_error(path + " can be read by others; chmod 600 it first");
+  if (!S_ISREG(info.st_mode)) return;
+  if (info.st_uid != geteuid() && info.st_uid != 0) {
+    throw std::runtime_error(path + " belongs to somebody else; make a file of your own");
+  }
+  for (const auto& [bits, verb] :
+       {std::pair(S_IRGRP | S_IROTH, "read"), std::pair(S_IWGRP | S_IWOTH, "written")}) {
+    if ((info.st_mode & static_cast<mode_t>(bits)) == 0) continue;
+    throw std::runtime_error(path + " can be " + verb + " by others; chmod 600 it first");
   }
 }
 
@@ -42,7 +50,7 @@ Secret ReadSecretFile(const std::string& path, Privacy privacy) {
     file.Reset(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     if (!file.IsOpen()) Fail(path, errno);
     fd = file.Get();
-    if (privacy == Privacy::kOwnerOnly) RefuseReadable(path, fd);
+    if (privacy == Privacy::kOwnerOnly) RefuseShared(path, fd);
   }
   OvString text;
   char buffer[4096];

@@ -13,7 +13,7 @@
 namespace zem::client {
 
 enum class Privacy {
-  kOwnerOnly,  // refuse a file that group or others may read
+  kOwnerOnly,  // refuse a file of somebody else, or that group or others may read or write
   kAnyMode,    // whoever made the file answers for its mode
 };
 

@@ -5,6 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "model/printable.h"
+
 namespace zem::client {
 
 namespace {
@@ -42,7 +44,7 @@ Json Build(const Value& value) {
 
 std::string ToJson(const Value& value) {
   constexpr int kIndent = 2;
-  return Build(value).dump(kIndent, ' ', false, Json::error_handler_t::replace);
+  return PrintableJson(Build(value).dump(kIndent, ' ', false, Json::error_handler_t::replace));
 }
 
 }  // namespace zem::client

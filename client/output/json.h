@@ -12,7 +12,8 @@
 
 namespace zem::client {
 
-// Bytes that are no valid UTF-8 become U+FFFD. No final line feed.
+// Bytes that are no valid UTF-8 become U+FFFD, and control characters and the marks that reorder or
+// hide text are escaped. No final line feed.
 std::string ToJson(const Value& value);
 
 }  // namespace zem::client

@@ -72,11 +72,15 @@ TEST_F(TargetsTest, PasswordSourcesComeInTheirOrder) {
   EXPECT_EQ(PasswordFor("--no-password"), "");
 }
 
-TEST_F(TargetsTest, FilesThatOthersMayReadAreRefused) {
-  for (const unsigned mode : {0640U, 0604U, 0644U}) {
+TEST_F(TargetsTest, FilesThatOthersHaveAHandInAreRefused) {
+  for (const unsigned mode : {0640U, 0604U, 0620U, 0602U}) {
     const std::string file = Scratch("secret\n", mode);
     EXPECT_THROW((void)Targets("--password-file " + file), std::runtime_error) << mode;
     EXPECT_THROW((void)Targets("--hosts-conf " + file), std::runtime_error) << mode;
+  }
+  const std::string foreign = Scratch("secret\n");
+  if (chown(foreign.c_str(), 65534, 65534) == 0) {  // root alone may
+    EXPECT_THROW((void)Targets("--password-file " + foreign), std::runtime_error);
   }
   EXPECT_EQ(PasswordFor("--password-file " + Scratch("secret\r\n", 0400)), "secret");
   EXPECT_THROW((void)Targets("--password-file " + Scratch("\nsecret\n")), std::runtime_error);
