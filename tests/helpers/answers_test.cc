@@ -60,7 +60,7 @@ TEST_F(MadeUpTable, NamesAndWhatRuns) {
   Add(9000021, "S 1", 1, "nginx", "nginx: worker 5");
   Add(9000022, "R 1", 1, "a-long-name-of-", "a-long-name-of-a-daemon: at /var/run/x.sock\0"s);
   Add(9000023, "S 1", 1, "unattended-upgr",
-      "/usr/bin/python3\0\0/usr/share/unattended-upgrade-x\0--w\0"s);
+      "/usr/bin/python3\0\0\0/usr/share/unattended-upgrade-x\0--w\0"s);
   Add(9000024, "S 1", 1, "wiped-arguments", "");
   Add(9000025, "S 1", 1, "              n", "x\0"s);
   // What runs: not a zombie, but a program whose first thread ended.
@@ -87,10 +87,11 @@ TEST_F(MadeUpTable, NamesAndWhatRuns) {
     for (const std::string& name : names) EXPECT_EQ(Count(name), count) << name;
   };
   expect("2\n", {"nginx"});
-  expect("1\n", {"nginx: worker 5", "  nginx:\tworker  5 ", "a-long-name-of-a-daemon", "login",
-                 "vi", "unattended-upgrade-x", "wiped-arguments", "wiped-arguments-of-a-daemon",
-                 "[kthreadd]", "kworker/0:1H", "kworker/0:1H-events_highpri", "kworker/R-rcu_gp",
-                 "half-gone", "a) R 1 (b", "two lines", "two lines and more"});
+  expect("1\n",
+         {"nginx: worker 5", "  nginx:\tworker  5 ", "a-long-name-of-a-daemon", "login", "vi",
+          "unattended-upgrade-x", "wiped-arguments", "wiped-arguments-of-a-daemon", "[kthreadd]",
+          "kworker/0:1H", "kworker/0:1H-events_highpri", "kworker/R-rcu_gp", "half-gone",
+          "a) R 1 (b", "two lines", "two lines and more", "sh -c echo 9000041 (ghost)"});
   expect("0\n", {"nginx:", "a-long-name-of-", "a-long-name-of-another", "wiped", "lines", "x",
                  "gone", "kthread-15-long-tail", "kworker/0:1", "ghost", "ghost 1", "sudo", "env",
                  "zem-proclist"});
