@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "commands/arguments.h"
+#include "model/pieces.h"
 #include "model/secret_file.h"
 #include "text/ovstring.h"
 
@@ -59,10 +60,9 @@ void HostsConf::Store(std::string_view key, std::string_view value, Section* sec
 
 HostsConf HostsConf::Parse(std::string_view text, const std::string& path) {
   HostsConf conf;
-  for (int number = 1; !text.empty(); ++number) {
-    const size_t end = std::min(text.find('\n'), text.size());
-    const std::string_view line = Trimmed(text.substr(0, end));
-    text.remove_prefix(std::min(end + 1, text.size()));
+  std::string_view whole;
+  for (int number = 1; TakePiece(&text, "\n", &whole); ++number) {
+    const std::string_view line = Trimmed(whole);
     if (line.empty() || line.front() == '#' || line.front() == ';') continue;
     try {
       if (line.front() == '[' && line.back() == ']') {
@@ -91,6 +91,18 @@ const T* HostsConf::First(std::string_view host, std::optional<T> Section::*memb
     }
   }
   return nullptr;
+}
+
+std::vector<std::string> HostsConf::Names() const {
+  constexpr const char* kPlain =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._:-";
+  std::vector<std::string> names;
+  for (const Section& section : sections_) {
+    if (section.pattern.find_first_not_of(kPlain) == std::string::npos) {
+      names.push_back(section.pattern);
+    }
+  }
+  return names;
 }
 
 std::optional<std::string> HostsConf::Address(std::string_view host) const {

@@ -30,6 +30,8 @@ class HostsConf {
   // The file of this user; empty when there is no home.
   static std::string DefaultPath();
 
+  // The sections that name one host in plain letters, for a shell that completes a word.
+  std::vector<std::string> Names() const;
   std::optional<std::string> Address(std::string_view host) const;
   std::optional<int> Port(std::string_view host) const;
   std::optional<std::string> Source(std::string_view host) const;

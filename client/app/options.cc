@@ -7,12 +7,15 @@
 #include <cstdio>
 #include <stdexcept>
 #include <string_view>
+#include <variant>
 
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
+#include "app/global_arguments.h"
 #include "commands/table.h"
 #include "model/decimal.h"
+#include "model/pieces.h"
 #include "model/printable.h"
 #include "text/path.h"
 
@@ -145,35 +148,34 @@ bool ExplainPasswordOption(const std::vector<std::string>& arguments) {
 }
 
 void AddGlobalOptions(CLI::App* app, Options* options, Texts* texts) {
-  app->add_option("-H,--host", texts->hosts, "agents to ask: a,b,c, each HOST or HOST:PORT")
-      ->type_name("HOSTS");
-  app->add_option("--hosts", options->hosts_file, "ask the agents of a file, one a line; - = stdin")
-      ->type_name("FILE");
-  app->add_option("-p,--port", texts->port, "TCP port (1055)")->type_name("PORT");
-  app->add_option("-t,--timeout", texts->timeout,
-                  "seconds for one host (15), and the state of a check that runs out of them")
-      ->type_name("SEC[:STATE]");
-  app->add_option("--source", options->source, "local address to ask from")->type_name("ADDR");
-  app->add_option("--parallel", texts->parallel, "hosts asked at the same time (16)")
-      ->type_name("N");
-  app->add_option("-o,--output", texts->output, "table, json or raw")->type_name("FORM");
-  app->add_option("--password-file", options->password_file,
-                  "password in the first line of a file; - = stdin")
-      ->type_name("FILE");
-  app->add_option("--agent-config", options->agent_config,
-                  "host, port and password from the agent's own configuration")
-      ->type_name("FILE");
-  app->add_option("--hosts-conf", options->hosts_conf,
-                  "per-host ports and passwords (~/.config/zem/hosts.conf)")
-      ->type_name("FILE");
-  app->add_flag("--no-password", options->no_password, "the agent's password is empty");
-  app->add_flag("-v,--verbose", options->verbose, "packet sizes and times");
-  app->add_flag("-q,--quiet", options->quiet, "print nothing but errors");
-  app->add_flag("--plugin", options->plugin, "behave as check_zem");
-  app->add_option("-w,--warning", texts->warning, "check: WARNING range")->type_name("RANGE");
-  app->add_option("-c,--critical", texts->critical, "check: CRITICAL range")->type_name("RANGE");
-  app->add_flag("-u,--unknown", options->unreachable_is_unknown,
-                "check: connection trouble is UNKNOWN, not CRITICAL");
+  // In the order of the table.
+  const std::variant<std::string*, bool*> targets[] = {&texts->hosts,
+                                                       &options->hosts_file,
+                                                       &texts->port,
+                                                       &texts->timeout,
+                                                       &options->source,
+                                                       &texts->parallel,
+                                                       &texts->output,
+                                                       &options->password_file,
+                                                       &options->agent_config,
+                                                       &options->hosts_conf,
+                                                       &options->no_password,
+                                                       &options->verbose,
+                                                       &options->quiet,
+                                                       &options->plugin,
+                                                       &texts->warning,
+                                                       &texts->critical,
+                                                       &options->unreachable_is_unknown};
+  static_assert(std::size(targets) == std::size(kGlobalArguments));
+  for (size_t i = 0; i < std::size(targets); ++i) {
+    const Argument& argument = kGlobalArguments[i];
+    if (bool* const* flag = std::get_if<bool*>(&targets[i])) {
+      app->add_flag(argument.spelling, **flag, argument.help);
+    } else {
+      app->add_option(argument.spelling, *std::get<std::string*>(targets[i]), argument.help)
+          ->type_name(argument.metavar);
+    }
+  }
   app->set_version_flag("-V,--version", "zemctl " ZEM_CLIENT_VERSION);
 }
 
@@ -274,11 +276,9 @@ std::string MissingText(const CLI::App& root, const std::vector<Bound>& all,
 }
 
 void SplitHosts(std::string_view text, std::vector<std::string>* hosts) {
-  while (!text.empty()) {
-    const size_t comma = std::min(text.find(','), text.size());
-    const std::string_view host = Trimmed(text.substr(0, comma));
+  for (std::string_view piece; TakePiece(&text, ",", &piece);) {
+    const std::string_view host = Trimmed(piece);
     if (!host.empty()) hosts->emplace_back(host);
-    text.remove_prefix(std::min(comma + 1, text.size()));
   }
 }
 
@@ -335,10 +335,6 @@ void CheckOptions(const Texts& texts, Options* options) {
   }
 }
 
-bool IsPluginName(std::string_view program) {
-  return ExtractFileName(program).View().starts_with("check_zem");
-}
-
 // One line for a monitoring system, a pointer to the help for a person.
 void ReportUsage(const Options& options, std::string_view text) {
   if (options.plugin) {
@@ -350,6 +346,10 @@ void ReportUsage(const Options& options, std::string_view text) {
 }
 
 }  // namespace
+
+bool IsPluginName(std::string_view program) {
+  return ExtractFileName(program).View().starts_with("check_zem");
+}
 
 std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* options) {
   options->plugin = argc > 0 && IsPluginName(argv[0]);

@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "commands/arguments.h"
@@ -58,6 +59,9 @@ struct Options {
 
   int UsageExit() const { return plugin ? static_cast<int>(State::kUnknown) : kExitUsage; }
 };
+
+// Whether a program of this name behaves as a plugin.
+bool IsPluginName(std::string_view program);
 
 // Nothing when the program is to go on; else the status to exit with (help was printed, or an
 // error explained).

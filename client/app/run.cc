@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include "app/completion.h"
 #include "app/fleet.h"
 #include "app/options.h"
 #include "app/report.h"
@@ -68,6 +69,10 @@ int RunRemote(const Options& options) {
 }  // namespace
 
 int Run(int argc, const char* const* argv) {
+  if (argc > 1 && argv[1] == std::string_view("--complete")) {
+    fmt::print("{}", CompletionLines({argv + 2, argv + argc}));
+    return kExitDone;
+  }
   Options options;
   try {
     if (const std::optional<int> exit_code = ParseCommandLine(argc, argv, &options)) {

@@ -12,6 +12,7 @@
 #include "app/agent_config.h"
 #include "app/hosts_conf.h"
 #include "app/prompt.h"
+#include "model/pieces.h"
 #include "model/secret_file.h"
 #include "text/file_info.h"
 #include "text/ovstring.h"
@@ -68,12 +69,9 @@ std::vector<std::string> HostNames(const Options& options, const Sources& source
   if (!options.hosts_file.empty()) {
     const Secret file = ReadSecretFile(options.hosts_file, Privacy::kAnyMode);
     std::string_view rest = file.View();
-    while (!rest.empty()) {
-      const size_t end = std::min(rest.find('\n'), rest.size());
-      const std::string_view whole = rest.substr(0, end);
+    for (std::string_view whole; TakePiece(&rest, "\n", &whole);) {
       const std::string_view line = Trimmed(whole.substr(0, whole.find('#')));
       if (!line.empty()) names.emplace_back(line);
-      rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     if (names.empty()) throw std::runtime_error(options.hosts_file + " names no host");
   }

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,7 +33,15 @@ struct Argument {
   ArgumentKind kind;
   const char* metavar;
   const char* help;
+  // What a shell offers for the value.
+  std::span<const std::string_view> words = {};
 };
+
+// Words that stand for others: the files of this machine, the hosts the person has a list of, the
+// names of the settings.
+inline constexpr std::string_view kLocalFile[] = {":files"};
+inline constexpr std::string_view kHostNames[] = {":hosts"};
+inline constexpr std::string_view kSettingNames[] = {":settings"};
 
 class Arguments {
  public:

@@ -64,15 +64,16 @@ Verdict CheckExists(const Answer& answer, const Value& result, const Thresholds&
 
 // --- hash
 
+constexpr std::string_view kAlgorithms[] = {"crc32", "md5", "sha256", "sha512"};
+
 constexpr Argument kHashArguments[] = {
     {"file", "file,--file", ArgumentKind::kRequired, "FILE", "a regular file"},
-    {"alg", "--alg", ArgumentKind::kOption, "NAME", "crc32, md5, sha256 (default) or sha512"},
+    {"alg", "--alg", ArgumentKind::kOption, "NAME", "crc32, md5, sha256 (default) or sha512",
+     kAlgorithms},
     {"limit", "--limit", ArgumentKind::kOption, "BYTES", "do not read a larger file"},
     {"expect", "--expect", ArgumentKind::kOption, "TEXT",
      "check: CRITICAL unless the hash is TEXT"},
 };
-
-constexpr std::string_view kAlgorithms[] = {"crc32", "md5", "sha256", "sha512"};
 
 int AlgorithmOf(const Arguments& arguments) {
   const std::string name = arguments.Text("alg", "sha256");

@@ -157,20 +157,23 @@ Verdict CheckProbe(const Answer& answer, const Value& result, const Thresholds& 
 
 // --- syslog
 
-constexpr Argument kSyslogArguments[] = {
-    {"host", "server,--server", ArgumentKind::kRequired, "SERVER", "the syslog server"},
-    {"message", "message,--message", ArgumentKind::kRequired, "MESSAGE", "what to log"},
-    {"port", "--server-port", ArgumentKind::kOption, "PORT", "its UDP port (514)"},
-    {"facility", "--facility", ArgumentKind::kOption, "NAME", "facility, name or number (user)"},
-    {"severity", "--severity", ArgumentKind::kOption, "NAME", "severity, name or 0 to 7 (notice)"},
-};
-
 constexpr std::string_view kFacilities[] = {
     "kern",   "user",   "mail",     "daemon", "auth",   "syslog", "lpr",    "news",
     "uucp",   "cron",   "authpriv", "ftp",    "ntp",    "audit",  "alert",  "clock",
     "local0", "local1", "local2",   "local3", "local4", "local5", "local6", "local7"};
+
 constexpr std::string_view kSeverities[] = {"emerg",   "alert",  "crit", "err",
                                             "warning", "notice", "info", "debug"};
+
+constexpr Argument kSyslogArguments[] = {
+    {"host", "server,--server", ArgumentKind::kRequired, "SERVER", "the syslog server"},
+    {"message", "message,--message", ArgumentKind::kRequired, "MESSAGE", "what to log"},
+    {"port", "--server-port", ArgumentKind::kOption, "PORT", "its UDP port (514)"},
+    {"facility", "--facility", ArgumentKind::kOption, "NAME", "facility, name or number (user)",
+     kFacilities},
+    {"severity", "--severity", ArgumentKind::kOption, "NAME", "severity, name or 0 to 7 (notice)",
+     kSeverities},
+};
 
 int64_t NamedNumber(const Arguments& arguments, const char* name,
                     std::span<const std::string_view> names, std::string_view otherwise,

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "commands/fields.h"
+#include "model/pieces.h"
 #include "wire/request_text.h"
 
 namespace zem::client {
@@ -71,10 +72,8 @@ Value ParseProcs(const Answer& answer) {
   const std::string text = UnescapedLine(answer.reply, 1);
   std::vector<std::string> names;
   std::string_view rest = text;
-  while (!rest.empty()) {
-    const size_t end = std::min(rest.find("\r\n"), rest.size());
-    if (end > 0) names.emplace_back(rest.substr(0, end));
-    rest.remove_prefix(std::min(end + 2, rest.size()));
+  for (std::string_view name; TakePiece(&rest, "\r\n", &name);) {
+    if (!name.empty()) names.emplace_back(name);
   }
   const bool doubled = LastIsDoubled(names);
   if (doubled) names.pop_back();

@@ -10,6 +10,7 @@
 #include "commands/fields.h"
 #include "model/decimal.h"
 #include "model/local_file.h"
+#include "model/pieces.h"
 #include "text/ovstring.h"
 #include "wire/request_text.h"
 
@@ -101,7 +102,7 @@ Verdict CheckRun(const Answer& answer, const Value& result, const Thresholds& th
 // --- script
 
 constexpr Argument kScriptArguments[] = {
-    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the script, a file here"},
+    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the script, a file here", kLocalFile},
     {"params", "params", ArgumentKind::kAny, "ARG",
      "its arguments (behind -- if they begin with \"-\")"},
     {"lines", "--lines", ArgumentKind::kOption, "N",
@@ -170,11 +171,7 @@ Value ParseScript(const Answer& answer) {
   List lines;
   const std::string returned = UnescapedLine(answer.reply, 2);
   std::string_view rest = returned;
-  while (!rest.empty()) {
-    const size_t end = std::min(rest.find("\r\n"), rest.size());
-    lines.push_back(Value::Text(rest.substr(0, end)));
-    rest.remove_prefix(std::min(end + 2, rest.size()));
-  }
+  for (std::string_view each; TakePiece(&rest, "\r\n", &each);) lines.push_back(Value::Text(each));
   return Value::Of(Record{{"result", Value::Text(text)},
                           {"marked", Value::Flag(marked)},
                           {"lines", Value::Of(std::move(lines))}});

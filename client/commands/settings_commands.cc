@@ -103,9 +103,9 @@ std::string SummariseGet(const Answer& answer, const Value& /*result*/) {
 
 constexpr Argument kSetArguments[] = {
     {"settings", "settings", ArgumentKind::kAny, "NAME=VALUE",
-     "wire names or configuration keys, e.g. Timeout=5000 tcp=off"},
+     "wire names or configuration keys, e.g. Timeout=5000 tcp=off", kSettingNames},
     {"new-password-file", "--new-password-file", ArgumentKind::kOption, "FILE",
-     "set the password to the first line of FILE; - = stdin"},
+     "set the password to the first line of FILE; - = stdin", kLocalFile},
 };
 
 const SettingRow* FindRow(std::string_view name) {

@@ -14,7 +14,8 @@ namespace zem::client {
 namespace {
 
 constexpr Argument kArguments[] = {
-    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the new program, a file here"},
+    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the new program, a file here",
+     kLocalFile},
     {"wait", "--wait", ArgumentKind::kFlag, "", "until the new program answers"},
     {"force", "--force", ArgumentKind::kFlag, "", "send a file that does not look like a program"},
 };

@@ -12,6 +12,7 @@
 
 #include "core/config_file.h"
 #include "local/findings.h"
+#include "model/pieces.h"
 #include "model/printable.h"
 #include "model/secret_file.h"
 #include "output/style.h"
@@ -23,7 +24,7 @@ namespace {
 
 constexpr Argument kArguments[] = {
     {"file", "file,--file", ArgumentKind::kOptional, "FILE",
-     "the agent's configuration, if not in --agent-config"},
+     "the agent's configuration, if not in --agent-config", kLocalFile},
     {"strict", "--strict", ArgumentKind::kFlag, "", "exit with 1 at warnings too"},
 };
 
@@ -60,14 +61,10 @@ void AddLoaderTexts(std::string_view text, bool loaded, Findings* findings) {
                              " (a file without both keys gets this: their defaults are crossed)"});
     text.remove_prefix(kCrossed.size());
   }
-  while (!text.empty()) {
-    const size_t end = std::min(text.find('\n'), text.size());
-    const std::string_view line = Trimmed(text.substr(0, end));
-    if (!line.empty()) {
-      findings->push_back(
-          {loaded ? Severity::kWarning : Severity::kError, 0, "", std::string(line)});
-    }
-    text.remove_prefix(std::min(end + 1, text.size()));
+  for (std::string_view whole; TakePiece(&text, "\n", &whole);) {
+    const std::string_view line = Trimmed(whole);
+    if (line.empty()) continue;
+    findings->push_back({loaded ? Severity::kWarning : Severity::kError, 0, "", std::string(line)});
   }
 }
 

@@ -25,7 +25,7 @@ namespace {
 
 constexpr Argument kArguments[] = {
     {"file", "file,--file", ArgumentKind::kOptional, "FILE",
-     "the agent's configuration, if not in --agent-config"},
+     "the agent's configuration, if not in --agent-config", kLocalFile},
     {"name", "--name", ArgumentKind::kOption, "NAME", "count this process (the first one listed)"},
 };
 

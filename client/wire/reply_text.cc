@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "model/pieces.h"
+
 namespace zem::client {
 
 namespace {
@@ -31,10 +33,7 @@ std::string Reply::Message() const {
 Reply ParseReply(std::string_view text) {
   Reply reply;
   bool first = true;
-  while (!text.empty()) {
-    const size_t end = std::min(text.find('\n'), text.size());
-    const std::string_view line = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
+  for (std::string_view line; TakePiece(&text, "\n", &line);) {
     if (first && IsStatus(line)) {
       reply.status = (line[0] - '0') * 100 + (line[1] - '0') * 10 + (line[2] - '0');
     } else {

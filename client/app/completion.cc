@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "app/completion.h"
+
+#include <algorithm>
+#include <exception>
+#include <span>
+
+#include <fmt/format.h>
+
+#include "app/global_arguments.h"
+#include "app/hosts_conf.h"
+#include "app/options.h"
+#include "commands/table.h"
+#include "core/settings.h"
+#include "model/pieces.h"
+
+namespace zem::client {
+
+namespace {
+
+struct Candidate {
+  std::string word;
+  std::string_view help;
+};
+
+struct Subcommand {
+  std::string_view name;
+  std::string_view summary;
+  std::span<const Argument> arguments;
+};
+
+std::vector<Subcommand> Subcommands(bool checks_alone) {
+  std::vector<Subcommand> all;
+  for (const Command* command : CommandTable()) {
+    if (checks_alone && command->check == nullptr) continue;
+    all.push_back({command->name, command->summary, command->arguments});
+  }
+  if (checks_alone) return all;
+  for (const LocalCommand* local : LocalCommandTable()) {
+    all.push_back({local->name, local->summary, local->arguments});
+  }
+  return all;
+}
+
+std::vector<std::string_view> Spellings(std::string_view list) {
+  std::vector<std::string_view> spellings;
+  for (std::string_view spelling; TakePiece(&list, ",", &spelling);) spellings.push_back(spelling);
+  return spellings;
+}
+
+// Hosts stand between commas: what is in front of the last one stays.
+std::vector<Candidate> Hosts(std::string_view current) {
+  std::vector<Candidate> hosts;
+  const std::string path = HostsConf::DefaultPath();
+  const std::string_view before = current.substr(0, current.rfind(',') + 1);
+  try {
+    for (const std::string& name : HostsConf::Read(path).Names()) {
+      hosts.push_back({std::string(before) + name, ""});
+    }
+  } catch (const std::exception&) {
+    // No such file, or one that others have a hand in.
+  }
+  return hosts;
+}
+
+std::vector<Candidate> Settings() {
+  std::vector<Candidate> names;
+  for (const SettingRow& row : SettingsTable()) {
+    // A password has its own option, and a name with blanks its key in the file.
+    if (row.wire_name.empty() || row.key == "password") continue;
+    const bool plain = row.wire_name.find(' ') == std::string_view::npos;
+    names.push_back({std::string(plain ? row.wire_name : row.key) + '=', ""});
+  }
+  return names;
+}
+
+std::vector<Candidate> Values(const Argument& argument, std::string_view current) {
+  if (argument.words.data() == kSettingNames) return Settings();
+  if (argument.words.data() == kHostNames) return Hosts(current);
+  std::vector<Candidate> values;
+  for (const std::string_view word : argument.words) values.push_back({std::string(word), ""});
+  return values;
+}
+
+// The place of the unfinished word: behind which words it stands.
+class Place {
+ public:
+  explicit Place(const std::vector<std::string>& words)
+      : subcommands_(Subcommands(IsPluginName(words.front()))), current_(words.back()) {
+    for (size_t i = 1; i + 1 < words.size(); ++i) Pass(words[i]);
+  }
+
+  std::vector<Candidate> Candidates() const {
+    if (awaiting_value_ != nullptr) return Values(*awaiting_value_, current_);
+    if (command_ == nullptr && !current_.starts_with('-')) return Names();
+    std::vector<Candidate> found;
+    if (current_.starts_with('-') && !InCommandLine()) {
+      for (const Argument* argument : Known()) {
+        for (const std::string_view name : Spellings(argument->spelling)) {
+          if (name.starts_with('-')) found.push_back({std::string(name), argument->help});
+        }
+      }
+    } else if (const Argument* argument = Positional(position_)) {
+      found = Values(*argument, current_);
+    }
+    return found;
+  }
+
+ private:
+  void Pass(const std::string& word) {
+    if (awaiting_value_ != nullptr) {
+      awaiting_value_ = nullptr;
+    } else if (word.starts_with('-') && !InCommandLine()) {
+      for (const Argument* argument : Known()) {
+        const std::vector<std::string_view> names = Spellings(argument->spelling);
+        const bool named = std::find(names.begin(), names.end(), word) != names.end();
+        if (named && argument->kind != ArgumentKind::kFlag) awaiting_value_ = argument;
+      }
+    } else if (command_ != nullptr) {
+      ++position_;
+    } else {
+      group_ += group_.empty() ? word : ' ' + word;
+      for (const Subcommand& each : subcommands_) {
+        if (each.name == group_) command_ = &each;
+      }
+    }
+  }
+
+  // Behind the first word of "run" and "exec" all belongs to what they start.
+  bool InCommandLine() const {
+    const Argument* first = command_ == nullptr ? nullptr : Positional(0);
+    return first != nullptr && first->kind == ArgumentKind::kMany && position_ > 0;
+  }
+
+  std::vector<const Argument*> Known() const {
+    static constexpr Argument kHelp = {"help", "-h,--help", ArgumentKind::kFlag, "", "print help"};
+    std::vector<const Argument*> known = {&kHelp};
+    if (command_ != nullptr) {
+      for (const Argument& argument : command_->arguments) known.push_back(&argument);
+    }
+    for (const Argument& argument : kGlobalArguments) known.push_back(&argument);
+    return known;
+  }
+
+  // The last one may take any number of words.
+  const Argument* Positional(size_t number) const {
+    const Argument* found = nullptr;
+    for (const Argument& argument : command_->arguments) {
+      if (argument.spelling[0] == '-') continue;
+      found = &argument;
+      if (number-- == 0) return found;
+    }
+    return found != nullptr && found->kind == ArgumentKind::kAny ? found : nullptr;
+  }
+
+  // The subcommands, or those of the group that has been named.
+  std::vector<Candidate> Names() const {
+    std::vector<Candidate> names;
+    const std::string before = group_.empty() ? "" : group_ + ' ';
+    for (const Subcommand& each : subcommands_) {
+      if (!each.name.starts_with(before)) continue;
+      const std::string_view rest = each.name.substr(before.size());
+      const size_t end = std::min(rest.find(' '), rest.size());
+      const std::string word(rest.substr(0, end));
+      if (!names.empty() && names.back().word == word) continue;
+      names.push_back({word, end == rest.size() ? each.summary : std::string_view()});
+    }
+    return names;
+  }
+
+  const std::vector<Subcommand> subcommands_;
+  const std::string_view current_;
+  std::string group_;
+  const Subcommand* command_ = nullptr;
+  const Argument* awaiting_value_ = nullptr;
+  size_t position_ = 0;
+};
+
+}  // namespace
+
+std::string CompletionLines(const std::vector<std::string>& words) {
+  if (words.empty()) return "";
+  std::string lines;
+  for (const Candidate& each : Place(words).Candidates()) {
+    const bool fits = each.word.starts_with(words.back()) || each.word == kLocalFile[0];
+    if (fits) lines += fmt::format("{}\t{}\n", each.word, each.help);
+  }
+  return lines;
+}
+
+}  // namespace zem::client

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The options that every subcommand has.
+
+#ifndef ZEM_CLIENT_APP_GLOBAL_ARGUMENTS_H_
+#define ZEM_CLIENT_APP_GLOBAL_ARGUMENTS_H_
+
+#include <string_view>
+
+#include "commands/arguments.h"
+
+namespace zem::client {
+
+inline constexpr std::string_view kForms[] = {"table", "json", "raw"};
+
+inline constexpr Argument kGlobalArguments[] = {
+    {"host", "-H,--host", ArgumentKind::kOption, "HOSTS",
+     "agents to ask: a,b,c, each HOST or HOST:PORT", kHostNames},
+    {"hosts", "--hosts", ArgumentKind::kOption, "FILE",
+     "ask the agents of a file, one a line; - = stdin", kLocalFile},
+    {"port", "-p,--port", ArgumentKind::kOption, "PORT", "TCP port (1055)"},
+    {"timeout", "-t,--timeout", ArgumentKind::kOption, "SEC[:STATE]",
+     "seconds for one host (15), and the state of a check that runs out of them"},
+    {"source", "--source", ArgumentKind::kOption, "ADDR", "local address to ask from"},
+    {"parallel", "--parallel", ArgumentKind::kOption, "N", "hosts asked at the same time (16)"},
+    {"output", "-o,--output", ArgumentKind::kOption, "FORM", "table, json or raw", kForms},
+    {"password-file", "--password-file", ArgumentKind::kOption, "FILE",
+     "password in the first line of a file; - = stdin", kLocalFile},
+    {"agent-config", "--agent-config", ArgumentKind::kOption, "FILE",
+     "host, port and password from the agent's own configuration", kLocalFile},
+    {"hosts-conf", "--hosts-conf", ArgumentKind::kOption, "FILE",
+     "per-host ports and passwords (~/.config/zem/hosts.conf)", kLocalFile},
+    {"no-password", "--no-password", ArgumentKind::kFlag, "", "the agent's password is empty"},
+    {"verbose", "-v,--verbose", ArgumentKind::kFlag, "", "packet sizes and times"},
+    {"quiet", "-q,--quiet", ArgumentKind::kFlag, "", "print nothing but errors"},
+    {"plugin", "--plugin", ArgumentKind::kFlag, "", "behave as check_zem"},
+    {"warning", "-w,--warning", ArgumentKind::kOption, "RANGE", "check: WARNING range"},
+    {"critical", "-c,--critical", ArgumentKind::kOption, "RANGE", "check: CRITICAL range"},
+    {"unknown", "-u,--unknown", ArgumentKind::kFlag, "",
+     "check: connection trouble is UNKNOWN, not CRITICAL"},
+};
+
+}  // namespace zem::client
+
+#endif  // ZEM_CLIENT_APP_GLOBAL_ARGUMENTS_H_
