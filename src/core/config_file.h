@@ -27,7 +27,8 @@ inline constexpr size_t kLongestConfigLine = kConfigLineBuffer - 1;
 
 // Rewrites the file with the present values, keeping its other lines. At every instant a whole
 // configuration stands at the path: the new one is written beside it (".New") with the mode and
-// owner of the old one, which is kept as ".Old".
+// owner of the old one, which is kept as ".Old". Where the path is a link, all of this happens at
+// its end, and the link stays.
 [[nodiscard]] bool SaveSettings(const Settings& settings, OvString* error);
 
 // Puts the program's folder in front of each script that is named without one.

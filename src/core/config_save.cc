@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <vector>
 
 #include "core/config_file.h"
@@ -153,6 +155,16 @@ void CopyFile(FILE* from, const OvString& path) {
   text.Wipe();
 }
 
+// Where the path is a link, the file at its end: a rename onto the link would put a file in its
+// place. Links are followed as they come, as the load does: the folder is the administrator's, and
+// who could plant one in it could as well write the settings.
+OvString FileBehind(const OvString& path) {
+  struct stat info;
+  char end[PATH_MAX];
+  if (!LinkStatPath(path, &info) || !S_ISLNK(info.st_mode)) return path;
+  return realpath(path.CStr(), end) == nullptr ? path : OvString(end);
+}
+
 // A second name for the present file, so that the path itself is never without one.
 void KeepOldFile(FILE* old_file, const OvString& path) {
   const OvString old_path = WithSuffix(path, ".Old");
@@ -178,11 +190,11 @@ bool Fail(std::string_view what, std::string_view path, OvString* error) {
 
 bool SaveSettings(const Settings& settings, OvString* error) {
   error->Clear();
-  const OvString& path = settings.config_path;
-  if (path.IsEmpty()) {
+  if (settings.config_path.IsEmpty()) {
     *error = "Configuration file is not specified";
     return false;
   }
+  const OvString path = FileBehind(settings.config_path);
   const FilePtr old_file(OpenConfigFile(path, error));
   if (!old_file) return false;
   OvString text;

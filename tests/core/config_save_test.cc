@@ -236,6 +236,22 @@ TEST_F(ConfigSaveTest, KeepsModeAndOwnerAndFollowsNoLink) {
   EXPECT_EQ(error_, "");
 }
 
+TEST_F(ConfigSaveTest, ALinkStaysAndItsFileIsRewritten) {
+  ASSERT_EQ(mkdir(scratch_.Path("real").c_str(), 0755), 0);
+  scratch_.Write("real/file", "comment=old\n");
+  ASSERT_EQ(symlink("real/file", scratch_.Path("middle").c_str()), 0);
+  ASSERT_EQ(symlink("middle", scratch_.Path("zem.cfg").c_str()), 0);
+  EXPECT_TRUE(SaveSettings(live_, &error_));
+  EXPECT_EQ(std::filesystem::read_symlink(scratch_.Path("zem.cfg")), "middle");
+  EXPECT_EQ(std::filesystem::read_symlink(scratch_.Path("middle")), "real/file");
+  EXPECT_EQ(scratch_.Read("real/file").substr(0, 13), "comment=new\r\n");
+  EXPECT_EQ(scratch_.Read("real/file.Old"), "comment=old\n");
+  EXPECT_FALSE(scratch_.Exists("zem.cfg.Old"));
+  // One that leads nowhere is no file to save.
+  unlink(scratch_.Path("real/file").c_str());
+  ExpectFailure("Cannot open configuration file '" + scratch_.Path("zem.cfg") + "'");
+}
+
 TEST_F(ConfigSaveTest, AFailureAtAnyStepLeavesTheFileWhole) {
   const std::string path = scratch_.Path("zem.cfg");
   const std::string cannot_create = "Cannot create new configuration file '" + path + ".New'";
