@@ -23,7 +23,9 @@ bool Lock(int descriptor) {
 
 }  // namespace
 
-// Through no link: the folder may be the agent's user's, and the agent is started by root.
+// Through no link: the folder may be the agent's user's, and the agent is started by root. A file
+// that cannot be written is kept all the same: its lock says that an agent runs, and the end of
+// that agent removes it.
 void PidFile::CreateAndLock(const OvString& path, ActivityLog* log) {
   UniqueFd file(
       open(path.CStr(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kPidFileMode));
@@ -38,7 +40,6 @@ void PidFile::CreateAndLock(const OvString& path, ActivityLog* log) {
   const OvString number = OvString().AppendInt(getpid()).Append('\n');
   if (ftruncate(file.Get(), 0) != 0 || !WriteAll(file.Get(), number)) {
     log->WriteLogFormat(0, LogKind::kFailure, "Failed to create pid file %s\n", path.CStr());
-    return;
   }
   path_ = path;
   file_ = std::move(file);

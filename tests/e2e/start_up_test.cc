@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The command line, the console and the exit statuses, from the outside.
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -190,6 +192,24 @@ TEST(StartUp, APidFileThatCannotBeWrittenIsLoggedAndTolerated) {
   EXPECT_TRUE(agent.Answers());
   EXPECT_NE(agent.BadLog().find("Failed to create pid file /no/such/zem.pid\n"), std::string::npos);
   EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
+}
+
+// Its lock, not its text, is what keeps a second agent from it.
+TEST(StartUp, APidFileOnAFullDiskIsKeptAndLocked) {
+  AgentProcess agent(Options{.switches = {"-d"}, .before_exec = [] {
+                               const rlimit nothing = {};
+                               signal(SIGXFSZ, SIG_IGN);
+                               setrlimit(RLIMIT_FSIZE, &nothing);
+                             }});
+  const int fd = open((agent.Dir() / "zem.pid").c_str(), O_RDWR | O_CLOEXEC);
+  EXPECT_GE(fd, 0);
+  struct flock lock = {};
+  lock.l_type = F_WRLCK;
+  EXPECT_EQ(fcntl(fd, F_GETLK, &lock), 0);
+  EXPECT_EQ(lock.l_type, F_WRLCK) << "nobody holds it";
+  close(fd);
+  EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
+  EXPECT_TRUE(Eventually([&] { return !FileExists(agent.Dir() / "zem.pid"); }));
 }
 
 TEST(StartUp, ClosedStandardDescriptorsAreNoTrap) {
