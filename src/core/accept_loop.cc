@@ -112,6 +112,7 @@ void AcceptLoop::Reload() {
 
 void AcceptLoop::End(int status) {
   agent_->control.StopReplies(kReplySeconds);
+  agent_->control.RemoveUpgradeFiles();
   RemoveCreatedFiles();
   FlushConsole();
   // No destructor: sessions are still using what they would destroy.
@@ -132,6 +133,7 @@ void AcceptLoop::ExecuteInPlace(const char* announcement, const OvString& path,
   listener_.Reset();
   pid_file_->Remove();
   agent_->control.StopReplies(kReplySeconds);
+  if (path != agent_->control.UpgradePath()) agent_->control.RemoveUpgradeFiles();
   RemoveCreatedFiles();
   FlushConsole();
   PrepareForExec();

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <ctime>
+#include <utility>
 
 namespace zem {
 
@@ -65,6 +66,7 @@ OvString ProcessControl::UpgradePath() const {
 }
 
 void ProcessControl::ClearUpgrade() {
+  RemoveUpgradeFiles();
   MutexLock lock(&lock_);
   upgrade_.store(false);
   upgrade_path_.Clear();
@@ -78,7 +80,22 @@ bool ProcessControl::ClaimUpgradeSlot() {
   return true;
 }
 
+void ProcessControl::AddUpgradeFile(MadeFile file) {
+  MutexLock lock(&lock_);
+  upgrade_files_.push_back(std::move(file));
+}
+
+void ProcessControl::RemoveUpgradeFiles() {
+  std::vector<MadeFile> files;
+  {
+    MutexLock lock(&lock_);
+    files.swap(upgrade_files_);
+  }
+  for (const MadeFile& file : files) file.Remove();
+}
+
 void ProcessControl::ReleaseUpgradeSlot() {
+  RemoveUpgradeFiles();  // first: the next holder's have the same names
   MutexLock lock(&lock_);
   upgrade_slot_taken_ = false;
 }

@@ -10,9 +10,11 @@
 
 #include <atomic>
 #include <cstdint>
+#include <vector>
 
 #include "core/mutex.h"
 #include "core/unique_fd.h"
+#include "text/file_info.h"
 #include "text/ovstring.h"
 
 namespace zem {
@@ -59,9 +61,13 @@ class ProcessControl {
   OvString UpgradePath() const;
   // After a failed upgrade: clears the request and the path and frees the slot.
   void ClearUpgrade();
+  // Before an exit and an exec that is not the upgrade's: nobody would install its files any more.
+  void RemoveUpgradeFiles();
 
-  // The agent-wide upgrade slot.
+  // The agent-wide upgrade slot, and the files made by who holds it. They go when it is released,
+  // but only while they are the ones that were made.
   [[nodiscard]] bool ClaimUpgradeSlot();
+  void AddUpgradeFile(MadeFile file);
   void ReleaseUpgradeSlot();
   void SetUpgradePath(const OvString& path);
 
@@ -86,6 +92,7 @@ class ProcessControl {
   SessionCounters counters_ ZEM_GUARDED_BY(lock_);
   bool upgrade_slot_taken_ ZEM_GUARDED_BY(lock_) = false;
   OvString upgrade_path_ ZEM_GUARDED_BY(lock_);
+  std::vector<MadeFile> upgrade_files_ ZEM_GUARDED_BY(lock_);
   int replies_under_way_ ZEM_GUARDED_BY(lock_) = 0;
   bool replies_stopped_ ZEM_GUARDED_BY(lock_) = false;
 };

@@ -5,7 +5,10 @@
 // within one receive, their MD5 digest enciphered under the request's session key. What arrived is
 // checked and a script that swaps the files is written. The session hands its path over to the main
 // thread when it closes.
-// Only one upgrade runs in the agent at a time: it holds the slot of ProcessControl.
+// Only one upgrade runs in the agent at a time: it holds the slot of ProcessControl, and the files
+// it makes go with the slot.
+// The script removes the agent's program before it copies the new one, so everything that could
+// keep it from copying is looked for first: a working program is never given up for none.
 // Threads: a context belongs to its session's thread.
 
 #ifndef ZEM_DISPATCH_UPGRADE_H_
@@ -51,11 +54,13 @@ class UpgradeContext {
 
  private:
   void ReleaseUpgrade();
+  UniqueFd MakeFile(const OvString& path);
   bool CreateFile(OvString* error);
   bool StoreProgram(std::string_view data, OvString* error);
+  bool IsWholeAtItsPath() const;
   bool Finish(std::string_view trailer, OvString* error);
+  bool WriteScript(OvString* error);
   bool Fail(const char* text, OvString* error);
-  bool FailAndRemove(const char* text, OvString* error);
 
   ProcessControl* const control_;
   bool active_ = false;

@@ -51,6 +51,22 @@ bool RemoveFile(const OvString& path) {
   return !HoldsZeroByte(path) && unlink(path.CStr()) == 0;
 }
 
+MadeFile::MadeFile(const OvString& path, int fd) : path_(path) {
+  struct stat info;
+  if (fstat(fd, &info) != 0) return;
+  device_ = info.st_dev;
+  inode_ = info.st_ino;
+}
+
+bool MadeFile::IsThere(struct stat* found) const {
+  return LinkStatPath(path_, found) && found->st_dev == device_ && found->st_ino == inode_;
+}
+
+void MadeFile::Remove() const {
+  struct stat found;
+  if (IsThere(&found)) RemoveFile(path_);
+}
+
 OvString GetCurrentDir() {
   char buffer[4095];
   return getcwd(buffer, sizeof(buffer)) == nullptr ? "" : buffer;

@@ -30,6 +30,22 @@ int64_t FileSize(const OvString& path);
 
 bool RemoveFile(const OvString& path);
 
+// A file that was made under a name. The name may have been taken for another one since.
+class MadeFile {
+ public:
+  // `fd` is open on the file.
+  MadeFile(const OvString& path, int fd);
+  // True when the path still names it; `found` is what stands there.
+  [[nodiscard]] bool IsThere(struct stat* found) const;
+  // Does nothing where something else stands in its place.
+  void Remove() const;
+
+ private:
+  OvString path_;
+  dev_t device_ = 0;
+  ino_t inode_ = 0;
+};
+
 // The working directory, without a final "/"; empty when it cannot be told in 4,095 bytes.
 OvString GetCurrentDir();
 

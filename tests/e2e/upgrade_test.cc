@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The replacement of the agent's own program, end to end.
 #include <gtest/gtest.h>
+#ifdef __linux__
+#include <sched.h>
+#include <sys/mount.h>
+#endif
 #include <sys/stat.h>
 
 #include <string>
@@ -109,6 +113,52 @@ TEST_F(Upgrade, WhatIsRefusedLeavesTheOldAgentAlone) {
   EXPECT_EQ(ReadFile(program_), ReadFile(ProgramPath()));
   EXPECT_TRUE(agent_->Answers());
 }
+
+TEST_F(Upgrade, AnExitInTheMiddleLeavesNoFileBehind) {
+  for (const char* request : {"ReloadApp\n", "QUIT\n"}) {
+    SCOPED_TRACE(request);
+    Start("-d");
+    const Connection connection(agent_->Port());
+    ASSERT_EQ(Announce(connection, "5000"), "200\n");
+    ASSERT_TRUE(connection.Send("the first bytes"));
+    ASSERT_FALSE(TempIsEmpty());
+    EXPECT_EQ(agent_->Ask(request), "200\nOk\n");
+    EXPECT_TRUE(Eventually([&] { return TempIsEmpty(); }));
+  }
+}
+
+#ifdef __linux__
+// The script removes the old program before it copies the new one to the same disk.
+TEST_F(Upgrade, NeedsRoomForTheNewProgramBesideTheOldOne) {
+  const std::string disk = dir_ / "disk";
+  mkdir(disk.c_str(), 0700);
+  constexpr int kCannotMount = 77;
+  agent_.emplace(Options{.zempath = disk + "/zem", .before_exec = [disk] {
+                           if (unshare(CLONE_NEWNS) != 0 ||
+                               mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                               mount("zem", disk.c_str(), "tmpfs", 0, "size=64k") != 0) {
+                             _exit(kCannotMount);
+                           }
+                           WriteFile(disk + "/zem", std::string(4096, 'z'));
+                         }});
+  if (agent_->HasExited() && agent_->WaitForExit() == kCannotMount) {
+    GTEST_SKIP() << "only the superuser mounts a small disk";
+  }
+  const Connection refused(agent_->Port());
+  EXPECT_EQ(Announce(refused, "61440"), "300\nWrite error\n");
+  EXPECT_TRUE(TempIsEmpty());
+  const std::string program(61'439, 'p');
+  EXPECT_EQ(Transfer(program, Enciphered(Md5("other"))), "300\nWrong CRC\n") << "it has room";
+  const Connection connection(agent_->Port());
+  ASSERT_EQ(Announce(connection, "61439"), "200\n");
+  ASSERT_TRUE(connection.Send(program));
+  Drain();
+  WriteFile("/proc/" + std::to_string(agent_->Pid()) + "/root" + disk + "/filler", "takes a block");
+  ASSERT_TRUE(connection.Send(Enciphered(Md5(program))));
+  EXPECT_EQ(connection.ReceiveReply(), "300\nWrite error\n");
+  EXPECT_TRUE(TempIsEmpty());
+}
+#endif
 
 TEST_F(Upgrade, SizesAtTheBounds) {
   Start("-i");
