@@ -87,10 +87,13 @@ endif()
 # ---- The system's own files
 if(CMAKE_SYSTEM_NAME STREQUAL "FreeBSD")
   install(FILES ${ZEM_OUT}/etc/zem.cfg.sample DESTINATION ${ZEM_CONFDIR} COMPONENT zem-agent)
-  # A package brings a sample that it copies once, so that an upgrade overwrites nobody's changes.
-  set(newsyslog_name zem.conf.sample)
+  configure_file(${ZEM_ROOT}/packaging/freebsd/newsyslog/zem.cron.in ${ZEM_OUT}/packaging/zem.cron @ONLY)
+  # A package brings samples that it copies once, so that an upgrade overwrites nobody's changes.
+  set(newsyslog_name newsyslog.conf.sample)
+  set(cron_place ${ZEM_CONFDIR}/zem.cron.sample)
   if(ZEM_INSTALL_SERVICE)
-    set(newsyslog_name zem.conf)
+    set(newsyslog_name newsyslog.conf)
+    set(cron_place ${CMAKE_INSTALL_FULL_SYSCONFDIR}/cron.d/zem)
     # The port's template serves here as well: one rc script, whoever installs it.
     file(READ ${ZEM_ROOT}/packaging/freebsd/port/files/zem.in rc_script)
     string(REPLACE "%%PREFIX%%" "${CMAKE_INSTALL_PREFIX}" rc_script "${rc_script}")
@@ -99,7 +102,11 @@ if(CMAKE_SYSTEM_NAME STREQUAL "FreeBSD")
       DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/rc.d PERMISSIONS ${x_bits} COMPONENT zem-agent)
   endif()
   install(FILES ${ZEM_ROOT}/packaging/freebsd/newsyslog/zem.conf RENAME ${newsyslog_name}
-    DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/newsyslog.conf.d COMPONENT zem-agent)
+    DESTINATION ${ZEM_CONFDIR} COMPONENT zem-agent)
+  get_filename_component(cron_folder ${cron_place} DIRECTORY)
+  get_filename_component(cron_name ${cron_place} NAME)
+  install(FILES ${ZEM_OUT}/packaging/zem.cron RENAME ${cron_name}
+    DESTINATION ${cron_folder} COMPONENT zem-agent)
 else()
   set(generated ${ZEM_OUT}/packaging)
   configure_file(${ZEM_ROOT}/packaging/systemd/zem.service.in ${generated}/zem.service @ONLY)
