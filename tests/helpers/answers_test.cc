@@ -158,7 +158,7 @@ TEST(Programs, NoProcessWritesIntoAnothersRecord) {
     children.push_back(fork());
     if (children.back() == 0) _exit(execv(program.c_str(), pointers.data()));
   };
-  start(dir / name, {"another-title", "60"});
+  start(dir / name, {"title-" + name, "60"});
   for (const std::string& argument :
        {separator, fake, fake + "ghost" + name, separator + "end 1", "\n\n" + fake + "\nend 9",
         std::string(20000, 'x') + fake + std::string(20000, '\n')}) {
@@ -168,7 +168,8 @@ TEST(Programs, NoProcessWritesIntoAnothersRecord) {
   usleep(300000);
   EXPECT_EQ(Ask(dir, "zem-proccount " + name), "1\n");
   EXPECT_EQ(Ask(dir, "zem-proccount ghost" + name), "0\n");
-  EXPECT_EQ(Ask(dir, "zem-proccount /no/such/" + name), "0\n");  // nor its caller's record
+  EXPECT_EQ(Ask(dir, "zem-proccount /no/such/" + name), "0\n");       // nor its caller's record
+  EXPECT_EQ(Ask(dir, "zem-proccount title-" + name + " 60"), "1\n");  // all its words
   EXPECT_EQ(Ask(dir, "zem-proccount"), "");
   const std::string list = "\n" + Ask(dir, "zem-proclist") + "\n";
   EXPECT_NE(list.find("\n" + name + "\n"), std::string::npos);
