@@ -121,6 +121,9 @@ else()
     DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/logrotate.d COMPONENT zem-agent)
   file(GLOB drop_ins ${ZEM_ROOT}/packaging/systemd/drop-ins/*.conf)
   install(FILES ${drop_ins} DESTINATION ${examples_dir} COMPONENT zem-agent)
+  # Examples, not conffiles in another package's folder: what gets banned is for the host to decide.
+  install(DIRECTORY ${ZEM_ROOT}/packaging/fail2ban DESTINATION ${examples_dir}
+    COMPONENT zem-agent)
   if(ZEM_INSTALL_SERVICE)
     install(FILES ${generated}/zem.service DESTINATION ${ZEM_SYSTEMD_UNITDIR} COMPONENT zem-agent)
     install(FILES ${generated}/sysusers/zem.conf DESTINATION lib/sysusers.d COMPONENT zem-agent)
