@@ -11,14 +11,14 @@ namespace {
 
 void TryPassword(std::string_view bytes, std::string_view password) {
   const bool complete = IsPacketComplete(bytes);
-  const bool refused = HasWrongPassword(bytes, PasswordDigest(password));
+  const PasswordProof proof = ProvesPassword(bytes, PasswordDigest(password));
   RequestPacket packet{.text = bytes, .key = nullptr};
   const bool valid = ParseRequestPacket(&packet, password, [](std::string_view line) {
     FUZZ_CHECK(!line.empty() && line.back() == '\n');
   });
   if (!valid) return;
   FUZZ_CHECK(complete);
-  FUZZ_CHECK(!refused);
+  FUZZ_CHECK(proof == PasswordProof::kRight);
   FUZZ_CHECK(packet.key != nullptr);
   // What was built is the head of what came; only ignored bytes may follow it.
   const OvString built = BuildRequestPacket(packet.text, packet.key->Text(), password);

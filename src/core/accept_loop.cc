@@ -85,7 +85,7 @@ void AcceptLoop::Run() {
     SwitchPortIfChanged();
     ReapLeftPrograms();
     connection_log_.TellLeftOut();
-    if (WaitForConnection()) AcceptOne();
+    if (WaitForConnection() && HasRoom()) AcceptOne();
   }
 }
 
@@ -180,25 +180,38 @@ void AcceptLoop::SwitchPortIfChanged() {
   agent_->log.WriteLog("Return to original port\n", 0, LogKind::kFailure);
 }
 
+bool AcceptLoop::IsListenerWanted() const {
+  if (!listener_.IsOpen() || room_ == Room::kBeingMade) return false;
+  return room_ == Room::kEnough || agent_->unproven.CanMakeRoom();
+}
+
 // Signals are served here alone. With no listener, or one that is left out for want of
 // descriptors, the wait passes all the same.
 bool AcceptLoop::WaitForConnection() {
   pollfd waited[2] = {{agent_->control.WakeUpFd(), POLLIN, 0}, {listener_.Get(), POLLIN, 0}};
-  const nfds_t count = listener_.IsOpen() && !paused_ ? 2 : 1;
+  const nfds_t count = IsListenerWanted() ? 2 : 1;
   const int ready = ppoll(waited, count, &kWait, &WaitMask());
   if (ready < 0) return false;
   if (waited[0].revents != 0) {
     agent_->control.DrainWakeUp();
     agent_->control.WakeOnSessionClose(false);
-    paused_ = false;
+    room_ = Room::kEnough;
   }
   if (ready == 0) ServeQuietSecond();
   return count == 2 && waited[1].revents != 0;
 }
 
+// Called with a connection waiting. Short of descriptors it has the stranger who came first make
+// room, and leaves the connection where it is until then.
+bool AcceptLoop::HasRoom() {
+  if (room_ == Room::kEnough) return true;
+  if (agent_->unproven.ShutDownOldest()) room_ = Room::kBeingMade;
+  return false;
+}
+
 // What many sessions together had is given back once they are gone.
 void AcceptLoop::ServeQuietSecond() {
-  if (paused_ && IsShortageOver()) paused_ = false;
+  if (room_ != Room::kEnough) room_ = IsShortageOver() ? Room::kEnough : Room::kShort;
   if (accepted_ < kManySessions || agent_->control.Counters().active > 0) return;
   accepted_ = 0;
   ReturnFreeMemory();
@@ -214,7 +227,7 @@ bool AcceptLoop::IsShortageOver() const {
 }
 
 void AcceptLoop::AcceptOne() {
-  uint32_t peer = 0;
+  Endpoint peer;
   UniqueFd connection = AcceptConnection(listener_.Get(), &peer);
   if (!connection.IsOpen()) {
     HandleAcceptError(errno);
@@ -224,11 +237,11 @@ void AcceptLoop::AcceptOne() {
   // The lowest free number was given: a high one means that few are left.
   if (connection.Get() >= shortage_from_) PauseAccepting();
   const SettingsPtr settings = agent_->settings.Snapshot();
-  if (settings->filter_active && !IsAdmitted(*settings, peer)) {
-    Reject(std::move(connection), peer);
+  if (settings->filter_active && !IsAdmitted(*settings, peer.address)) {
+    Reject(std::move(connection), peer.address);
     return;
   }
-  connection_log_.Accepted(peer);
+  connection_log_.Accepted(peer.address);
   StartSession(agent_, std::move(connection), peer);
 }
 
@@ -243,12 +256,12 @@ void AcceptLoop::HandleAcceptError(int error_number) {
   End(exit_status::kListen);
 }
 
-// Parked descriptors are given up first. Otherwise connections wait in the backlog until a session
-// closes or the shortage is seen to be over.
+// Parked descriptors are given up first. Otherwise connections wait in the backlog until a stranger
+// has made room, a session closes, or the shortage is seen to be over.
 void AcceptLoop::PauseAccepting() {
   if (parked_.CloseAll()) return;
   agent_->control.WakeOnSessionClose(true);
-  paused_ = true;
+  room_ = Room::kShort;
 }
 
 // Deliberate: an address passes when its dotted text occurs anywhere in the allow list, so 10.0.0.1

@@ -34,7 +34,9 @@ class AcceptLoop {
   void UpgradeIfRequested();
   void SwitchPortIfChanged();
   void ExecuteInPlace(const char* announcement, const OvString& path, const char* failure);
+  bool IsListenerWanted() const;
   bool WaitForConnection();
+  bool HasRoom();
   void AcceptOne();
   bool IsAdmitted(const Settings& settings, uint32_t peer) const;
   void Reject(UniqueFd connection, uint32_t peer);
@@ -52,8 +54,11 @@ class AcceptLoop {
   const int shortage_from_;
   ParkedDescriptors parked_;
   ConnectionLog connection_log_;
-  bool paused_ = false;
   bool reload_due_ = false;
+  // Whether descriptors are left for a connection. Short of them, strangers have to go before one
+  // is accepted, and the loop waits for the close of the one it shut down.
+  enum class Room { kEnough, kShort, kBeingMade };
+  Room room_ = Room::kEnough;
   size_t accepted_ = 0;  // since memory was last given back
 };
 

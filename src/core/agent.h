@@ -7,6 +7,7 @@
 #include "core/activity_log.h"
 #include "core/process_control.h"
 #include "core/settings_store.h"
+#include "core/unproven_sessions.h"
 #include "core/wrong_passwords.h"
 
 namespace zem {
@@ -17,6 +18,7 @@ struct Agent {
   SettingsStore settings;
   ActivityLog log;
   ProcessControl control;
+  UnprovenSessions unproven;
   WrongPasswords wrong_passwords;
 };
 

@@ -90,12 +90,12 @@ UniqueFd ListenWithRetry(const Settings& settings, OvString* error) {
   return {};
 }
 
-UniqueFd AcceptConnection(int listener, uint32_t* peer) {
+UniqueFd AcceptConnection(int listener, Endpoint* peer) {
   sockaddr_in address = {};
   socklen_t length = sizeof(address);
   UniqueFd connection(
       accept4(listener, reinterpret_cast<sockaddr*>(&address), &length, SOCK_CLOEXEC));
-  *peer = address.sin_addr.s_addr;
+  *peer = {address.sin_addr.s_addr, address.sin_port};
   return connection;
 }
 

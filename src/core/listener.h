@@ -9,8 +9,7 @@
 #ifndef ZEM_CORE_LISTENER_H_
 #define ZEM_CORE_LISTENER_H_
 
-#include <cstdint>
-
+#include "core/endpoint.h"
 #include "core/settings.h"
 #include "core/unique_fd.h"
 #include "text/ovstring.h"
@@ -24,7 +23,7 @@ namespace zem {
 [[nodiscard]] UniqueFd ListenWithRetry(const Settings& settings, OvString* error);
 
 // The next connection, blocking and close-on-exec; none leaves errno set.
-[[nodiscard]] UniqueFd AcceptConnection(int listener, uint32_t* peer);
+[[nodiscard]] UniqueFd AcceptConnection(int listener, Endpoint* peer);
 
 }  // namespace zem
 

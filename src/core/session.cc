@@ -7,11 +7,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
 #include <memory>
 #include <string_view>
 #include <utility>
 
+#include "checks/system/pause.h"
+#include "core/monotonic_clock.h"
 #include "core/signals.h"
 #include "dispatch/dispatcher.h"
 #include "dispatch/upgrade.h"
@@ -28,18 +29,13 @@ constexpr size_t kReceiveBytes = 1024;
 constexpr size_t kStatusDigits = 3;
 // The idle limit may be changed while a session waits, so it looks again now and then.
 constexpr int64_t kLongestWaitMs = 15'000;
-
-struct Clock {
-  int64_t seconds;
-  int64_t milliseconds;
-};
-
-// Not the time of day: that can be set, and would drop peers that just came or keep silent ones.
-Clock Now() {
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return {now.tv_sec, now.tv_nsec / 1'000'000};
-}
+// A peer has so long, or so many times the idle limit, to send the password, however it drips.
+constexpr int64_t kLeastGraceMs = 60'000;
+constexpr int64_t kGraceTimeouts = 4;
+// Without a thread for a connection: how many strangers are shut down, and how often each time it
+// is tried again, a millisecond apart.
+constexpr int kMostShutDown = 50;
+constexpr int kTriesForThread = 20;
 
 // Sends all of it. Every send that makes progress starts the socket's time limit afresh; one that
 // makes none within it gives up, as does any error.
@@ -54,8 +50,14 @@ void SendAll(int socket, std::string_view bytes) {
 
 class Session {
  public:
-  Session(Agent* agent, UniqueFd connection, uint32_t peer)
-      : agent_(agent), connection_(std::move(connection)), peer_(peer), upgrade_(&agent->control) {}
+  Session(Agent* agent, UniqueFd connection, const Endpoint& peer)
+      : agent_(agent),
+        connection_(std::move(connection)),
+        peer_(peer.address),
+        unproven_(connection_.Get(), peer),
+        upgrade_(&agent->control) {}
+
+  UnprovenSession* Unproven() { return &unproven_; }
 
   void Run();
 
@@ -66,6 +68,9 @@ class Session {
   Next Wait();
   int64_t WaitMilliseconds() const;
   bool IsIdleTooLong() const;
+  int64_t GraceEnd(int64_t timeout) const;
+  bool IsGraceOver() const;
+  void CheckPassword(const Settings& settings);
   Next HandleBytes(std::string_view bytes);
   Next HandleUpgradeBytes(std::string_view bytes);
   void HandlePacket(const SettingsPtr& settings);
@@ -77,6 +82,8 @@ class Session {
   UniqueFd connection_;
   const uint32_t peer_;
   OvString received_;
+  UnprovenSession unproven_;
+  PasswordProof proof_ = PasswordProof::kMissing;
   int64_t last_data_seconds_ = 0;
   bool request_seen_ = false;
   SessionKeyPtr session_key_;
@@ -86,8 +93,8 @@ class Session {
 
 void Session::Run() {
   agent_->control.SessionOpened();
-  last_data_seconds_ = Now().seconds;
-  while (ReceiveOnce() == Next::kReceiveMore) {
+  last_data_seconds_ = MonotonicMilliseconds() / 1000;
+  while (ReceiveOnce() == Next::kReceiveMore && !IsGraceOver()) {
   }
   Close();
 }
@@ -113,32 +120,47 @@ Session::Next Session::Wait() {
 
 bool Session::IsIdleTooLong() const {
   const int64_t timeout = agent_->settings.Snapshot()->timeout;
-  return timeout > 0 && !request_seen_ && last_data_seconds_ + timeout / 1000 < Now().seconds;
+  return timeout > 0 && !request_seen_ &&
+         last_data_seconds_ + timeout / 1000 < MonotonicMilliseconds() / 1000;
 }
 
-// Until the first moment at which the idle rule could hold, but never long enough to miss a change
-// of the limit.
+int64_t Session::GraceEnd(int64_t timeout) const {
+  return unproven_.accepted_ms + std::max(kLeastGraceMs, kGraceTimeouts * timeout);
+}
+
+bool Session::IsGraceOver() const {
+  if (proof_ == PasswordProof::kRight) return false;
+  const int64_t timeout = agent_->settings.Snapshot()->timeout;
+  return timeout > 0 && GraceEnd(timeout) <= MonotonicMilliseconds();
+}
+
+// Until the first moment at which the idle rule could hold or the grace is over, but never long
+// enough to miss a change of the limit.
 int64_t Session::WaitMilliseconds() const {
   const int64_t timeout = agent_->settings.Snapshot()->timeout;
   if (timeout <= 0 || request_seen_) return kLongestWaitMs;
-  const Clock now = Now();
-  const int64_t first_idle_second = last_data_seconds_ + timeout / 1000 + 1;
-  const int64_t wait = (first_idle_second - now.seconds) * 1000 - now.milliseconds;
-  return std::clamp<int64_t>(wait, 0, kLongestWaitMs);
+  int64_t end = (last_data_seconds_ + timeout / 1000 + 1) * 1000;
+  if (proof_ != PasswordProof::kRight) end = std::min(end, GraceEnd(timeout));
+  return std::clamp<int64_t>(end - MonotonicMilliseconds(), 0, kLongestWaitMs);
 }
 
 Session::Next Session::HandleBytes(std::string_view bytes) {
   if (upgrade_.IsActive()) return HandleUpgradeBytes(bytes);
-  last_data_seconds_ = Now().seconds;
+  last_data_seconds_ = MonotonicMilliseconds() / 1000;
   received_.Append(bytes);
   const SettingsPtr settings = agent_->settings.Snapshot();
-  if (!IsPacketComplete(received_) &&
-      !HasWrongPassword(received_, PasswordDigest(settings->password))) {
-    return Next::kReceiveMore;
-  }
+  CheckPassword(*settings);
+  if (!IsPacketComplete(received_) && proof_ != PasswordProof::kWrong) return Next::kReceiveMore;
   request_seen_ = true;
   HandlePacket(settings);
   return upgrade_.IsActive() ? Next::kReceiveMore : Next::kClose;
+}
+
+void Session::CheckPassword(const Settings& settings) {
+  if (proof_ == PasswordProof::kRight) return;
+  proof_ = ProvesPassword(received_, PasswordDigest(settings.password));
+  if (proof_ != PasswordProof::kRight) return;
+  agent_->unproven.Remove(&unproven_);
 }
 
 Session::Next Session::HandleUpgradeBytes(std::string_view bytes) {
@@ -162,9 +184,7 @@ void Session::HandlePacket(const SettingsPtr& settings) {
   if (!ParseRequestPacket(&packet, settings->password, trace)) {
     agent_->log.WriteLog("<-- Invalid QV request received\n", peer_, LogKind::kInformation);
     // Whatever else was wrong with it: the connection's fate told whether the password was right.
-    if (HasWrongPassword(packet.text, PasswordDigest(settings->password))) {
-      agent_->wrong_passwords.Note(peer_);
-    }
+    if (proof_ == PasswordProof::kWrong) agent_->wrong_passwords.Note(peer_);
     return;
   }
   agent_->log.WriteLog("<-- Correct QV request received\n", peer_, LogKind::kInformation);
@@ -206,6 +226,7 @@ void Session::SendReply(AgentReply* reply) {
 // off by it.
 void Session::Close() {
   agent_->log.WriteLog("Session closed, wait for next ..\n", 0, LogKind::kInformation);
+  agent_->unproven.Remove(&unproven_);
   shutdown(connection_.Get(), SHUT_RDWR);
   connection_.Reset();
   upgrade_.HandOver();
@@ -213,33 +234,44 @@ void Session::Close() {
   agent_->wrong_passwords.Tell();
 }
 
-struct HandOver {
-  Agent* agent;
-  UniqueFd connection;
-  uint32_t peer;
-};
-
 void* SessionThread(void* argument) {
   BlockSignalsInSession();
   const FaultStack fault_stack;
   pthread_detach(pthread_self());
-  std::unique_ptr<HandOver> pair(static_cast<HandOver*>(argument));
-  Session session(pair->agent, std::move(pair->connection), pair->peer);
-  pair.reset();
-  session.Run();
+  const std::unique_ptr<Session> session(static_cast<Session*>(argument));
+  session->Run();
   return nullptr;
+}
+
+bool StartThread(Agent* agent, Session* session) {
+  // In the list first: it may be over before this function returns.
+  agent->unproven.Add(session->Unproven());
+  pthread_t thread;
+  if (pthread_create(&thread, nullptr, SessionThread, session) == 0) return true;
+  agent->unproven.Remove(session->Unproven());
+  return false;
+}
+
+// A thread that was told to end has some way to go until another can be had in its place.
+bool StartThreadOverStrangers(Agent* agent, Session* session) {
+  for (int i = 0; i < kMostShutDown && agent->unproven.ShutDownOldest(); ++i) {
+    for (int tries = 0; tries < kTriesForThread; ++tries) {
+      PauseMilliseconds(1);
+      if (StartThread(agent, session)) return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace
 
-void StartSession(Agent* agent, UniqueFd connection, uint32_t peer) {
-  auto pair = std::make_unique<HandOver>(HandOver{agent, std::move(connection), peer});
-  pthread_t thread;
-  if (pthread_create(&thread, nullptr, SessionThread, pair.get()) != 0) {
-    agent->log.WriteLog("Error: cannot start session thread\n", peer, LogKind::kFailure);
+void StartSession(Agent* agent, UniqueFd connection, const Endpoint& peer) {
+  auto session = std::make_unique<Session>(agent, std::move(connection), peer);
+  if (!StartThread(agent, session.get()) && !StartThreadOverStrangers(agent, session.get())) {
+    agent->log.WriteLog("Error: cannot start session thread\n", peer.address, LogKind::kFailure);
     return;
   }
-  (void)pair.release();  // NOLINT(bugprone-unused-return-value): the thread owns it now
+  (void)session.release();  // NOLINT(bugprone-unused-return-value): the thread owns it now
 }
 
 }  // namespace zem

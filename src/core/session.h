@@ -7,16 +7,17 @@
 #ifndef ZEM_CORE_SESSION_H_
 #define ZEM_CORE_SESSION_H_
 
-#include <cstdint>
-
 #include "core/agent.h"
+#include "core/endpoint.h"
 #include "core/unique_fd.h"
 
 namespace zem {
 
-// Starts the session's thread, which owns the connection from then on. When no thread is to be
-// had the connection is closed and that is logged. Main thread; `agent` outlives every session.
-void StartSession(Agent* agent, UniqueFd connection, uint32_t peer);
+// Starts the session's thread, which owns the connection from then on. When no thread is to be had,
+// sessions of strangers are shut down for it, which may take up to a second; when that does not
+// help either, the connection is closed and that is logged. Main thread; `agent` outlives every
+// session.
+void StartSession(Agent* agent, UniqueFd connection, const Endpoint& peer);
 
 }  // namespace zem
 

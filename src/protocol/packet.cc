@@ -69,11 +69,13 @@ bool IsPacketComplete(std::string_view received) {
          packet_size + 4 <= static_cast<int64_t>(received.size());
 }
 
-bool HasWrongPassword(std::string_view received, std::string_view password_field) {
-  if (received.size() < kRequestHeaderBytes) return false;
+PasswordProof ProvesPassword(std::string_view received, std::string_view password_field) {
+  if (received.size() < kRequestHeaderBytes) return PasswordProof::kMissing;
   const int64_t size = ReadSize(received, 6, 2);
-  if (8 + size > static_cast<int64_t>(received.size())) return false;
-  return !EqualSecrets(Field(received, 8, size), password_field);
+  if (size != static_cast<int64_t>(password_field.size())) return PasswordProof::kWrong;
+  if (8 + size > static_cast<int64_t>(received.size())) return PasswordProof::kMissing;
+  return EqualSecrets(Field(received, 8, size), password_field) ? PasswordProof::kRight
+                                                                : PasswordProof::kWrong;
 }
 
 bool ParseRequestPacket(RequestPacket* packet, std::string_view password,

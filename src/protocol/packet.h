@@ -40,9 +40,11 @@ using PacketTrace = std::function<void(std::string_view line)>;
 // refuses it and no stranger makes the agent gather it.
 bool IsPacketComplete(std::string_view received);
 
-// True when the password field has arrived whole and is not `password_field`: nothing that may
-// still come can make such a packet valid.
-bool HasWrongPassword(std::string_view received, std::string_view password_field);
+// What the bytes received so far tell about the password. It is wrong as soon as its length is not
+// that of `password_field`: nothing that may still come can make such a packet valid, so nothing
+// more is gathered.
+enum class PasswordProof { kMissing, kWrong, kRight };
+PasswordProof ProvesPassword(std::string_view received, std::string_view password_field);
 
 // Checks and deciphers `packet->text` in place. On success the text is the request's and the key
 // is set; on failure the packet's contents mean nothing.

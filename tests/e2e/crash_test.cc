@@ -154,7 +154,8 @@ TEST_F(Shortage, IsWaitedOutWhoeverStays) {
   Start("-i");
   agent_->WriteConfig("timeout=-1\n");
   ASSERT_EQ(agent_->Ask("ReloadCfg\n"), "200\nOk\n");
-  const Connection silent(agent_->Port());
+  const Connection slow(agent_->Port());
+  ASSERT_TRUE(slow.Send(Packet("GetInfo\r").substr(0, 30)));  // the password is in it
   ASSERT_TRUE(agent_->Answers());
   std::this_thread::sleep_for(200ms);  // that one's close is no help
   WriteFile(dir_ / "fault", "shortage");

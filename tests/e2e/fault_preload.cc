@@ -7,12 +7,16 @@
 // "shortage" lets an accept fail for want of memory, "exec" a restart after a hang-up that comes in
 // between; "save" interrupts a save that has taken three seconds, "port" opens one in four. It is
 // removed first, so the agent's next life is spared. What goes to the syslog goes to the file named
-// by ZEM_SYSLOG_FILE. The file named by ZEM_CLOCK_FILE holds the
-// seconds by which the time of day is wrong. Linux alone.
+// by ZEM_SYSLOG_FILE. The file named by ZEM_CLOCK_FILE holds the seconds by which the time of day is
+// wrong, that of ZEM_UPTIME_FILE those by which the other clock has leapt. ZEM_MOST_THREADS says how
+// many threads can be had. Linux alone.
 
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/utsname.h>
 #include <syslog.h>
@@ -71,8 +75,8 @@ mode_t ModeOf(int flags, va_list arguments) {
   return (flags & O_CREAT) != 0 ? static_cast<mode_t>(va_arg(arguments, int)) : 0;
 }
 
-time_t ClockError() {
-  const char* path = getenv("ZEM_CLOCK_FILE");
+time_t ClockError(const char* file_variable) {
+  const char* path = getenv(file_variable);
   char text[32] = "";
   const int fd = path == nullptr ? -1 : static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, 0, 0));
   if (fd < 0 || read(fd, text, sizeof(text) - 1) < 0) return 0;
@@ -116,7 +120,8 @@ void __syslog_chk(int priority, int, const char* format, ...) {  // NOLINT: the 
 
 int clock_gettime(clockid_t clock, timespec* now) noexcept {
   const auto result = static_cast<int>(syscall(SYS_clock_gettime, clock, now));
-  if (clock == CLOCK_REALTIME) now->tv_sec += ClockError();
+  if (clock == CLOCK_REALTIME) now->tv_sec += ClockError("ZEM_CLOCK_FILE");
+  if (clock == CLOCK_MONOTONIC) now->tv_sec += ClockError("ZEM_UPTIME_FILE");
   return result;
 }
 
@@ -145,6 +150,19 @@ int accept4(int listener, sockaddr* address, socklen_t* length, int flags) {
     return -1;
   }
   return static_cast<int>(syscall(SYS_accept4, listener, address, length, flags));
+}
+
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
+                   void* argument) noexcept {
+  const char* most = getenv("ZEM_MOST_THREADS");
+  struct stat tasks = {};  // "." and ".." are links too
+  if (most != nullptr && stat("/proc/self/task", &tasks) == 0 &&
+      static_cast<int>(tasks.st_nlink) - 2 >= atoi(most)) {
+    return EAGAIN;
+  }
+  static const auto next =
+      reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+  return next(thread, attributes, start, argument);
 }
 
 ssize_t send(int fd, const void* bytes, size_t count, int flags) {

@@ -205,20 +205,26 @@ TEST(PacketCompleteness, NeedsAHeaderAndWhatTheSizeAnnounces) {
   EXPECT_FALSE(IsPacketComplete(""));
 }
 
-TEST(PacketCompleteness, AWrongPasswordShowsAsSoonAsItsFieldIsThere) {
+TEST(PacketCompleteness, AWrongPasswordShowsAtOnceByItsLengthElseByItsField) {
   const std::string right = known::kDigestAnswers[0].field;
   const std::string other = known::kDigestAnswers[2].field;
   const std::string& packet = known::kRequestAnswers[0].packet;
   for (size_t length = 0; length <= packet.size(); ++length) {
     const std::string received = packet.substr(0, length);
-    EXPECT_FALSE(HasWrongPassword(received, right)) << length;
-    EXPECT_EQ(HasWrongPassword(received, other), length >= 24) << length;
-    EXPECT_EQ(HasWrongPassword(received, ""), length >= 24) << length;
+    const auto no_proof = PasswordProof::kMissing;
+    const auto whole = length >= 24;
+    EXPECT_EQ(ProvesPassword(received, right), whole ? PasswordProof::kRight : no_proof) << length;
+    EXPECT_EQ(ProvesPassword(received, other), whole ? PasswordProof::kWrong : no_proof) << length;
+    EXPECT_EQ(ProvesPassword(received, ""), length >= 14 ? PasswordProof::kWrong : no_proof);
+  }
+  for (const char* size : {"\x0F\0", "\x11\0", "\x10\1", "\xFF\xFF"}) {
+    const std::string head = packet.substr(0, 6) + std::string(size, 2) + packet.substr(8, 6);
+    EXPECT_EQ(ProvesPassword(head, right), PasswordProof::kWrong);
   }
   const std::string& open = std::string("\0\0\0\0\x03\x12\0\0\0\0\0\0\0\0"sv);
-  EXPECT_TRUE(HasWrongPassword(open, right));
-  EXPECT_FALSE(HasWrongPassword(open, ""));
-  EXPECT_FALSE(HasWrongPassword(open.substr(0, 13), right));
+  EXPECT_EQ(ProvesPassword(open, right), PasswordProof::kWrong);
+  EXPECT_EQ(ProvesPassword(open, ""), PasswordProof::kRight);
+  EXPECT_EQ(ProvesPassword(open.substr(0, 13), ""), PasswordProof::kMissing);
 }
 
 TEST(LengthField, IsLittleEndianAndOneTwoOrFourBytesWide) {
