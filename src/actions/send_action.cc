@@ -43,6 +43,7 @@ void SendTcpUdp(const AgentRequest& request, const RequestContext&, AgentReply* 
 }
 
 int SendSocket::Open(const OvString& host, int32_t port, int32_t timeout_ms) {
+  Close();
   if (kind_ == Kind::kDatagram) return OpenDatagram(host, port);
   return ConnectTcp(&fd_, host, port, timeout_ms, &error_);
 }
@@ -66,7 +67,8 @@ int SendSocket::OpenDatagram(const OvString& host, int32_t port) {
 int SendSocket::Send(std::string_view text) {
   error_.Clear();
   if (text.empty()) return 0;
-  const ssize_t sent = send(fd_.Get(), text.data(), text.size(), MSG_NOSIGNAL);
+  const bool known = kind_ == Kind::kDatagram || own_.Register(fd_.Get());
+  const ssize_t sent = known ? send(fd_.Get(), text.data(), text.size(), MSG_NOSIGNAL) : -1;
   if (sent >= 0) return static_cast<int>(sent);
   error_ = SystemErrorText(errno);
   return socket_code::kSendFailed;
@@ -75,6 +77,7 @@ int SendSocket::Send(std::string_view text) {
 void SendSocket::Close() {
   error_.Clear();
   fd_.Reset();
+  own_.End();
 }
 
 }  // namespace zem

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "core/own_connections.h"
 #include "core/request_context.h"
 #include "core/unique_fd.h"
 #include "protocol/agent_reply.h"
@@ -37,6 +38,7 @@ class SendSocket {
   int OpenDatagram(const OvString& host, int32_t port);
 
   const Kind kind_;
+  OwnConnection own_;  // in front of the descriptor, so that it ends after it
   UniqueFd fd_;
   OvString error_;
 };

@@ -13,12 +13,15 @@
 #include <ctime>
 #include <limits>
 #include <utility>
+#include <vector>
 
 #include "checks/system/created_file.h"
 #include "checks/system/process_runner.h"
 #include "core/exit_status.h"
 #include "core/inherited_state.h"
 #include "core/listener.h"
+#include "core/monotonic_clock.h"
+#include "core/own_connections.h"
 #include "core/platform.h"
 #include "core/session.h"
 #include "core/signals.h"
@@ -32,6 +35,7 @@ namespace {
 constexpr timespec kWait = {1, 0};
 constexpr int kReplySeconds = 5;
 constexpr size_t kManySessions = 256;
+constexpr int64_t kForgettingPauseMs = 1000;
 constexpr int kScriptRetries = 20;
 constexpr unsigned kScriptRetryPause = 10'000;  // microseconds
 
@@ -85,6 +89,7 @@ void AcceptLoop::Run() {
     SwitchPortIfChanged();
     ReapLeftPrograms();
     connection_log_.TellLeftOut();
+    ForgetOwnConnections();
     if (WaitForConnection() && HasRoom()) AcceptOne();
   }
 }
@@ -278,6 +283,21 @@ void AcceptLoop::Reject(UniqueFd connection, uint32_t peer) {
   connection_log_.Rejected(peer);
   shutdown(connection.Get(), SHUT_RDWR);
   parked_.Park(std::move(connection));
+}
+
+// Once nobody waits in the backlog and no session has still to ask where its peer's end belongs,
+// the ended connections led to somebody else, or to sessions that know about it. Their ends may now
+// be used by others on this host.
+void AcceptLoop::ForgetOwnConnections() {
+  const int64_t now_ms = MonotonicMilliseconds();
+  if (now_ms < next_forgetting_ms_) return;
+  next_forgetting_ms_ = now_ms + kForgettingPauseMs;
+  const std::vector<Endpoint> ended = EndedOwnConnections(now_ms);
+  pollfd backlog = {listener_.Get(), POLLIN, 0};
+  if (ended.empty() || (listener_.IsOpen() && poll(&backlog, 1, 0) != 0)) return;
+  for (const Endpoint& end : ended) {
+    if (!agent_->unproven.HoldsPeer(end)) ForgetOwnConnection(end, now_ms);
+  }
 }
 
 }  // namespace zem

@@ -40,6 +40,7 @@ class AcceptLoop {
   void AcceptOne();
   bool IsAdmitted(const Settings& settings, uint32_t peer) const;
   void Reject(UniqueFd connection, uint32_t peer);
+  void ForgetOwnConnections();
   void HandleAcceptError(int error_number);
   void PauseAccepting();
   void ServeQuietSecond();
@@ -59,6 +60,7 @@ class AcceptLoop {
   // is accepted, and the loop waits for the close of the one it shut down.
   enum class Room { kEnough, kShort, kBeingMade };
   Room room_ = Room::kEnough;
+  int64_t next_forgetting_ms_ = 0;
   size_t accepted_ = 0;  // since memory was last given back
 };
 

@@ -21,6 +21,8 @@ class UpgradeContext;
 struct RequestContext {
   const Settings& settings;
   uint32_t peer = 0;  // IPv4, network byte order
+  // It came over one of the agent's own outgoing connections, so its address vouches for nobody.
+  bool relayed = false;
   SessionKeyPtr session_key;
   SettingsStore* store = nullptr;
   ActivityLog* log = nullptr;

@@ -13,6 +13,7 @@
 
 #include "checks/system/pause.h"
 #include "core/monotonic_clock.h"
+#include "core/own_connections.h"
 #include "core/signals.h"
 #include "dispatch/dispatcher.h"
 #include "dispatch/upgrade.h"
@@ -84,6 +85,7 @@ class Session {
   OvString received_;
   UnprovenSession unproven_;
   PasswordProof proof_ = PasswordProof::kMissing;
+  bool relayed_ = false;
   int64_t last_data_seconds_ = 0;
   bool request_seen_ = false;
   SessionKeyPtr session_key_;
@@ -156,10 +158,13 @@ Session::Next Session::HandleBytes(std::string_view bytes) {
   return upgrade_.IsActive() ? Next::kReceiveMore : Next::kClose;
 }
 
+// Whether the request came over a connection of the agent's own is asked before the session leaves
+// the list: until then that connection is not forgotten.
 void Session::CheckPassword(const Settings& settings) {
   if (proof_ == PasswordProof::kRight) return;
   proof_ = ProvesPassword(received_, PasswordDigest(settings.password));
   if (proof_ != PasswordProof::kRight) return;
+  relayed_ = IsOwnConnection(unproven_.peer);
   agent_->unproven.Remove(&unproven_);
 }
 
@@ -197,6 +202,7 @@ void Session::Answer(const RequestPacket& packet, const Settings& settings) {
   reply.StartReply({}, session_key_);
   const RequestContext context = {.settings = settings,
                                   .peer = peer_,
+                                  .relayed = relayed_,
                                   .session_key = session_key_,
                                   .store = &agent_->settings,
                                   .log = &agent_->log,

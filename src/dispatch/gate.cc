@@ -16,10 +16,11 @@ bool IsAnyFileTestOn(const Settings& settings) {
 }
 
 // A malformed list keeps matching by the items that are well formed; what is wrong with it is not
-// the peer's business.
-bool IsListed(uint32_t peer, const OvString& list) {
+// the peer's business. A request that somebody had the agent send to itself comes from an address
+// that is not the sender's: whatever the list holds, it is not in it.
+bool IsPeerListed(const RequestContext& context, const OvString& list) {
   OvString ignored;
-  return MatchAddress(peer, list, &ignored);
+  return !context.relayed && MatchAddress(context.peer, list, &ignored);
 }
 
 }  // namespace
@@ -35,9 +36,9 @@ bool Gate::IsOpen(const RequestContext& context) const {
     case Kind::kAnyFileTest:
       return IsAnyFileTestOn(settings);
     case Kind::kManage:
-      return settings.allow_manage && IsListed(context.peer, settings.manage_addr);
+      return settings.allow_manage && IsPeerListed(context, settings.manage_addr);
     case Kind::kUpdate:
-      return settings.allow_updates && IsListed(context.peer, settings.update_addr);
+      return settings.allow_updates && IsPeerListed(context, settings.update_addr);
   }
   return false;
 }

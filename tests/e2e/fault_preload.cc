@@ -7,9 +7,9 @@
 // "shortage" lets an accept fail for want of memory, "exec" a restart after a hang-up that comes in
 // between; "save" interrupts a save that has taken three seconds, "port" opens one in four. It is
 // removed first, so the agent's next life is spared. What goes to the syslog goes to the file named
-// by ZEM_SYSLOG_FILE. The file named by ZEM_CLOCK_FILE holds the seconds by which the time of day is
-// wrong, that of ZEM_UPTIME_FILE those by which the other clock has leapt. ZEM_MOST_THREADS says how
-// many threads can be had. Linux alone.
+// by ZEM_SYSLOG_FILE. The file named by ZEM_CLOCK_FILE holds the seconds by which the time of day
+// is wrong, that of ZEM_UPTIME_FILE those by which the other clock has leapt. ZEM_MOST_THREADS says
+// how many threads can be had. Linux alone.
 
 #include <dlfcn.h>
 #include <fcntl.h>

@@ -34,10 +34,12 @@ bool IsReadable(int fd, int milliseconds) {
 
 }  // namespace
 
-Connection::Connection(int port, const char* source) {
+Connection::Connection(int port, const char* source, int source_port) {
   fd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (source != nullptr) {
-    const sockaddr_in local = Address(source, 0);
+    const int on = 1;
+    setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    const sockaddr_in local = Address(source, source_port);
     (void)bind(fd_, reinterpret_cast<const sockaddr*>(&local), sizeof(local));
   }
   const sockaddr_in address = Address("127.0.0.1", port);

@@ -19,7 +19,7 @@ inline constexpr std::string_view kSessionKey = "session-key-0123";
 class Connection {
  public:
   // Connects to 127.0.0.1, from `source` (dotted) if given. IsOpen() tells.
-  explicit Connection(int port, const char* source = nullptr);
+  explicit Connection(int port, const char* source = nullptr, int source_port = 0);
   ~Connection();
   Connection(Connection&& other) noexcept;
   Connection& operator=(Connection&&) = delete;

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <ctime>
 
+#include "core/own_connections.h"
 #include "text/system_error.h"
 
 namespace zem {
@@ -127,14 +128,17 @@ int ConnectTcp(UniqueFd* socket, const OvString& host, int32_t port, int32_t tim
 
 int TcpExchange(const OvString& host, int32_t port, int32_t timeout_ms, std::string_view data,
                 std::span<char> buffer, OvString* error) {
+  OwnConnection own;
   UniqueFd fd;
   const int connected = ConnectTcp(&fd, host, port, timeout_ms, error);
   if (connected != socket_code::kDone) return connected;
-  if (!data.empty() && send(fd.Get(), data.data(), data.size(), MSG_NOSIGNAL) < 0) {
+  if (!data.empty() &&
+      (!own.Register(fd.Get()) || send(fd.Get(), data.data(), data.size(), MSG_NOSIGNAL) < 0)) {
     return Fail(error, errno, socket_code::kSendFailed);
   }
   if (buffer.empty()) return socket_code::kDone;
   if (WaitFor(fd.Get(), POLLIN, timeout_ms) != 1) return TimedOut(error);
+  own.Answered();
   return Received(recv(fd.Get(), buffer.data(), buffer.size(), 0), error);
 }
 

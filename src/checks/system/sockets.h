@@ -4,7 +4,8 @@
 // Shapes:  host = dotted address or name; a port counts modulo 65536.
 // Errors:  a signed code, which the server gets to see too, and one line in *error, which is
 //          emptied on entry.
-// Threads: any; blocks the caller for at most the time-out a wait. No shared state.
+// Threads: any; blocks the caller for at most the time-out a wait. No shared state but the table of
+//          the agent's own connections.
 
 #ifndef ZEM_CHECKS_SYSTEM_SOCKETS_H_
 #define ZEM_CHECKS_SYSTEM_SOCKETS_H_

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// A peer in no list has the agent send requests to itself. They come from this host's address,
+// which the lists hold, and are no manager's all the same.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <future>
+#include <string>
+
+#include "e2e/agent_process.h"
+#include "protocol/cipher.h"
+
+namespace zem::test {
+namespace {
+
+using Options = AgentProcess::Options;
+
+std::string Replaced(std::string text, const std::string& part, const std::string& by) {
+  for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += by.size()) {
+    text.replace(at, part.size(), by);
+  }
+  return text;
+}
+
+std::string AsLine(const std::string& bytes) {
+  return Replaced(Replaced(bytes, "\r", "%0D"), "\n", "%0A");
+}
+
+size_t Count(const std::string& text, const std::string& part) {
+  size_t count = 0;
+  for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) ++count;
+  return count;
+}
+
+// What the inner request was answered, from the reply of the outer TEST-TCP.
+std::string InnerReply(const std::string& outer) {
+  const size_t line = outer.find('\n', outer.find('\n') + 1) + 1;
+  const std::string bytes =
+      Replaced(Replaced(outer.substr(line, outer.size() - line - 1), "%0D", "\r"), "%0A", "\n");
+  return std::string(DecipherField(bytes.substr(std::min<size_t>(4, bytes.size())), kSessionKey));
+}
+
+// With hardly any descriptors the inner connection is accepted when the outer one is long closed.
+TEST(RelayedRequests, AreNeverAManagersHoweverTheyAreSent) {
+  for (const rlim_t descriptors : {rlim_t{256}, rlim_t{10}}) {
+    SCOPED_TRACE(descriptors);
+    AgentProcess agent(Options{.switches = {"-i", "-v"},
+                               .config = "allowupdates=1\ntcpudpaction=1\ncomment=as it was\n",
+                               .before_exec = [descriptors] {
+                                 const rlimit limit = {descriptors, descriptors};
+                                 setrlimit(RLIMIT_NOFILE, &limit);
+                               }});
+    const std::string there = "\n127.0.0.1\n" + std::to_string(agent.Port()) + "\n";
+    size_t refused = 0;
+    for (const char* command : {"GetSettings\n\r", "SetSettings\nComment=changed\n\r",
+                                "ReloadCfg\n\r", "QUIT\n\r", "UpgradeCode\n5000\n\r"}) {
+      SCOPED_TRACE(command);
+      const std::string text = AsLine(Packet(command));
+      for (const std::string& outer : {"TEST-TCP" + there + "3000\n" + text + "\n0\n",
+                                       "ACT-TCPUDPsend" + there + "0\n" + text + "\n0\n\n"}) {
+        EXPECT_EQ(agent.Ask(outer).value_or("").substr(0, 4), "200\n");
+        ++refused;
+        EXPECT_TRUE(Eventually(
+            [&] { return Count(agent.VerboseLog(), "--> request processed (600)") == refused; }));
+      }
+    }
+    EXPECT_EQ(agent.Ask("ReloadCfg\n"), "200\nOk\n") << "from this host itself";
+    const std::string settings = agent.Ask("GetSettings\n").value_or("");
+    EXPECT_NE(settings.find("Comment=as it was\n"), std::string::npos) << settings;
+  }
+}
+
+TEST(RelayedRequests, OtherCommandsAndAnOpenPortAreAnsweredAsEver) {
+  const AgentProcess agent;
+  const std::string there = "TEST-TCP\n127.0.0.1\n" + std::to_string(agent.Port()) + "\n3000\n";
+  EXPECT_EQ(agent.Ask(there + "\n0\n").value_or("").substr(0, 4), "200\n");
+  const auto inner = [&](const char* text) {
+    return InnerReply(agent.Ask(there + AsLine(Packet(text)) + "\n8192\n").value_or(""));
+  };
+  EXPECT_EQ(inner("TEST-Ping\n\r"), "500\nnot implemented yet\n\r");
+  EXPECT_EQ(inner("GetSettings\n\r"), "600\n\r");
+}
+
+// The port of a probe that is over may next be that of a manager on this host.
+TEST(RelayedRequests, APortIsForgottenOnceNothingCanComeFromItAnyMore) {
+  const AgentProcess agent;
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  auto* const generic = reinterpret_cast<sockaddr*>(&address);
+  socklen_t length = sizeof(address);
+  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  ASSERT_EQ(bind(listener, generic, length), 0);
+  ASSERT_EQ(listen(listener, 1), 0);
+  getsockname(listener, generic, &length);
+  const std::string probe =
+      "TEST-TCP\n127.0.0.1\n" + std::to_string(ntohs(address.sin_port)) + "\n3000\nhello\n1\n";
+  auto answer = std::async(std::launch::async, [&] { return agent.Ask(probe); });
+  const int probed = accept(listener, generic, &length);
+  char text[8];
+  EXPECT_EQ(recv(probed, text, sizeof(text), 0), 5);
+  EXPECT_EQ(send(probed, "x", 1, MSG_MORE), 1);
+  close(probed);  // together with the byte, so the agent's end is free as soon as it is closed
+  EXPECT_EQ(answer.get().value_or("").substr(0, 4), "200\n");
+
+  const auto ask = [&]() -> std::string {
+    const Connection manager(agent.Port(), "127.0.0.1", ntohs(address.sin_port));
+    (void)manager.Send(Packet("ReloadCfg\n\r"));
+    return manager.ReceiveReply().value_or("");
+  };
+  EXPECT_TRUE(Eventually([&] { return ask() == "200\nOk\n"; }));
+  close(listener);
+}
+
+}  // namespace
+}  // namespace zem::test
