@@ -209,7 +209,6 @@ void CompareHashes(const AgentProcess& agent, const std::string& path, size_t by
        Tool("sha512sum " + path)});
   uLong crc = 0;
   zem::Crc32Register ours;
-  uint32_t by_tables = 0;
   const auto text = [](const unsigned char* at) {
     return std::string_view(reinterpret_cast<const char*>(at), kHotBytes);
   };
@@ -218,10 +217,6 @@ void CompareHashes(const AgentProcess& agent, const std::string& path, size_t by
            Library("zlib, bare", bytes, [&](const Bytef* at) { crc = crc32(crc, at, kHotBytes); }),
            Library("the agent's own, bare", bytes,
                    [&](const unsigned char* at) { ours.Update(text(at)); }),
-           Library("the same by tables", bytes,
-                   [&](const unsigned char* at) {
-                     by_tables = zem::UpdateCrc32ByTables(by_tables, text(at));
-                   }),
            Tool("python3 -c 'import zlib\nc=0\nf=open(\"" + path +
                 "\",\"rb\",0)\nwhile b:=f.read(65536): c=zlib.crc32(b,c)'"),
            Tool("cksum " + path)});

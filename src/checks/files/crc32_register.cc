@@ -4,8 +4,6 @@
 #include <array>
 #include <cstddef>
 
-#include "checks/files/crc32_fold.h"
-
 namespace zem {
 
 namespace {
@@ -50,25 +48,11 @@ uint32_t UpdateSlices(uint32_t value, const unsigned char* bytes) {
 
 }  // namespace
 
-uint32_t UpdateCrc32ByTables(uint32_t value, std::string_view bytes) {
+void Crc32Register::Update(std::string_view bytes) {
   const auto* at = reinterpret_cast<const unsigned char*>(bytes.data());
   size_t left = bytes.size();
-  for (; left >= kSlices; left -= kSlices, at += kSlices) value = UpdateSlices(value, at);
-  for (; left > 0; --left, ++at) value = UpdateByte(value, *at);
-  return value;
-}
-
-uint32_t UpdateCrc32(uint32_t value, std::string_view bytes) {
-  FoldedBytes folded;
-  if (FoldCrc32(value, &bytes, &folded)) {
-    value =
-        UpdateCrc32ByTables(0, {reinterpret_cast<const char*>(folded.bytes), sizeof(folded.bytes)});
-  }
-  return UpdateCrc32ByTables(value, bytes);
-}
-
-void Crc32Register::Update(std::string_view bytes) {
-  value_ = UpdateCrc32(value_, bytes);
+  for (; left >= kSlices; left -= kSlices, at += kSlices) value_ = UpdateSlices(value_, at);
+  for (; left > 0; --left, ++at) value_ = UpdateByte(value_, *at);
 }
 
 }  // namespace zem

