@@ -74,7 +74,6 @@ bool Examine(const dirent& entry, SearchRecord* record) {
   record->change_time = info.st_ctime;
   record->size = info.st_size;
   record->attributes = attributes;
-  record->mode = static_cast<uint16_t>(info.st_mode);
   CopyName(name, record);
   return true;
 }

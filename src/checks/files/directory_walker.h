@@ -70,7 +70,6 @@ struct SearchRecord {
   int64_t size = 0;
   uint32_t attributes = 0;
   char name[256] = "";  // a longer name is cut
-  uint16_t mode = 0;
 
   // The search.
   DirPtr handle;
