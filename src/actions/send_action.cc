@@ -14,8 +14,6 @@ namespace zem {
 
 namespace {
 
-// Deliberate: the message stands alone, in place of the status line.
-constexpr const char* kWrongParameter = "Wrong parameter";
 constexpr const char* kSent = "Data has been sent";
 
 }  // namespace
@@ -32,8 +30,7 @@ void SendTcpUdp(const AgentRequest& request, const RequestContext&, AgentReply* 
   }
   SendSocket socket(stream ? SendSocket::Kind::kStream : SendSocket::Kind::kDatagram);
   if (socket.Open(host, *port, 0) != socket_code::kDone || socket.Send(first) <= 0) {
-    reply->SetStatus(status::kUnavailable).Append(socket.Error());
-    return;
+    return reply->Refuse(status::kUnavailable, socket.Error());
   }
   if (!second.IsEmpty()) {
     PauseSeconds(*pause_seconds);

@@ -15,8 +15,6 @@ namespace zem {
 
 namespace {
 
-// Deliberate: the message stands alone, in place of the status line.
-constexpr const char* kWrongParameter = "Wrong parameter";
 constexpr const char* kSentTo = "Syslog: Data to ";
 constexpr const char* kSent = " has been sent";
 constexpr const char* kTag = "OV ZEM";
@@ -67,7 +65,7 @@ void SendSyslog(const AgentRequest& request, const RequestContext&, AgentReply* 
   if (SyslogSend(host, *port, message, &error) != 0) {
     reply->SetStatus(status::kDone).Append(kSentTo).Append(host).Append(kSent);
   } else {
-    reply->SetStatus(status::kUnavailable).Append(error);
+    reply->Refuse(status::kUnavailable, error);
   }
 }
 

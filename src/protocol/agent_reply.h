@@ -28,6 +28,10 @@ inline constexpr const char* kNoEndMark = "502";
 inline constexpr const char* kNotAllowed = "600";
 }  // namespace status
 
+// What most commands say of a bad parameter. Deliberate: the four of the network say it alone, in
+// place of the status line; servers know them by it.
+inline constexpr const char* kWrongParameter = "Wrong parameter";
+
 enum class Escape : bool { kNo, kYes };
 
 class AgentReply {
@@ -43,6 +47,11 @@ class AgentReply {
   void ReplaceText(std::string_view text) { text_ = text; }
   // Appends bytes with no line end.
   AgentReply& Append(std::string_view text, Escape escape = Escape::kNo);
+
+  // The whole answer of a command that fails.
+  void Refuse(std::string_view status, std::string_view reason) {
+    SetStatus(status).Append(reason);
+  }
 
   void EnsureNewLine();
   void AddLine(std::string_view text, Escape escape = Escape::kNo);

@@ -17,7 +17,6 @@ namespace zem {
 
 namespace {
 
-constexpr const char* kWrongParameter = "Wrong parameter";
 constexpr const char* kNoFolder = "Folder doesn`t exist or access denied";
 constexpr int kModes = 6;
 
@@ -183,17 +182,13 @@ void CheckCountFiles(const AgentRequest& request, const RequestContext&, AgentRe
   const int32_t mode = ParseInt(request.GetLine(4));
   const std::optional<int32_t> limit = request.GetNumberLine(5);
   if (mode < 0 || mode >= kModes || !limit.has_value()) {
-    reply->SetStatus(status::kWrongParameters).Append(kWrongParameter);
-    return;
+    return reply->Refuse(status::kWrongParameters, kWrongParameter);
   }
   const CountQuery query = {.mode = static_cast<CountMode>(mode),
                             .limit = *limit,
                             .with_subfolders = request.GetFlagLine(3)};
   const std::optional<int64_t> count = CountFiles(folder, request.GetLine(2), query, time(nullptr));
-  if (!count.has_value()) {
-    reply->SetStatus(status::kUnavailable).Append(kNoFolder);
-    return;
-  }
+  if (!count.has_value()) return reply->Refuse(status::kUnavailable, kNoFolder);
   reply->SetStatus(status::kDone);
   reply->AddInt(static_cast<int>(*count));
 }

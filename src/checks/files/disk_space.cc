@@ -46,10 +46,7 @@ void CheckDiskSpace(const AgentRequest& request, const RequestContext&, AgentRep
   OvString path = request.GetLine(1);
   // Paths may come with the final delimiter of another system: exactly one is cut.
   if (!path.IsEmpty() && path.View().back() == '\\') path.Truncate(path.Length() - 1);
-  if (path.IsEmpty()) {
-    reply->SetStatus(status::kWrongParameters).Append(kNoPath);
-    return;
-  }
+  if (path.IsEmpty()) return reply->Refuse(status::kWrongParameters, kNoPath);
   DiskSpace space;
   if (!MeasureDiskSpace(path, &space)) {
     const OvString reason = SystemErrorText(errno);

@@ -17,20 +17,12 @@ namespace {
 
 constexpr const char* kNoFile = "File doesn`t exist";
 constexpr const char* kTooLarge = "The size of the second file cannot exceed 8Mb";
-constexpr const char* kWrongParameter = "Wrong parameter";
 constexpr const char* kFailure = "I/O Error";
 
 constexpr int64_t kLargestInner = 8388608;
 
-void ReplyWithReason(const char* reply_status, const char* reason, AgentReply* reply) {
-  reply->SetStatus(reply_status).Append(reason);
-}
-
 void ReplyWithAnswer(Answer answer, AgentReply* reply) {
-  if (answer == Answer::kFailed) {
-    ReplyWithReason(status::kUnavailable, kFailure, reply);
-    return;
-  }
+  if (answer == Answer::kFailed) return reply->Refuse(status::kUnavailable, kFailure);
   reply->SetStatus(status::kDone).AddBool(answer == Answer::kYes);
 }
 
@@ -45,10 +37,7 @@ size_t FirstMacroLine(const OvString& mode) {
 void AnswerMatch(const AgentRequest& request, const OvString& first, AgentReply* reply) {
   OvString second = request.GetLine(3);
   if (request.GetFlagLine(13)) second = ResolveFileMacros(second);
-  if (!IsRegularFile(second)) {
-    ReplyWithReason(status::kUnavailable, kNoFile, reply);
-    return;
-  }
+  if (!IsRegularFile(second)) return reply->Refuse(status::kUnavailable, kNoFile);
   const MatchQuery query = {.time = request.GetFlagLine(4),
                             .size = request.GetFlagLine(5),
                             .contents = request.GetFlagLine(6)};
@@ -59,12 +48,9 @@ void AnswerMatch(const AgentRequest& request, const OvString& first, AgentReply*
 // (line 10) says.
 void AnswerInnerFile(const AgentRequest& request, const OvString& first, AgentReply* reply) {
   const OvString second = request.GetLine(3);
-  if (!IsRegularFile(second)) {
-    ReplyWithReason(status::kUnavailable, kNoFile, reply);
-    return;
-  }
+  if (!IsRegularFile(second)) return reply->Refuse(status::kUnavailable, kNoFile);
   if (FileSize(second) > kLargestInner) {
-    ReplyWithReason(status::kUnavailable, kTooLarge, reply);
+    reply->Refuse(status::kUnavailable, kTooLarge);
     return;
   }
   // Room for one byte too many shows a file that grows, and a size that the system does not tell.
@@ -79,7 +65,7 @@ void AnswerInnerFile(const AgentRequest& request, const OvString& first, AgentRe
   if (whole.failed) {
     ReplyWithAnswer(Answer::kFailed, reply);
   } else if (whole.bytes == kRoom) {
-    ReplyWithReason(status::kUnavailable, kTooLarge, reply);
+    reply->Refuse(status::kUnavailable, kTooLarge);
   } else if (whole.bytes == 0) {
     ReplyWithAnswer(Answer::kYes, reply);
   } else {
@@ -127,7 +113,7 @@ void CheckFileCompare(const AgentRequest& request, const RequestContext&, AgentR
   if (macro_line != 0 && request.GetFlagLine(macro_line)) first = ResolveFileMacros(first);
   // Deliberate: a missing file is reported before an unknown mode is.
   if (!IsRegularFile(first)) {
-    ReplyWithReason(status::kUnavailable, kNoFile, reply);
+    reply->Refuse(status::kUnavailable, kNoFile);
   } else if (mode == "1") {
     AnswerMatch(request, first, reply);
   } else if (mode == "2") {
@@ -136,7 +122,7 @@ void CheckFileCompare(const AgentRequest& request, const RequestContext&, AgentR
     AnswerText(request, first, reply);
   } else {
     // Deliberate: mode 4 is reserved. It has macro lines, but nothing is compared.
-    ReplyWithReason(status::kWrongParameters, kWrongParameter, reply);
+    reply->Refuse(status::kWrongParameters, kWrongParameter);
   }
 }
 

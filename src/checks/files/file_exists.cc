@@ -39,10 +39,7 @@ void CheckFileExists(const AgentRequest& request, const RequestContext&, AgentRe
   OvString path = request.GetLine(1);
   if (request.GetFlagLine(7)) path = ResolveFileMacros(path);
   struct stat info;
-  if (!ExamineFile(&path, &info)) {
-    reply->SetStatus(status::kUnavailable).Append(kNotFound);
-    return;
-  }
+  if (!ExamineFile(&path, &info)) return reply->Refuse(status::kUnavailable, kNotFound);
   reply->SetStatus(status::kDone);
   reply->AddNumber(static_cast<double>(info.st_size));
   reply->AddTime(info.st_ctime);

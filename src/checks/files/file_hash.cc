@@ -107,10 +107,7 @@ bool HashFile(const OvString& path, HashAlgorithm algorithm, OvString* hash, OvS
 
 void CheckFileHash(const AgentRequest& request, const RequestContext&, AgentReply* reply) {
   const OvString path = request.GetLine(1);
-  if (!IsRegularFile(path)) {
-    reply->SetStatus(status::kUnavailable).Append(kNoFile);
-    return;
-  }
+  if (!IsRegularFile(path)) return reply->Refuse(status::kUnavailable, kNoFile);
   const double limit = ParseFloat(request.GetLine(3));
   const int64_t size = FileSize(path);
   if (limit > 0 && static_cast<double>(size) > limit) {
@@ -125,8 +122,7 @@ void CheckFileHash(const AgentRequest& request, const RequestContext&, AgentRepl
   OvString hash;
   OvString error;
   if (!HashFile(path, static_cast<HashAlgorithm>(algorithm), &hash, &error)) {
-    reply->SetStatus(status::kUnavailable).Append(error);
-    return;
+    return reply->Refuse(status::kUnavailable, error);
   }
   reply->SetStatus(status::kDone).AddLine(hash);
 }

@@ -157,10 +157,7 @@ void CheckFolderSize(const AgentRequest& request, const RequestContext&, AgentRe
   OvString path = request.GetLine(1);
   if (request.GetFlagLine(8)) path = ResolveFileMacros(path);
   const std::optional<double> size = MeasureFolder(path, request.GetFlagLine(2));
-  if (!size.has_value()) {
-    reply->SetStatus(status::kUnavailable).Append(kNoFolder);
-    return;
-  }
+  if (!size.has_value()) return reply->Refuse(status::kUnavailable, kNoFolder);
   reply->SetStatus(status::kDone);
   reply->AddNumber(*size);
 }

@@ -29,30 +29,23 @@ constexpr const char* kCannotExecute = "Cannot execute script";
 constexpr const char* kNoResults = "Cannot get script results";
 constexpr const char* kScriptError = "Script error";
 
-constexpr const char* kProcessFile = "tmpPzem-%" PRId64 ".txt";
-constexpr const char* kCpuFile = "tmpCzem-%" PRId64 ".txt";
+constexpr const char* kProcessFile = "tmpPzem-";
+constexpr const char* kCpuFile = "tmpCzem-";
 constexpr int32_t kCpuTimeoutMs = 8000;
-
-void Refuse(AgentReply* reply, std::string_view reason) {
-  reply->SetStatus(status::kUnavailable).Append(reason);
-}
 
 // False with the refusal written when the configuration names no usable script.
 bool HaveScript(const OvString& script, const char* not_specified, const char* missing,
                 AgentReply* reply) {
   if (!script.IsEmpty() && IsRegularFile(script)) return true;
-  Refuse(reply, script.IsEmpty() ? not_specified : missing);
+  reply->Refuse(status::kUnavailable, script.IsEmpty() ? not_specified : missing);
   return false;
 }
 
 // The path of this request's own result file; empty when there is none to be had.
 struct ResultPath {
-  explicit ResultPath(const char* format) {
+  explicit ResultPath(const char* prefix) {
     char name[36];
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    snprintf(name, sizeof(name), format, NextTempId());
-#pragma GCC diagnostic pop
+    snprintf(name, sizeof(name), "%s%" PRId64 ".txt", prefix, NextTempId());
     (void)MakeTempName(path, sizeof(path), name);  // empty is an answer too
   }
   char path[512];
@@ -65,7 +58,7 @@ FilePtr ShellOutput(const OvString& script, const OvString& argument, CreatedFil
                     AgentReply* reply) {
   const ResultPath result(kProcessFile);
   if (result.path[0] == '\0') {
-    Refuse(reply, kNoTempFile);
+    reply->Refuse(status::kUnavailable, kNoTempFile);
     return nullptr;
   }
   OvString command = script;
@@ -75,15 +68,15 @@ FilePtr ShellOutput(const OvString& script, const OvString& argument, CreatedFil
   }
   command.Trim();
   if (!file->CreateForShell(result.path)) {
-    Refuse(reply, kNoResults);
+    reply->Refuse(status::kUnavailable, kNoResults);
     return nullptr;
   }
   if (RunShellCommand(command.CStr()) == -1) {
-    Refuse(reply, kCannotExecute);
+    reply->Refuse(status::kUnavailable, kCannotExecute);
     return nullptr;
   }
   FilePtr output = file->IsUntouched() ? nullptr : OpenForReading(file->Path());
-  if (output == nullptr) Refuse(reply, kNoResults);
+  if (output == nullptr) reply->Refuse(status::kUnavailable, kNoResults);
   return output;
 }
 
@@ -101,15 +94,12 @@ void CheckProcess(const AgentRequest& request, const RequestContext& context, Ag
   const OvString& script = context.settings.proc_cnt_script;
   if (!HaveScript(script, kCountScriptNotSpecified, kCountScriptMissing, reply)) return;
   const OvString name = request.GetLine(2);
-  if (name.IsEmpty()) {
-    reply->SetStatus(status::kWrongParameters).Append(kNameNotSpecified);
-    return;
-  }
+  if (name.IsEmpty()) return reply->Refuse(status::kWrongParameters, kNameNotSpecified);
   CreatedFile file;
   const FilePtr output = ShellOutput(script, name, &file, reply);
   if (output == nullptr) return;
   const std::optional<int32_t> count = ReadInteger(output.get());
-  if (!count) return Refuse(reply, kScriptError);
+  if (!count) return reply->Refuse(status::kUnavailable, kScriptError);
   reply->SetStatus(status::kDone).AddInt(*count);
 }
 
@@ -117,21 +107,22 @@ void CheckCpu(const AgentRequest&, const RequestContext& context, AgentReply* re
   const OvString& script = context.settings.cpu_usage_script;
   if (!HaveScript(script, kCpuScriptNotSpecified, kCpuScriptMissing, reply)) return;
   const ResultPath result(kCpuFile);
-  if (result.path[0] == '\0') return Refuse(reply, kNoTempFile);
+  if (result.path[0] == '\0') return reply->Refuse(status::kUnavailable, kNoTempFile);
   PauseMicroseconds(context.settings.delay_for_scripts);
   CreatedFile file;
-  if (!file.CreateForOutput(result.path)) return Refuse(reply, kNoResults);
+  if (!file.CreateForOutput(result.path)) return reply->Refuse(status::kUnavailable, kNoResults);
   OvString command = script;
   int32_t exit_code = 0;
   OvString error;
   if (!RunProcess(command.Trim().CStr(), nullptr, result.path, result.path, result.path,
                   kCpuTimeoutMs, &exit_code, &error)) {
-    return Refuse(reply, kCannotExecute);
+    return reply->Refuse(status::kUnavailable, kCannotExecute);
   }
   const FilePtr output = OpenForReading(file.Path());
-  if (output == nullptr) return Refuse(reply, kNoResults);
+  if (output == nullptr) return reply->Refuse(status::kUnavailable, kNoResults);
   float usage = 0;
-  if (fscanf(output.get(), "%f", &usage) != 1) return Refuse(reply, kScriptError);
+  if (fscanf(output.get(), "%f", &usage) != 1)
+    return reply->Refuse(status::kUnavailable, kScriptError);
   reply->SetStatus(status::kDone).AddFraction(usage);
 }
 

@@ -56,10 +56,6 @@ struct ScriptRequest {
   int32_t wanted_lines;
 };
 
-void Refuse(AgentReply* reply, std::string_view reason) {
-  reply->SetStatus(status::kUnavailable).Append(reason);
-}
-
 // Null when the executable script stands in `*file`, else the message.
 const char* WriteScript(const OvString& script, CreatedFile* file) {
   char path[512];
@@ -82,12 +78,12 @@ void CheckShellScript(const AgentRequest& request, const RequestContext& context
   const ScriptRequest wanted(request);
   CreatedFile script;
   const char* failure = WriteScript(wanted.script, &script);
-  if (failure != nullptr) return Refuse(reply, failure);
+  if (failure != nullptr) return reply->Refuse(status::kUnavailable, failure);
   char output_path[512];
   CreatedFile output;
   if (!MakeTempName(output_path, sizeof(output_path), nullptr) ||
       !output.Create(output_path, 0600).IsOpen()) {
-    return Refuse(reply, kNoResults);
+    return reply->Refuse(status::kUnavailable, kNoResults);
   }
   OvString command = FillPlaceholder(wanted.command_template, kScriptPlaceholder, script.Path());
   command = FillPlaceholder(command, kParametersPlaceholder, wanted.parameters);
@@ -100,7 +96,7 @@ void CheckShellScript(const AgentRequest& request, const RequestContext& context
     return;
   }
   const FilePtr file = OpenForReading(output.Path());
-  if (file == nullptr) return Refuse(reply, kNoResults);
+  if (file == nullptr) return reply->Refuse(status::kUnavailable, kNoResults);
   const ScriptOutput found = ScanScriptOutput(file.get(), wanted.wanted_lines);
   reply->SetStatus(status::kDone);
   reply->AddLine(found.result, Escape::kYes);

@@ -13,15 +13,8 @@ namespace zem {
 
 namespace {
 
-constexpr const char* kWrongParameter = "Wrong parameter";
 constexpr int32_t kDefaultTcpTimeoutMs = 120000;
 constexpr int32_t kMostBytes = 8192;
-
-// Deliberate: the message stands alone, in place of the status line. Servers know these two checks
-// by it.
-void RefuseWithoutStatus(AgentReply* reply) {
-  reply->ReplaceText(kWrongParameter);
-}
 
 // What came of a probe: a code of the socket routines, its text, and the bytes of the answer.
 struct Probe {
@@ -69,7 +62,7 @@ void CheckTcp(const AgentRequest& request, const RequestContext&, AgentReply* re
   const auto timeout = request.GetNumberLine(3);
   const OvString data = UnescapeLineBreaks(request.GetLine(4, Trim::kNo));
   const auto wanted_bytes = request.GetNumberLine(5);
-  if (!port || !timeout || !wanted_bytes) return RefuseWithoutStatus(reply);
+  if (!port || !timeout || !wanted_bytes) return reply->ReplaceText(kWrongParameter);
   const int32_t timeout_ms = *timeout == 0 ? kDefaultTcpTimeoutMs : *timeout;
   Probe probe(*wanted_bytes);
   probe.Time(
@@ -85,7 +78,7 @@ void CheckUdp(const AgentRequest& request, const RequestContext&, AgentReply* re
   const OvString data = UnescapeLineBreaks(request.GetLine(5, Trim::kNo));
   const auto wanted_bytes = request.GetNumberLine(6);
   if (!port || !timeout || !attempts || !wanted_bytes || *attempts == 0 || data.IsEmpty()) {
-    return RefuseWithoutStatus(reply);
+    return reply->ReplaceText(kWrongParameter);
   }
   const int32_t timeout_seconds = std::max(*timeout / 1000, 1);
   Probe probe(*wanted_bytes);
