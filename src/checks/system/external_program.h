@@ -6,6 +6,8 @@
 #ifndef ZEM_CHECKS_SYSTEM_EXTERNAL_PROGRAM_H_
 #define ZEM_CHECKS_SYSTEM_EXTERNAL_PROGRAM_H_
 
+#include <cstdint>
+
 #include "core/request_context.h"
 #include "protocol/agent_reply.h"
 #include "protocol/agent_request.h"
@@ -14,6 +16,11 @@ namespace zem {
 
 void CheckExternalProgram(const AgentRequest& request, const RequestContext& context,
                           AgentReply* reply);
+
+// Runs the program and reports its exit code, or why there is none: the check's answer and that of
+// the action that runs commands.
+void ReportProgram(const OvString& command, const char* working_directory, int32_t timeout_ms,
+                   AgentReply* reply);
 
 }  // namespace zem
 
