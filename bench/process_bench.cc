@@ -35,7 +35,9 @@ void RunBare() {
 void RunByRunner(int32_t timeout_ms) {
   int32_t exit_code = 0;
   zem::OvString error;
-  if (!zem::RunQuietProcess("/bin/true", nullptr, timeout_ms, &exit_code, &error)) abort();
+  if (!zem::RunQuietProcess({.command_line = "/bin/true", .timeout_ms = timeout_ms}, &exit_code,
+                            &error))
+    abort();
 }
 
 struct Kind {

@@ -72,23 +72,21 @@ void EndOutside() {
 }
 
 // The first byte of the output is the exit code too.
-bool RunProcess(const char* command_line, const char*, const char*, const char* output_file,
-                const char*, int32_t, int32_t* exit_code, OvString* error) {
-  FUZZ_CHECK(command_line != nullptr);
+bool RunProcess(const ProgramRun& run, int32_t* exit_code, OvString* error) {
+  FUZZ_CHECK(run.command_line != nullptr);
   error->Clear();
   if (Bytes().empty()) {
     *error = "fork error";
     return false;
   }
-  if (output_file != nullptr) Print(output_file);
+  if (run.output_file != nullptr) Print(run.output_file);
   *exit_code = static_cast<unsigned char>(Bytes().front());
   return true;
 }
 
-bool RunQuietProcess(const char* command_line, const char* working_directory, int32_t timeout_ms,
-                     int32_t* exit_code, OvString* error) {
-  return RunProcess(command_line, working_directory, nullptr, nullptr, nullptr, timeout_ms,
-                    exit_code, error);
+bool RunQuietProcess(ProgramRun run, int32_t* exit_code, OvString* error) {
+  run.output_file = nullptr;
+  return RunProcess(run, exit_code, error);
 }
 
 // The agent's last words are " 3>FILE", unless a zero byte in a parameter cut them off. An output

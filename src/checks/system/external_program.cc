@@ -21,7 +21,10 @@ void ReportProgram(const OvString& command, const char* working_directory, int32
                    AgentReply* reply) {
   int32_t exit_code = 0;
   OvString error;
-  if (!RunQuietProcess(command.CStr(), working_directory, timeout_ms, &exit_code, &error)) {
+  if (!RunQuietProcess({.command_line = command.CStr(),
+                        .working_directory = working_directory,
+                        .timeout_ms = timeout_ms},
+                       &exit_code, &error)) {
     return reply->Refuse(status::kUnavailable, error);
   }
   reply->SetStatus(status::kDone).AddInt(exit_code);

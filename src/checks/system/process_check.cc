@@ -114,8 +114,12 @@ void CheckCpu(const AgentRequest&, const RequestContext& context, AgentReply* re
   OvString command = script;
   int32_t exit_code = 0;
   OvString error;
-  if (!RunProcess(command.Trim().CStr(), nullptr, result.path, result.path, result.path,
-                  kCpuTimeoutMs, &exit_code, &error)) {
+  if (!RunProcess({.command_line = command.Trim().CStr(),
+                   .input_file = result.path,
+                   .output_file = result.path,
+                   .error_file = result.path,
+                   .timeout_ms = kCpuTimeoutMs},
+                  &exit_code, &error)) {
     return reply->Refuse(status::kUnavailable, kCannotExecute);
   }
   const FilePtr output = OpenForReading(file.Path());

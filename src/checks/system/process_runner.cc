@@ -178,34 +178,28 @@ void ReapLeftPrograms() {
   Left().Reap();
 }
 
-bool RunProcess(const char* command_line, const char* working_directory, const char* input_file,
-                const char* output_file, const char* error_file, int32_t timeout_ms,
-                int32_t* exit_code, OvString* error) {
-  const CommandWords words(command_line);
+bool RunProcess(const ProgramRun& run, int32_t* exit_code, OvString* error) {
+  const CommandWords words(run.command_line);
   error->Clear();
   ReapLeftPrograms();
   ExecFailureFile failure_file;
-  ChildPlan plan;
-  plan.words = words.Vector();
-  plan.failure_status = kExecFailureStatus;
-  plan.on_its_own = true;
-  plan.input_file = input_file;
-  plan.output_file = output_file;
-  plan.error_file = error_file;
-  plan.working_directory = working_directory;
-  plan.failure_file = &failure_file;
-  const pid_t child = StartChild(plan);
+  const pid_t child = StartChild({.words = words.Vector(),
+                                  .failure_status = kExecFailureStatus,
+                                  .on_its_own = true,
+                                  .input_file = run.input_file,
+                                  .output_file = run.output_file,
+                                  .error_file = run.error_file,
+                                  .working_directory = run.working_directory,
+                                  .failure_file = &failure_file});
   if (child < 0) return Fail(error, kForkError);
   failure_file.Complete(child);
-  if (timeout_ms == kDoNotWait) return LookOnce(child, failure_file.Path(), exit_code, error);
-  return WaitWithLimit(child, timeout_ms, failure_file.Path(), exit_code, error);
+  if (run.timeout_ms == kDoNotWait) return LookOnce(child, failure_file.Path(), exit_code, error);
+  return WaitWithLimit(child, run.timeout_ms, failure_file.Path(), exit_code, error);
 }
 
-bool RunQuietProcess(const char* command_line, const char* working_directory, int32_t timeout_ms,
-                     int32_t* exit_code, OvString* error) {
-  constexpr const char* kNull = "/dev/null";
-  return RunProcess(command_line, working_directory, kNull, kNull, kNull, timeout_ms, exit_code,
-                    error);
+bool RunQuietProcess(ProgramRun run, int32_t* exit_code, OvString* error) {
+  run.input_file = run.output_file = run.error_file = nullptr;
+  return RunProcess(run, exit_code, error);
 }
 
 }  // namespace zem

@@ -2,7 +2,7 @@
 // Starts an outside program and waits for it, with a time limit.
 //
 // Shapes:  the command line is split into words (see command_words.h), no shell; the exit code is
-//          0 to 255. Stream files and the working directory may be null.
+//          0 to 255.
 // Units:   time limit in milliseconds; -1 = start and do not wait, 0 = no limit.
 // Errors:  false and one line in *error, which is emptied on entry; *exit_code then keeps what it
 //          held.
@@ -21,15 +21,20 @@ namespace zem {
 
 inline constexpr int32_t kDoNotWait = -1;
 
-// The stream files are found from the agent's own folder, not from the working directory.
-[[nodiscard]] bool RunProcess(const char* command_line, const char* working_directory,
-                              const char* input_file, const char* output_file,
-                              const char* error_file, int32_t timeout_ms, int32_t* exit_code,
-                              OvString* error);
+struct ProgramRun {
+  const char* command_line = "";
+  const char* working_directory = nullptr;  // null = the agent's own
+  // Found from the agent's own folder, not from the working directory; null = /dev/null.
+  const char* input_file = nullptr;
+  const char* output_file = nullptr;
+  const char* error_file = nullptr;
+  int32_t timeout_ms = 0;
+};
 
-// The same with all three streams on /dev/null.
-[[nodiscard]] bool RunQuietProcess(const char* command_line, const char* working_directory,
-                                   int32_t timeout_ms, int32_t* exit_code, OvString* error);
+[[nodiscard]] bool RunProcess(const ProgramRun& run, int32_t* exit_code, OvString* error);
+
+// The same with all three streams on /dev/null, whatever files the run names.
+[[nodiscard]] bool RunQuietProcess(ProgramRun run, int32_t* exit_code, OvString* error);
 
 // Takes those of the programs left running that have ended off the system's process table, where
 // each would count against the limits of the agent's user and its service. For the main thread,

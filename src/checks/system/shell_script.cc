@@ -90,8 +90,12 @@ void CheckShellScript(const AgentRequest& request, const RequestContext& context
   PauseMicroseconds(context.settings.delay_for_scripts);
   int32_t exit_code = 0;
   OvString error;
-  if (!RunProcess(command.Trim().CStr(), nullptr, output_path, output_path, output_path,
-                  wanted.TimeoutMs(), &exit_code, &error)) {
+  if (!RunProcess({.command_line = command.Trim().CStr(),
+                   .input_file = output_path,
+                   .output_file = output_path,
+                   .error_file = output_path,
+                   .timeout_ms = wanted.TimeoutMs()},
+                  &exit_code, &error)) {
     reply->SetStatus(status::kUnavailable).Append(kExecutionError).Append(error);
     return;
   }

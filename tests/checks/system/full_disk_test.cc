@@ -29,7 +29,7 @@ TEST(FullDisk, GetsTheRepliesOfUnwrittenResults) {
   // The reason has no room either.
   int32_t exit_code = 0;
   OvString error;
-  EXPECT_FALSE(RunQuietProcess("/no/such/program", nullptr, 0, &exit_code, &error));
+  EXPECT_FALSE(RunQuietProcess({.command_line = "/no/such/program"}, &exit_code, &error));
   EXPECT_EQ(error, "exec error");
   EXPECT_EQ(scratch.LeftInTemp(), std::vector<std::string>{"filler"});
   umount(scratch.Temp().c_str());

@@ -27,8 +27,9 @@ Outcome Quiet(const std::string& command, int32_t timeout_ms = 0, const char* di
   Outcome outcome;
   OvString error("old text");
   const Stopwatch watch;
-  outcome.done =
-      RunQuietProcess(command.c_str(), directory, timeout_ms, &outcome.exit_code, &error);
+  outcome.done = RunQuietProcess(
+      {.command_line = command.c_str(), .working_directory = directory, .timeout_ms = timeout_ms},
+      &outcome.exit_code, &error);
   outcome.seconds = watch.Seconds();
   outcome.error = error.View();
   return outcome;
@@ -150,9 +151,11 @@ TEST(ProcessRunner, PutsTheStreamsOnFiles) {
       "talk",
       "cat\ni=0\nwhile [ $i -lt 2000 ]; do echo out; echo err >&2; i=$((i+1)); done\n"
       "dd if=/dev/zero bs=65536 count=16 2>/dev/null | tr '\\0' x\n");
-  ASSERT_TRUE(RunProcess(script.c_str(), nullptr, scratch.Path("in").c_str(),
-                         scratch.Path("out").c_str(), scratch.Path("out").c_str(), 0, &exit_code,
-                         &error));
+  ASSERT_TRUE(RunProcess({.command_line = script.c_str(),
+                          .input_file = scratch.Path("in").c_str(),
+                          .output_file = scratch.Path("out").c_str(),
+                          .error_file = scratch.Path("out").c_str()},
+                         &exit_code, &error));
   std::string expected = "input text\n";
   for (int i = 0; i < 2000; ++i) expected += "out\nerr\n";
   EXPECT_TRUE(ReadAll(scratch.Path("out")) == expected + std::string(1 << 20, 'x'));
@@ -161,7 +164,9 @@ TEST(ProcessRunner, PutsTheStreamsOnFiles) {
   const std::string look = Shell("read x && exit 1; echo text || exit 2; echo text >&2 || exit 3");
   for (const char* path : {static_cast<const char*>(nullptr), "/no/such/folder/file", ""}) {
     exit_code = -1;
-    EXPECT_TRUE(RunProcess(look.c_str(), nullptr, path, path, path, 0, &exit_code, &error));
+    EXPECT_TRUE(RunProcess(
+        {.command_line = look.c_str(), .input_file = path, .output_file = path, .error_file = path},
+        &exit_code, &error));
     EXPECT_EQ(exit_code, 0) << (path == nullptr ? "null" : path);
   }
 }
@@ -247,8 +252,9 @@ TEST(ProcessRunner, SixtyFourAtOnceDoNotMixTheirResults) {
           Shell("echo " + std::to_string(i) + "; exit " + std::to_string(i));
       int32_t exit_code = -1;
       OvString error;
-      const bool done = RunProcess(command.c_str(), nullptr, nullptr, out.c_str(), nullptr, 20000,
-                                   &exit_code, &error);
+      const bool done = RunProcess(
+          {.command_line = command.c_str(), .output_file = out.c_str(), .timeout_ms = 20000},
+          &exit_code, &error);
       const Outcome missing = Quiet("/no/such/program");
       if (done && exit_code == i && ReadAll(out) == std::to_string(i) + "\n" &&
           missing.error == kMissing) {
@@ -351,7 +357,7 @@ TEST(ProcessRunner, OpensNoStreamThroughALink) {
   int32_t exit_code = -1;
   OvString error;
   EXPECT_TRUE(
-      RunProcess("echo text", nullptr, nullptr, link.c_str(), nullptr, 0, &exit_code, &error));
+      RunProcess({.command_line = "echo text", .output_file = link.c_str()}, &exit_code, &error));
   EXPECT_EQ(ReadAll(scratch.Path("victim")), "precious");
 }
 
