@@ -3,7 +3,8 @@
 // change, reloads by signal and by request, restarts and port switches. A reply is whole and right
 // or it does not begin, and nothing is left behind.
 //
-// ZEM_STRESS_SECONDS says for how long; a few seconds unless it is set.
+// ZEM_STRESS_SECONDS says for how long, a few seconds unless it is set; ZEM_STRESS_STRANGERS how
+// many peers without the password drip and redial beside it, a few dozen unless it is set.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -11,16 +12,19 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "e2e/agent_process.h"
+#include "e2e/strangers.h"
 
 namespace zem::test {
 namespace {
@@ -30,6 +34,7 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 constexpr int kClients = 64;
+constexpr int kPatienceSeconds = 20;
 
 struct Command {
   std::string request;
@@ -88,6 +93,8 @@ class Storm {
     clients_.clear();
   }
   int Answered() const { return answered_; }
+  // Somebody waited for a reply in vain and was not told so.
+  bool HasUnanswered() const { return unanswered_; }
   // Requests that got a reply which is not theirs or is torn, with the last such reply.
   const std::map<std::string, std::string>& Wrong() const { return wrong_; }
   const std::map<std::string, int>& Right() const { return right_; }
@@ -115,7 +122,11 @@ class Storm {
 
   void Judge(const Command& command, const Connection& connection) {
     char first = 0;
-    if (recv(connection.Fd(), &first, 1, MSG_PEEK) <= 0) return;  // closed: a restart
+    const timeval patience = {kPatienceSeconds, 0};
+    setsockopt(connection.Fd(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
+    const ssize_t got = recv(connection.Fd(), &first, 1, MSG_PEEK);
+    if (got < 0 && errno == EAGAIN) unanswered_ = true;
+    if (got <= 0) return;  // closed: a restart
     const std::string reply = connection.ReceiveReply().value_or("(torn)");
     const std::lock_guard<std::mutex> lock(mutex_);
     ++answered_;
@@ -127,24 +138,30 @@ class Storm {
   std::atomic<int> port_;
   std::atomic<bool> stop_{false};
   std::atomic<int> answered_{0};
+  std::atomic<bool> unanswered_{false};
   std::mutex mutex_;
   std::map<std::string, std::string> wrong_;
   std::map<std::string, int> right_;
   std::vector<std::thread> clients_;
 };
 
-std::chrono::seconds Duration() {
-  const char* seconds = getenv("ZEM_STRESS_SECONDS");
-  return std::chrono::seconds(seconds != nullptr ? atoi(seconds) : 4);
+int Chosen(const char* variable, int otherwise) {
+  const char* text = getenv(variable);
+  return text != nullptr ? atoi(text) : otherwise;
 }
 
-void SwitchPort(AgentProcess* agent, Storm* storm) {
+std::chrono::seconds Duration() {
+  return std::chrono::seconds(Chosen("ZEM_STRESS_SECONDS", 4));
+}
+
+void SwitchPort(AgentProcess* agent, Storm* storm, Strangers* strangers) {
   const int next = FreePort();
   const std::string request = "SetSettings\nPort=" + std::to_string(next) + "\n";
   // The answer may be lost to a restart that is just under way; the switch then is still to come.
   EXPECT_TRUE(Eventually([&] { return agent->Ask(request) == "200\n"; }));
   agent->UsePort(next);
   storm->UsePort(next);
+  strangers->UsePort(next);
   EXPECT_TRUE(Eventually([&] { return agent->Answers(); }));
 }
 
@@ -168,12 +185,16 @@ TEST(Stress, EveryCommandAmidReloadsRestartsAndPortSwitches) {
 
   const std::vector<Command> commands = HarmlessCommands(dir.Path());
   Storm storm(commands, agent.Port());
+  const auto crowd = static_cast<size_t>(Chosen("ZEM_STRESS_STRANGERS", 30));
+  std::optional<Strangers> strangers(std::in_place, agent.Port(), crowd);
+  // Each client and each stranger has a session or two, and no check opens many files.
+  const size_t most_descriptors = descriptors + 8 * kClients + 4 * crowd;
   const auto end = Clock::now() + Duration();
-  for (int round = 0; Clock::now() < end; ++round) {
+  for (int round = 0; Clock::now() < end && !testing::Test::HasFailure(); ++round) {
     std::this_thread::sleep_for(700ms);
     switch (round % 4) {
       case 0:
-        SwitchPort(&agent, &storm);
+        SwitchPort(&agent, &storm, &*strangers);
         break;
       case 2:
         EXPECT_TRUE(Eventually([&] { return agent.Ask("ReloadApp\n") == "200\nOk\n"; }));
@@ -182,8 +203,13 @@ TEST(Stress, EveryCommandAmidReloadsRestartsAndPortSwitches) {
       default:
         agent.Signal(SIGHUP);
     }
+    EXPECT_LE(agent.OpenDescriptors(), most_descriptors);
+    EXPECT_FALSE(storm.HasUnanswered());
   }
+  if (testing::Test::HasFailure()) agent.Signal(SIGKILL);  // or the clients wait for it
   storm.Stop();
+  strangers.reset();
+  if (testing::Test::HasFailure()) return;
   RecordProperty("answered", storm.Answered());
   printf("%d answered\n", storm.Answered());
   for (const auto& [request, reply] : storm.Wrong()) ADD_FAILURE() << request << reply;
