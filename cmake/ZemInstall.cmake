@@ -58,7 +58,7 @@ install(FILES ${ZEM_ROOT}/man/zem.8
 install(FILES ${ZEM_ROOT}/man/zem.cfg.5 ${ZEM_ROOT}/man/zem-scripts.5
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT zem-agent)
 # The papers lie as they do in the tree: they refer to one another.
-install(FILES ${ZEM_ROOT}/README.md ${ZEM_ROOT}/CHANGELOG.md
+install(FILES ${ZEM_ROOT}/README.md ${ZEM_ROOT}/SECURITY.md ${ZEM_ROOT}/CHANGELOG.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT zem-agent)
 install(FILES ${ZEM_ROOT}/docs/architecture.md ${ZEM_ROOT}/docs/protocol.md
               ${ZEM_ROOT}/docs/security.md ${ZEM_ROOT}/docs/troubleshooting.md
