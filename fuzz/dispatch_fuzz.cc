@@ -3,16 +3,13 @@
 // 0x1e stands what the outside world answers: a program's output, a socket's reply, the program of
 // an upgrade.
 //
-// Files are those of a sandbox: the lines that hold paths are kept inside. No command is left out:
-// what would leave the process is played by outside.cc, and a restart, a stop or an upgrade is only
-// noted by its handler. Every input gets an agent of its own, and what it left is looked for.
+// Files are those of inside.h. No command is left out: what would leave the process is played by
+// outside.cc, and a restart, a stop or an upgrade is only noted by its handler. Every input gets an
+// agent of its own, and what it left is looked for.
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 
 #include "core/agent.h"
@@ -21,12 +18,14 @@
 #include "dispatch/dispatcher.h"
 #include "dispatch/upgrade.h"
 #include "fuzz.h"
+#include "inside.h"
+#include "memory_tree.h"
 #include "outside.h"
 #include "protocol/digest.h"
 #include "protocol/packet.h"
 #include "protocol/zem_const.h"
 #include "reply_form.h"
-#include "sandbox.h"
+#include "small_tree.h"
 #include "text/file_info.h"
 #include "text/numbers.h"
 
@@ -34,91 +33,50 @@ namespace zem {
 namespace {
 
 constexpr char kOutsideFollows = 0x1e;
-// For temporary files. No name that the root of a file system has: a mask without a folder measures
-// sub-folders of the working directory by their names in the root.
-constexpr const char* kMade = "made";
+constexpr const char* kConfig = "/zem.cfg";
+constexpr const char* kLog = "/bad.log";
 constexpr size_t kReceiveBytes = 1024;
 constexpr size_t kLongestLogEntry = 511;
 
-// Which lines of a request are paths. Masks are names only and lead nowhere.
-struct PathLines {
-  std::string_view word;
-  size_t lines[2];
-};
-constexpr PathLines kPathLines[] = {
-    {"TEST-UNC", {1, 0}},         {"TEST-FolderSize", {1, 0}}, {"TEST-FileExists", {1, 0}},
-    {"TEST-FileCompare", {2, 3}}, {"TEST-FileHash", {1, 0}},   {"TEST-CountFiles", {1, 0}},
-    {"GetFilesList", {1, 0}},
-};
-
-std::string ConfigText(const std::string& folder) {
-  std::string text =
-      "# the agent under test\nport=1055\npassword=secret\ntimeout=4000\ncomment=a comment\n"
-      "filtermarks=10\nfilterlist=127.0.0.1 10.0.0.1\nmanageaddr=127.0.0.1\nupdateaddr=127.0.0.1\n"
-      "executeaction=1\ntcpudpaction=1\nsyslogaction=1\nbadlogfile=bad.log\ndelayforscripts=0\n";
-  for (const char* line : {"zempath=/zem", "tmpdir=/made", "cpuusagescript=/script",
-                           "proclistscript=/script", "proccntscript=/script"}) {
-    const char* value = strchr(line, '=') + 1;
-    text.append(line, value).append(folder).append(value).append("\n");
-  }
-  return text;
-}
+constexpr const char* kConfigText =
+    "# the agent under test\nport=1055\npassword=secret\ntimeout=4000\ncomment=a comment\n"
+    "filtermarks=10\nfilterlist=127.0.0.1 10.0.0.1\nmanageaddr=127.0.0.1\nupdateaddr=127.0.0.1\n"
+    "executeaction=1\ntcpudpaction=1\nsyslogaction=1\nbadlogfile=bad.log\ndelayforscripts=0\n"
+    "zempath=/zem\ntmpdir=/made\ncpuusagescript=/script\nproclistscript=/script\n"
+    "proccntscript=/script\n";
 
 // Made once. The settings come from the file that requests can change.
 struct Stage {
-  Stage() : config_text(ConfigText(sandbox.Folder())), key(MakeSessionKey("key")) {
-    FUZZ_CHECK(mkdir(sandbox.Files().Path(kMade).c_str(), 0755) == 0);
-    sandbox.Files().Write("zem", "");
-    sandbox.Files().Write("script", "");
-    sandbox.Files().Write("bad.log", "");
+  Stage() : key(MakeSessionKey("key")) {
+    PutSmallTree();
+    PutFolder(kMade, 0755, 1'000'000'000);
+    for (const char* path : {"/zem", "/script"}) PutFile(path, "", 0755);
+    PutFile(kLog, "");
     ResetConfig();
-    settings.config_path = ConfigPath();
+    for (const char* path : {"/zem", "/script"}) Freeze(path);
+    entries = RootOfMemory()->entries.size();
+    settings.config_path = kConfig;
     OvString error;
+    const Inside inside;
     FUZZ_CHECK(LoadSettings(&settings, &error) && error.IsEmpty());
-    tree_state = sandbox.TreeState();
   }
 
-  OvString ConfigPath() const { return OvString(sandbox.Files().Path("zem.cfg")); }
-  uint64_t ConfigState() const {
-    struct stat info;
-    FUZZ_CHECK(StatPath(ConfigPath(), &info));
-    return info.st_ino * 31 + static_cast<uint64_t>(info.st_mtim.tv_nsec);
-  }
   void ResetConfig() {
-    sandbox.Files().Write("zem.cfg", config_text);
-    config_state = ConfigState();
+    RootOfMemory()->SetChild("zem.cfg.Old", nullptr);
+    PutFile(kConfig, kConfigText);
+    Freeze(kConfig);  // a save puts another file in its place
+    config = IdentityOf(kConfig);
   }
 
-  const Sandbox sandbox;
-  const std::string config_text;
   const SessionKeyPtr key;
-  uint64_t config_state = 0;
-  uint64_t tree_state = 0;
+  uint64_t config = 0;
+  size_t entries = 0;  // of the root
   Settings settings;
 };
 
 Stage& TheStage() {
   static Stage stage;
   return stage;
-}
-
-std::string Confined(std::string_view word, std::string_view request, const Sandbox& sandbox) {
-  const auto* row = std::find_if(std::begin(kPathLines), std::end(kPathLines),
-                                 [word](const PathLines& each) { return each.word == word; });
-  if (row == std::end(kPathLines)) return std::string(request);
-  std::string confined;
-  for (size_t number = 0; !request.empty(); ++number) {
-    const size_t end = std::min(request.find('\n'), request.size());
-    const std::string_view line = request.substr(0, end);
-    const bool is_path = number != 0 && (number == row->lines[0] || number == row->lines[1]);
-    // To this command a bare name that is no folder, or none at all, means the root.
-    const bool bare = word == "GetFilesList" && line.find('/') == line.npos;
-    if (is_path && bare) confined += sandbox.Folder() + "/";
-    confined += is_path ? sandbox.Confined(bare ? Trimmed(line) : line) : std::string(line);
-    if (end < request.size()) confined += '\n';
-    request.remove_prefix(std::min(end + 1, request.size()));
-  }
-  return confined;
 }
 
 bool IsSame(const SettingRow& row, const Settings& a, const Settings& b) {
@@ -133,12 +91,6 @@ void CheckSettings(std::string_view word, const Settings& before, const Settings
   }
   FUZZ_CHECK(before.allow_list == after.allow_list);
   FUZZ_CHECK(before.config_path == after.config_path);
-}
-
-// Quicker than to list it: a folder that is not empty cannot be removed.
-void CheckNothingLeftIn(const std::string& folder) {
-  FUZZ_CHECK(rmdir(folder.c_str()) == 0);
-  FUZZ_CHECK(mkdir(folder.c_str(), 0755) == 0);
 }
 
 // What a peer sends after an accepted upgrade. Programs of a few kilobytes are sent whole, with
@@ -180,16 +132,15 @@ void FinishUpgrade(Agent* agent, UpgradeContext* upgrade) {
   const OvString script = agent->control.UpgradePath();
   if (script.IsEmpty()) return;
   FUZZ_CHECK(RemoveFile(script));
-  FUZZ_CHECK(RemoveFile(OvString(TheStage().sandbox.Files().Path("made/zem__.upd"))));
+  FUZZ_CHECK(RemoveFile("/made/zem__.upd"));
   agent->control.ClearUpgrade();
 }
 
-void CheckLog(bool expected, const Stage& stage) {
-  const std::string path = stage.sandbox.Files().Path("bad.log");
-  const int64_t size = FileSize(OvString(path));
-  FUZZ_CHECK(size <= static_cast<int64_t>(kLongestLogEntry));
-  FUZZ_CHECK(size > 0 ? expected : !expected);
-  if (size > 0) FUZZ_CHECK(truncate(path.c_str(), 0) == 0);
+void CheckLog(bool expected) {
+  const size_t size = TextOf(kLog).size();
+  FUZZ_CHECK(size <= kLongestLogEntry);
+  FUZZ_CHECK(expected == (size > 0));
+  if (size > 0) PutFile(kLog, "");
 }
 
 void CheckSeal(AgentReply* reply, const Stage& stage) {
@@ -235,7 +186,7 @@ void Request(std::string_view request, std::string_view word, std::string_view o
   FUZZ_CHECK(wishes.terminate == (known && word == "QUIT"));
   FUZZ_CHECK(agent.control.ClaimUpgradeSlot() != claimed_for_good);
   CheckSettings(known ? word : "", stage.settings, *agent.settings.Snapshot());
-  CheckLog(!known, stage);
+  CheckLog(!known);
 }
 
 }  // namespace
@@ -248,17 +199,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view outside = input.substr(std::min(end + 1, size));
   const std::string_view sent = input.substr(0, end);
   const std::string word(zem::Trimmed(sent.substr(0, sent.find('\n'))));
-  const std::string request = zem::Confined(word, sent, stage.sandbox);
   {
-    const zem::Inside inside(stage.sandbox);
+    const zem::Inside inside;
     zem::SetOutside(outside);
-    zem::Request(request, word, outside);
+    zem::Request(sent, word, outside);
     zem::EndOutside();
   }
-  FUZZ_CHECK(stage.sandbox.TreeState() == stage.tree_state);
-  zem::CheckNothingLeftIn(stage.sandbox.Files().Path(zem::kMade));
-  const bool saved = stage.ConfigState() != stage.config_state;
+  const bool saved = zem::IdentityOf(zem::kConfig) != stage.config;
   FUZZ_CHECK(!saved || word == "SetSettings");
   if (saved) stage.ResetConfig();
+  FUZZ_CHECK(zem::IsEmptyFolder(zem::kMade));
+  FUZZ_CHECK(zem::RootOfMemory()->entries.size() == stage.entries);
   return 0;
 }

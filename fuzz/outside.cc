@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "outside.h"
 
-#include <fcntl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 #include "checks/system/sockets.h"
 #include "core/unique_fd.h"
 #include "fuzz.h"
+#include "memory_tree.h"
 
 namespace zem {
 
@@ -37,14 +37,6 @@ std::string_view Bytes() {
 bool Fails() {
   constexpr int kPatience = 20;
   return Bytes().empty() && ++TheOutside().failures < kPatience;
-}
-
-// As a program or a shell opens the file that its output goes to.
-bool Print(const char* path) {
-  const UniqueFd file(open(path, O_WRONLY | O_TRUNC | O_CLOEXEC));
-  if (!file.IsOpen()) return false;
-  FUZZ_CHECK(WriteAll(file.Get(), Bytes()));
-  return true;
 }
 
 int Answer(std::span<char> buffer, OvString* error) {
@@ -79,7 +71,7 @@ bool RunProcess(const ProgramRun& run, int32_t* exit_code, OvString* error) {
     *error = "fork error";
     return false;
   }
-  if (run.output_file != nullptr) Print(run.output_file);
+  if (run.output_file != nullptr) Overwrite(run.output_file, kMade, Bytes());
   *exit_code = static_cast<unsigned char>(Bytes().front());
   return true;
 }
@@ -97,7 +89,7 @@ int RunShellCommand(const char* command) {
   if (Bytes().empty()) return -1;
   const bool opens = redirection != std::string_view::npos && Bytes().front() != '(';
   // One that a parameter brought along names any file at all; the agent's own was made before.
-  if (opens) (void)Print(command + redirection + 3);
+  if (opens) Overwrite(command + redirection + 3, kMade, Bytes());
   return 0;
 }
 

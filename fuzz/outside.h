@@ -19,6 +19,9 @@
 
 namespace zem {
 
+// The folder of temporary files, the only one in which a program leaves its output.
+inline constexpr const char* kMade = "/made";
+
 // From here on the outside says these bytes; without any it fails. They have to stay in place.
 void SetOutside(std::string_view bytes);
 // Hangs up what an input left connected.
