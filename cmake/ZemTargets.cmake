@@ -11,6 +11,14 @@ target_compile_options(zem_warnings INTERFACE
 if(ZEM_BUILD_FUZZ AND NOT ZEM_SANITIZE)
   set(ZEM_SANITIZE "fuzzer-no-link,address,undefined")
 endif()
+# How far sanitizer builds are optimised: what is tested, and what is only to be built soon. A fuzz
+# target that runs for long earns its build time back.
+set(zem_sanitized_level 1)
+set(zem_soon_level 0)
+if(ZEM_FUZZ_LONG)
+  set(zem_sanitized_level 2)
+  set(zem_soon_level 1)
+endif()
 
 add_library(zem_hardening INTERFACE)
 target_compile_options(zem_hardening INTERFACE -fstack-protector-strong)
@@ -19,7 +27,7 @@ if(ZEM_SANITIZE)
   # pointers would be told off for that.
   target_compile_options(zem_hardening INTERFACE
     -fsanitize=${ZEM_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer
-    -fno-sanitize-recover=all -O$<IF:$<BOOL:$<TARGET_PROPERTY:ZEM_BUILD_SOON>>,0,1>)
+    -fno-sanitize-recover=all -O$<IF:$<BOOL:$<TARGET_PROPERTY:ZEM_BUILD_SOON>>,${zem_soon_level},${zem_sanitized_level}>)
   target_link_options(zem_hardening INTERFACE -fsanitize=${ZEM_SANITIZE})
 else()
   # Fortified calls need optimisation; sanitizers bring their own checks instead.
