@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A crowd without the password: each drips the head of a packet, and dials again when it is dropped
-// or has no byte left that would not give it away.
+// A crowd without the password: each drips the head of a packet, a byte a second, and dials again
+// at once when it is dropped or has no byte left that would not give it away.
 
 #ifndef ZEM_TESTS_E2E_STRANGERS_H_
 #define ZEM_TESTS_E2E_STRANGERS_H_
@@ -35,6 +35,7 @@ class Strangers {
 
  private:
   static constexpr size_t kThreads = 3;
+  static constexpr int kPassesPerByte = 33;
   static constexpr size_t kHarmlessBytes = 23;  // all of the head and of the password but one
 
   struct Peer {
@@ -47,13 +48,14 @@ class Strangers {
     std::string packets[2] = {Packet("GetInfo\r", "a guess"), std::string(70'000, 'x')};
     packets[1].replace(0, 8, std::string("\xF0\xFF\0\0\x03\x12\xFF\xFF", 8));
     std::vector<Peer> peers(count);
-    while (!stop_) {
-      for (size_t i = 0; i < peers.size() && !stop_; ++i) Drip(packets[i % 2], &peers[i]);
+    for (int pass = 0; !stop_; ++pass) {
+      const bool drips = pass % kPassesPerByte == 0;
+      for (size_t i = 0; i < peers.size() && !stop_; ++i) Drip(packets[i % 2], drips, &peers[i]);
       std::this_thread::sleep_for(std::chrono::milliseconds(30));
     }
   }
 
-  void Drip(const std::string& packet, Peer* peer) {
+  void Drip(const std::string& packet, bool drips, Peer* peer) {
     const bool spent = peer->sent == (packet.size() > 1000 ? packet.size() : kHarmlessBytes);
     if (!peer->connection || spent || peer->connection->ClosesWithin(0)) {
       peer->connection.reset();
@@ -61,7 +63,7 @@ class Strangers {
       peer->sent = 0;
       ++dialled_;
     }
-    if (peer->connection->IsOpen()) peer->connection->Send(packet.substr(peer->sent++, 1));
+    if (drips && peer->connection->IsOpen()) peer->connection->Send(packet.substr(peer->sent++, 1));
   }
 
   std::atomic<int> port_;
