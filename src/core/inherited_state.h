@@ -40,8 +40,6 @@ class InheritedState {
   void ForgetBlockedHangUp() { sigdelset(&mask_, SIGHUP); }
   static InheritedState& Mutable();
 
-  rlim_t DescriptorLimit() const { return descriptor_limit_.rlim_cur; }
-
  private:
   std::vector<std::string> arguments_;
   std::vector<std::string> environment_;

@@ -56,7 +56,6 @@ class Condition {
     lock.release();
   }
   void NotifyOne() { condition_.notify_one(); }
-  void NotifyAll() { condition_.notify_all(); }
 
  private:
   std::condition_variable condition_;

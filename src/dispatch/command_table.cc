@@ -16,8 +16,7 @@
 #include "checks/system/shell_script.h"
 #include "checks/system/tcp_udp_check.h"
 #include "dispatch/agent_info.h"
-#include "dispatch/fixed_answers.h"
-#include "dispatch/management.h"
+#include "dispatch/plain_commands.h"
 #include "dispatch/settings_exchange.h"
 #include "dispatch/upgrade.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "dispatch/management.h"
+#include "dispatch/plain_commands.h"
 
 namespace zem {
 
@@ -26,6 +26,14 @@ void RestartAgent(const AgentRequest&, const RequestContext& context, AgentReply
 void QuitAgent(const AgentRequest&, const RequestContext& context, AgentReply* reply) {
   reply->SetStatus(status::kDone).Append(kOk);
   context.requests->terminate = true;
+}
+
+void NotImplementedYet(const AgentRequest&, const RequestContext&, AgentReply* reply) {
+  reply->SetStatus(status::kUnknown).Append("not implemented yet");
+}
+
+void NotApplicable(const AgentRequest&, const RequestContext&, AgentReply* reply) {
+  reply->SetStatus(status::kUnknown).Append("Not applicable for UNIX/Linux");
 }
 
 }  // namespace zem
