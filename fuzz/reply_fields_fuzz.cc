@@ -75,8 +75,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string_view name = input.substr(0, end);
   const bool flags = name.ends_with('+');
   if (flags) name.remove_suffix(1);
-  const zem::client::Command* command = zem::client::FindCommand(name);
-  if (command == nullptr) return -1;  // nothing to learn from it
-  zem::client::Read(*command, flags, std::string(input.substr(std::min(end + 1, size))));
+  const auto& table = zem::client::CommandTable();
+  const auto command = std::find_if(table.begin(), table.end(),
+                                    [name](const auto* row) { return row->name == name; });
+  if (command == table.end()) return -1;  // nothing to learn from it
+  zem::client::Read(**command, flags, std::string(input.substr(std::min(end + 1, size))));
   return 0;
 }

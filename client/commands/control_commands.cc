@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "commands/control_commands.h"
-
 #include <thread>
 
 #include <fmt/format.h>
 
-#include "commands/info_commands.h"
+#include "commands/table.h"
 #include "wire/request_text.h"
 
 namespace zem::client {

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "commands/file_commands.h"
-
 #include <limits>
 
 #include <fmt/format.h>
 
 #include "commands/fields.h"
+#include "commands/table.h"
 #include "output/units.h"
 #include "text/ovstring.h"
 #include "wire/request_text.h"

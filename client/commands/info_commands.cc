@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "commands/info_commands.h"
-
 #include <fmt/format.h>
 
 #include "commands/fields.h"
+#include "commands/table.h"
 #include "protocol/escape.h"
 #include "wire/request_text.h"
 

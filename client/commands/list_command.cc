@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "commands/list_command.h"
-
 #include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "commands/fields.h"
+#include "commands/table.h"
 #include "model/decimal.h"
 #include "text/ovstring.h"
 #include "wire/request_text.h"

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "commands/network_commands.h"
-
 #include <cmath>
 
 #include <fmt/format.h>
 
 #include "commands/escapes.h"
 #include "commands/fields.h"
+#include "commands/table.h"
 #include "model/printable.h"
 #include "text/ovstring.h"
 #include "wire/request_text.h"

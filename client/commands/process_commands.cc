@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "commands/process_commands.h"
-
 #include <algorithm>
 
 #include <fmt/format.h>
 
 #include "commands/fields.h"
+#include "commands/table.h"
 #include "model/pieces.h"
 #include "wire/request_text.h"
 

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "commands/raw_command.h"
-
 #include <stdexcept>
 
+#include "commands/table.h"
 #include "text/ovstring.h"
 #include "wire/request_text.h"
 

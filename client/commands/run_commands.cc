@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "commands/run_commands.h"
-
 #include <algorithm>
 
 #include <fmt/format.h>
@@ -8,6 +6,7 @@
 #include "commands/command_line.h"
 #include "commands/escapes.h"
 #include "commands/fields.h"
+#include "commands/table.h"
 #include "model/decimal.h"
 #include "model/local_file.h"
 #include "model/pieces.h"

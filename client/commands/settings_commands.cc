@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "commands/settings_commands.h"
-
 #include <algorithm>
 
 #include <fmt/format.h>
 
 #include "commands/fields.h"
-#include "commands/info_commands.h"
+#include "commands/table.h"
 #include "core/config_file.h"
 #include "core/settings.h"
 #include "model/secret_file.h"
@@ -55,37 +53,30 @@ std::string_view Named(const Reply& reply, std::string_view name) {
   return *value;
 }
 
-Value ParseGet(const Answer& answer) {
-  const Reply& reply = answer.reply;
-  Record settings;
-  const auto number = [&](const char* name) {
-    const std::optional<int64_t> value = ParseWhole(Named(reply, name));
-    if (!value) throw BadReply(fmt::format("the setting {} is no number", name));
-    settings.emplace_back(name, Value::Int(*value));
-  };
-  const auto text = [&](const char* name) {
-    settings.emplace_back(name, Value::Text(Named(reply, name)));
-  };
-  const auto flag = [&](const char* name) {
-    settings.emplace_back(name, Value::Flag(Named(reply, name) == "1"));
-  };
-  number("Port");
-  number("Timeout");
-  text("Comment");
-  flag("LogOkConn");
-  flag("LogBadConn");
-  text("OkLogFile");
-  text("BadLogFile");
-  text("Password");
-  flag("IPFiltering");
+// In the order in which they are shown.
+constexpr std::string_view kShownSettings[] = {
+    "Port",          "Timeout",      "Comment",      "LogOkConn",   "LogBadConn",
+    "OkLogFile",     "BadLogFile",   "Password",     "IPFiltering", "IPFilterAddr",
+    "IPFilterMarks", "AllowUpdates", "AllowRManage", "UpdateAddr",  "ManageAddr"};
+
+Value SettingValue(const SettingRow& row, std::string_view text) {
+  if (std::holds_alternative<bool Settings::*>(row.member)) return Value::Flag(text == "1");
+  if (std::holds_alternative<int Settings::*>(row.member)) {
+    const std::optional<int64_t> value = ParseWhole(text);
+    if (!value) throw BadReply(fmt::format("the setting {} is no number", row.wire_name));
+    return Value::Int(*value);
+  }
   // One address a line on the wire; blanks between them, as in the file.
-  OvString filter = UnescapeLineBreaks(Named(reply, "IPFilterAddr"));
-  settings.emplace_back("IPFilterAddr", Value::Text(FileFilterList(filter).View()));
-  text("IPFilterMarks");
-  flag("AllowUpdates");
-  flag("AllowRManage");
-  text("UpdateAddr");
-  text("ManageAddr");
+  if (IsFilterList(row)) return Value::Text(FileFilterList(UnescapeLineBreaks(text)).View());
+  return Value::Text(text);
+}
+
+Value ParseGet(const Answer& answer) {
+  Record settings;
+  for (const std::string_view name : kShownSettings) {
+    settings.emplace_back(name,
+                          SettingValue(*FindSettingByWireName(name), Named(answer.reply, name)));
+  }
   const Value info = ParseInfo(answer);
   return Value::Of(Record{{"settings", Value::Flat(std::move(settings))},
                           {"tests", info["tests"]},

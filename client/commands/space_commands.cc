@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "commands/space_commands.h"
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -8,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "commands/fields.h"
+#include "commands/table.h"
 #include "output/units.h"
 #include "wire/request_text.h"
 

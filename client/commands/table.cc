@@ -1,18 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "commands/table.h"
 
-#include "commands/control_commands.h"
-#include "commands/file_commands.h"
-#include "commands/info_commands.h"
-#include "commands/list_command.h"
-#include "commands/network_commands.h"
-#include "commands/process_commands.h"
-#include "commands/raw_command.h"
-#include "commands/run_commands.h"
-#include "commands/settings_commands.h"
-#include "commands/space_commands.h"
-#include "commands/upgrade_command.h"
-
 namespace zem::client {
 
 const std::vector<const Command*>& CommandTable() {
@@ -51,13 +39,6 @@ const std::vector<const Command*>& CommandTable() {
       &kRawCommand,
   };
   return kTable;
-}
-
-const Command* FindCommand(std::string_view name) {
-  for (const Command* command : CommandTable()) {
-    if (command->name == name) return command;
-  }
-  return nullptr;
 }
 
 }  // namespace zem::client

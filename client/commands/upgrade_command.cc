@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "commands/upgrade_command.h"
-
 #include <fmt/format.h>
 
-#include "commands/control_commands.h"
+#include "commands/table.h"
 #include "model/local_file.h"
 #include "output/units.h"
 #include "wire/request_text.h"

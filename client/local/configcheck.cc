@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "local/configcheck.h"
-
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +10,7 @@
 
 #include "core/config_file.h"
 #include "local/findings.h"
+#include "local/local_command.h"
 #include "model/pieces.h"
 #include "model/printable.h"
 #include "model/secret_file.h"

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "local/genpass.h"
-
+#include "local/local_command.h"
 #include "model/random_bytes.h"
 
 namespace zem::client {

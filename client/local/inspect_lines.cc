@@ -2,12 +2,14 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <utility>
 #include <variant>
 
 #include <fmt/format.h>
 
 #include "core/config_file.h"
 #include "local/findings.h"
+#include "model/local_file.h"
 #include "model/printable.h"
 #include "text/ovstring.h"
 
@@ -142,22 +144,25 @@ const char* SeverityName(Severity severity) {
 
 void InspectLines(std::string_view text, Findings* findings) {
   LineInspector inspector(findings);
-  for (int number = 1; !text.empty(); ++number) {
-    const size_t end = std::min(text.find('\n'), text.size());
-    const size_t length = std::min(end + 1, text.size());
-    std::string_view line = text.substr(0, length);
-    if (length > kLongestConfigLine) {
-      findings->push_back(
-          {Severity::kWarning, number, "",
-           fmt::format("longer than {} bytes: read in pieces, each a line of its own",
-                       kLongestConfigLine)});
-      line = line.substr(0, kLongestConfigLine);
+  const FilePtr file(OpenText(text));
+  bool begins = true;  // else the piece belongs to a line that is too long
+  int number = 0;
+  for (OvString piece; file && ReadConfigLine(file.get(), &piece);) {
+    const std::string_view line = piece.View();
+    const bool ends = line.back() == '\n';
+    if (std::exchange(begins, ends)) {
+      ++number;
+      if (!ends && ungetc(getc(file.get()), file.get()) != EOF) {
+        findings->push_back(
+            {Severity::kWarning, number, "",
+             fmt::format("longer than {} bytes: read in pieces, each a line of its own",
+                         kLongestConfigLine)});
+      }
+      if (line.find('\0') != std::string_view::npos) {
+        findings->push_back({Severity::kWarning, number, "", "the line holds a zero byte"});
+      }
+      inspector.Inspect(line, number);
     }
-    if (line.find('\0') != std::string_view::npos) {
-      findings->push_back({Severity::kWarning, number, "", "the line holds a zero byte"});
-    }
-    inspector.Inspect(line, number);
-    text.remove_prefix(length);
   }
 }
 

@@ -32,6 +32,10 @@ std::string ConfigPath(const Arguments& arguments);
 
 const std::vector<const LocalCommand*>& LocalCommandTable();
 
+extern const LocalCommand kConfigcheckCommand;
+extern const LocalCommand kScripttestCommand;
+extern const LocalCommand kGenpassCommand;
+
 }  // namespace zem::client
 
 #endif  // ZEM_CLIENT_LOCAL_LOCAL_COMMAND_H_

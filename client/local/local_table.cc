@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <stdexcept>
 
-#include "local/configcheck.h"
-#include "local/genpass.h"
 #include "local/local_command.h"
-#include "local/scripttest.h"
 
 namespace zem::client {
 

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "local/scripttest.h"
-
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,8 +10,9 @@
 #include <fmt/format.h>
 
 #include "checks/system/process_check.h"
-#include "commands/process_commands.h"
+#include "commands/table.h"
 #include "core/config_file.h"
+#include "local/local_command.h"
 #include "model/printable.h"
 #include "output/style.h"
 #include "output/units.h"

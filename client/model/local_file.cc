@@ -7,7 +7,6 @@
 
 #include <fmt/format.h>
 
-#include "core/unique_fd.h"
 #include "text/system_error.h"
 
 namespace zem::client {
@@ -32,6 +31,13 @@ std::string ReadLocalFile(const std::string& path, int64_t most) {
   }
   if (ferror(file) != 0) fail();
   return text;
+}
+
+FilePtr OpenText(std::string_view text) {
+  // "b": else a zero byte would end the text on some systems.
+  FilePtr file(fmemopen(const_cast<char*>(text.data()), text.size(), "rb"));
+  if (file) setvbuf(file.get(), nullptr, _IONBF, 0);
+  return file;
 }
 
 }  // namespace zem::client

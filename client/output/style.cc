@@ -5,6 +5,8 @@
 
 #include <cstdlib>
 
+#include <fmt/color.h>
+
 namespace zem::client {
 
 Style Style::For(int descriptor) {
@@ -15,28 +17,15 @@ Style Style::For(int descriptor) {
 }
 
 std::string Style::operator()(Tone tone, std::string_view text) const {
-  if (!coloured_ || tone == Tone::kPlain) return std::string(text);
-  const char* start = "";
-  switch (tone) {
-    case Tone::kBold:
-      start = "\033[1m";
-      break;
-    case Tone::kFaint:
-      start = "\033[2m";
-      break;
-    case Tone::kGood:
-      start = "\033[32m";
-      break;
-    case Tone::kWarning:
-      start = "\033[33m";
-      break;
-    case Tone::kBad:
-      start = "\033[31m";
-      break;
-    case Tone::kPlain:
-      break;
-  }
-  return std::string(start).append(text).append("\033[0m");
+  // In the order of the tones.
+  static const fmt::text_style kStyles[] = {{},
+                                            fmt::emphasis::bold,
+                                            fmt::emphasis::faint,
+                                            fmt::fg(fmt::terminal_color::green),
+                                            fmt::fg(fmt::terminal_color::yellow),
+                                            fmt::fg(fmt::terminal_color::red)};
+  return coloured_ ? fmt::format(kStyles[static_cast<size_t>(tone)], "{}", text)
+                   : std::string(text);
 }
 
 }  // namespace zem::client

@@ -8,7 +8,7 @@
 #include "client/client_run.h"
 #include "commands/command_line.h"
 #include "commands/escapes.h"
-#include "commands/run_commands.h"
+#include "commands/table.h"
 #include "protocol/escape.h"
 
 namespace zem::client {
