@@ -23,6 +23,11 @@ int FreePort();
 // Waits for a condition, looking often; false after half a minute.
 bool Eventually(const std::function<bool()>& condition);
 
+// What not every system has: processes shown below /proc, and more addresses of its own than
+// 127.0.0.1. Reasons for a test to skip itself, nullptr where there is none.
+const char* LacksProc();
+const char* LacksLoopbackNet();
+
 std::string ProgramPath();
 // The folder of the programs that the script keys name.
 std::string HelpersPath();

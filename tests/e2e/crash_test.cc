@@ -165,6 +165,7 @@ TEST_F(Shortage, IsWaitedOutWhoeverStays) {
 
 // Whoever watches the host's logins sees it, by a whole packet and by a torn one, once a minute.
 TEST(WrongPassword, IsToldToTheSyslog) {
+  if (LacksLoopbackNet()) GTEST_SKIP() << LacksLoopbackNet();
   const TempDir dir;
   AgentProcess agent(Options{
       .environment = {"LD_PRELOAD=" ZEM_FAULT_PRELOAD, "ZEM_SYSLOG_FILE=" + (dir / "syslog")}});

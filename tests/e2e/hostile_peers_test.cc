@@ -174,6 +174,7 @@ TEST(HostilePeers, ConnectionsResetBeforeTheyAreAcceptedAreNoFatalError) {
 }
 
 TEST(HostilePeers, AThousandRejectedOnesStayBounded) {
+  if (LacksLoopbackNet()) GTEST_SKIP() << LacksLoopbackNet();
   AgentProcess agent(Options{.config = "filteractive=1\nfiltermarks=1\nfilterlist=127.0.0.7\n",
                              .wait_until_listening = false});
   ASSERT_TRUE(Eventually([&] { return Connection(agent.Port(), "127.0.0.7").IsOpen(); }));

@@ -57,6 +57,7 @@ TEST(Lifecycle, ReloadAppExecutesTheProgramInPlace) {
 }
 
 TEST(Lifecycle, AProgramThatCannotBeExecutedLeavesTheListenerClosed) {
+  if (LacksProc()) GTEST_SKIP() << LacksProc();
   const TempDir dir;
   WriteFile(dir / "not-a-program", "");
   AgentProcess agent(Options{.zempath = dir / "not-a-program", .before_exec = [] {
@@ -169,6 +170,7 @@ TEST(Lifecycle, APortInUseSendsItBackToTheOldOne) {
 }
 
 TEST(Lifecycle, TheConnectionFilterIsLooseOnPurpose) {
+  if (LacksLoopbackNet()) GTEST_SKIP() << LacksLoopbackNet();
   // The peer is 127.0.0.1: part of 127.0.0.15, and of nothing in the second list.
   AgentProcess admitted(
       Options{.config = "filteractive=1\nfiltermarks=01\nfilterlist=10.9.9.9 127.0.0.15\n"});
@@ -187,6 +189,7 @@ TEST(Lifecycle, TheConnectionFilterIsLooseOnPurpose) {
 }
 
 TEST(Lifecycle, RejectedConnectionsDoNotUseUpDescriptors) {
+  if (LacksLoopbackNet()) GTEST_SKIP() << LacksLoopbackNet();
   AgentProcess agent(Options{.config = "filteractive=1\nfiltermarks=1\nfilterlist=127.0.0.7\n",
                              .wait_until_listening = false,
                              .before_exec = [] {

@@ -119,6 +119,7 @@ TEST(SystemChecks, ProbeRealServers) {
 
 // What a child is born with: three streams, and the signals and limits of the agent's own start.
 TEST(SystemChecks, ChildrenInheritNothingOfTheAgents) {
+  if (LacksProc()) GTEST_SKIP() << LacksProc();
   const rlimit given = {777, 4000};
   const AgentProcess agent(Options{.config = "delayforscripts=0\n", .before_exec = [&] {
                                      for (int fd = 3; fd < 1024; ++fd) close(fd);
@@ -199,6 +200,7 @@ TEST(SystemChecks, AProgramLeftRunningKeepsNoPortFromTheNextAgent) {
 
 // No further program is started that could look for it.
 TEST(SystemChecks, AProgramThatIsNotWaitedForIsNoZombieForLong) {
+  if (LacksProc()) GTEST_SKIP() << LacksProc();
   const AgentProcess agent;
   EXPECT_EQ(agent.Ask("TEST-ExternalPrg\nsleep 1.5\n\n\n-1\n"), "200\n0\n");
   EXPECT_EQ(agent.Children().size(), 1u);
@@ -224,6 +226,7 @@ TEST(SystemChecks, ARestartRemovesTheFilesOfThoseItCutsOff) {
 }
 
 TEST(SystemChecks, ATimeOutEndsTheWholeFamily) {
+  if (LacksProc()) GTEST_SKIP() << LacksProc();
   const TempDir dir;
   const AgentProcess agent(Options{.config = "delayforscripts=0\n"});
   const std::string family = "sleep 300 & echo $! >" + (dir / "pid") + "%0Await";

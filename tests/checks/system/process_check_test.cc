@@ -140,7 +140,9 @@ TEST_F(ProcessCheckTest, PlantedFilesAreNotFollowedAndNotTakenForResults) {
 }
 
 TEST_F(ProcessCheckTest, TellsWhenThereIsNoPlaceForResults) {
-  for (const std::string& folder : {scratch_.Path("missing"), std::string("/proc")}) {
+  std::vector<std::string> folders = {scratch_.Path("missing")};
+  if (std::filesystem::exists("/proc/version")) folders.emplace_back("/proc");  // root's limit too
+  for (const std::string& folder : folders) {
     Scratch::Use(folder);
     EXPECT_EQ(Count("echo 3\n"), "301\nCannot get script results");
     EXPECT_EQ(Cpu("echo 3\n"), "301\nCannot get script results");
