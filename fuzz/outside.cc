@@ -117,14 +117,12 @@ int ConnectTcp(UniqueFd* socket, const OvString&, int32_t, int32_t, OvString* er
   return socket_code::kDone;
 }
 
-int TcpExchange(const OvString&, int32_t, int32_t, std::string_view, std::span<char> buffer,
-                OvString* error) {
-  return Answer(buffer, error);
+int TcpExchange(const SocketExchange& wanted, OvString* error) {
+  return Answer(wanted.buffer, error);
 }
 
-int UdpExchange(const OvString&, int32_t, int32_t, std::string_view, std::span<char> buffer,
-                OvString* error) {
-  return Answer(buffer, error);
+int UdpExchange(const SocketExchange& wanted, OvString* error) {
+  return Answer(wanted.buffer, error);
 }
 
 void PauseMicroseconds(int64_t) {}

@@ -82,7 +82,7 @@ OvString SyslogDatagram(const SyslogMessage& message, const struct tm& local_tim
 
 int SyslogSend(const OvString& host, int32_t port, const SyslogMessage& message, OvString* error) {
   const OvString datagram = SyslogDatagram(message, LocalTime(time(nullptr)), OwnAddress());
-  return UdpExchange(host, port, 0, datagram, {}, error);
+  return UdpExchange({.host = host, .port = port, .data = datagram}, error);
 }
 
 }  // namespace zem

@@ -126,38 +126,37 @@ int ConnectTcp(UniqueFd* socket, const OvString& host, int32_t port, int32_t tim
   return socket_code::kDone;
 }
 
-int TcpExchange(const OvString& host, int32_t port, int32_t timeout_ms, std::string_view data,
-                std::span<char> buffer, OvString* error) {
+int TcpExchange(const SocketExchange& wanted, OvString* error) {
   OwnConnection own;
   UniqueFd fd;
-  const int connected = ConnectTcp(&fd, host, port, timeout_ms, error);
+  const int connected = ConnectTcp(&fd, wanted.host, wanted.port, wanted.timeout, error);
   if (connected != socket_code::kDone) return connected;
-  if (!data.empty() &&
-      (!own.Register(fd.Get()) || send(fd.Get(), data.data(), data.size(), MSG_NOSIGNAL) < 0)) {
+  if (!wanted.data.empty() &&
+      (!own.Register(fd.Get()) ||
+       send(fd.Get(), wanted.data.data(), wanted.data.size(), MSG_NOSIGNAL) < 0)) {
     return Fail(error, errno, socket_code::kSendFailed);
   }
-  if (buffer.empty()) return socket_code::kDone;
-  if (WaitFor(fd.Get(), POLLIN, timeout_ms) != 1) return TimedOut(error);
+  if (wanted.buffer.empty()) return socket_code::kDone;
+  if (WaitFor(fd.Get(), POLLIN, wanted.timeout) != 1) return TimedOut(error);
   own.Answered();
-  return Received(recv(fd.Get(), buffer.data(), buffer.size(), 0), error);
+  return Received(recv(fd.Get(), wanted.buffer.data(), wanted.buffer.size(), 0), error);
 }
 
-int UdpExchange(const OvString& host, int32_t port, int32_t timeout_seconds, std::string_view data,
-                std::span<char> buffer, OvString* error) {
+int UdpExchange(const SocketExchange& wanted, OvString* error) {
   sockaddr_in endpoint;
-  const int resolved = ResolveEndpoint(host, port, &endpoint, error);
+  const int resolved = ResolveEndpoint(wanted.host, wanted.port, &endpoint, error);
   if (resolved != socket_code::kDone) return resolved;
   const UniqueFd fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (!fd.IsOpen()) return Fail(error, errno, socket_code::kNoSocket);
   ssize_t count = 0;
-  if (!data.empty()) {
-    count = sendto(fd.Get(), data.data(), data.size(), MSG_NOSIGNAL,
+  if (!wanted.data.empty()) {
+    count = sendto(fd.Get(), wanted.data.data(), wanted.data.size(), MSG_NOSIGNAL,
                    reinterpret_cast<const sockaddr*>(&endpoint), sizeof(endpoint));
     if (count < 0) return Fail(error, errno, socket_code::kSendFailed);
   }
-  if (!buffer.empty()) {
-    if (WaitFor(fd.Get(), POLLIN, int64_t{timeout_seconds} * 1000) != 1) return TimedOut(error);
-    count = recvfrom(fd.Get(), buffer.data(), buffer.size(), 0, nullptr, nullptr);
+  if (!wanted.buffer.empty()) {
+    if (WaitFor(fd.Get(), POLLIN, int64_t{wanted.timeout} * 1000) != 1) return TimedOut(error);
+    count = recvfrom(fd.Get(), wanted.buffer.data(), wanted.buffer.size(), 0, nullptr, nullptr);
   }
   return Received(count, error);
 }

@@ -43,17 +43,23 @@ int ResolveEndpoint(const OvString& host, int32_t port, sockaddr_in* endpoint, O
 int ConnectTcp(UniqueFd* socket, const OvString& host, int32_t port, int32_t timeout_ms,
                OvString* error);
 
-// Sends `data` unless it is empty, then waits for one piece of an answer unless `buffer` is empty.
+struct SocketExchange {
+  OvString host = {};
+  int32_t port = 0;
+  // Deliberate: for TCP in milliseconds, for UDP in whole SECONDS; requests give milliseconds, and
+  // the handler of UDP divides.
+  int32_t timeout = 0;
+  std::string_view data = {};   // sent unless empty
+  std::span<char> buffer = {};  // for one piece of an answer; without it none is waited for
+};
+
 // Bytes received, kDone when nothing was to be received, or what went wrong; kTimeout with an
 // empty text means that the peer closed without an answer.
-int TcpExchange(const OvString& host, int32_t port, int32_t timeout_ms, std::string_view data,
-                std::span<char> buffer, OvString* error);
+int TcpExchange(const SocketExchange& wanted, OvString* error);
 
 // The same with one datagram each way; an answer from anybody is taken. Bytes received, or bytes
-// sent when nothing was to be received. Deliberate: this time-out is in whole SECONDS; requests
-// give milliseconds, and their handler divides.
-int UdpExchange(const OvString& host, int32_t port, int32_t timeout_seconds, std::string_view data,
-                std::span<char> buffer, OvString* error);
+// sent when nothing was to be received.
+int UdpExchange(const SocketExchange& wanted, OvString* error);
 
 }  // namespace zem
 

@@ -63,10 +63,13 @@ void CheckTcp(const AgentRequest& request, const RequestContext&, AgentReply* re
   const OvString data = UnescapeLineBreaks(request.GetLine(4, Trim::kNo));
   const auto wanted_bytes = request.GetNumberLine(5);
   if (!port || !timeout || !wanted_bytes) return reply->ReplaceText(kWrongParameter);
-  const int32_t timeout_ms = *timeout == 0 ? kDefaultTcpTimeoutMs : *timeout;
   Probe probe(*wanted_bytes);
-  probe.Time(
-      [&] { return TcpExchange(host, *port, timeout_ms, data, probe.buffer, &probe.error); });
+  const SocketExchange wanted = {.host = host,
+                                 .port = *port,
+                                 .timeout = *timeout == 0 ? kDefaultTcpTimeoutMs : *timeout,
+                                 .data = data,
+                                 .buffer = probe.buffer};
+  probe.Time([&] { return TcpExchange(wanted, &probe.error); });
   probe.Report(reply);
 }
 
@@ -80,12 +83,14 @@ void CheckUdp(const AgentRequest& request, const RequestContext&, AgentReply* re
   if (!port || !timeout || !attempts || !wanted_bytes || *attempts == 0 || data.IsEmpty()) {
     return reply->ReplaceText(kWrongParameter);
   }
-  const int32_t timeout_seconds = std::max(*timeout / 1000, 1);
   Probe probe(*wanted_bytes);
+  const SocketExchange wanted = {.host = host,
+                                 .port = *port,
+                                 .timeout = std::max(*timeout / 1000, 1),
+                                 .data = data,
+                                 .buffer = probe.buffer};
   for (int32_t left = *attempts; left > 0 && probe.code <= 0; --left) {
-    probe.Time([&] {
-      return UdpExchange(host, *port, timeout_seconds, data, probe.buffer, &probe.error);
-    });
+    probe.Time([&] { return UdpExchange(wanted, &probe.error); });
   }
   probe.Report(reply);
 }

@@ -106,7 +106,7 @@ TEST(Exchanges, WorkWithDescriptorsBeyondTheSetsOfSelect) {
   const TcpServer server([](int peer) { send(peer, "hello", 5, 0); });
   char buffer[100];
   OvString error;
-  EXPECT_EQ(TcpExchange("127.0.0.1", atoi(server.Port().c_str()), 2000, "", buffer, &error), 5);
+  EXPECT_EQ(TcpExchange({"127.0.0.1", atoi(server.Port().c_str()), 2000, "", buffer}, &error), 5);
 }
 
 TEST(Exchanges, CloseTheirSockets) {
@@ -114,11 +114,11 @@ TEST(Exchanges, CloseTheirSockets) {
   char buffer[10];
   OvString error;
   const int closed_port = Bound(SOCK_STREAM).Port();
-  EXPECT_EQ(TcpExchange("127.0.0.1", closed_port, 100, "x", buffer, &error), -6);
-  EXPECT_EQ(UdpExchange("127.0.0.1", closed_port, 0, "x", buffer, &error), 0);
-  EXPECT_EQ(UdpExchange("127.0.0.1", closed_port, 0, std::string(70000, 'x'), {}, &error), -4);
+  EXPECT_EQ(TcpExchange({"127.0.0.1", closed_port, 100, "x", buffer}, &error), -6);
+  EXPECT_EQ(UdpExchange({"127.0.0.1", closed_port, 0, "x", buffer}, &error), 0);
+  EXPECT_EQ(UdpExchange({"127.0.0.1", closed_port, 0, std::string(70000, 'x'), {}}, &error), -4);
   EXPECT_EQ(error, SystemErrorText(EMSGSIZE));
-  EXPECT_EQ(UdpExchange("127.0.0.1", closed_port, 0, "four", {}, &error), 4);
+  EXPECT_EQ(UdpExchange({"127.0.0.1", closed_port, 0, "four", {}}, &error), 4);
   EXPECT_EQ(error, "");
   EXPECT_EQ(CountDescriptors(), descriptors);
 
@@ -126,9 +126,9 @@ TEST(Exchanges, CloseTheirSockets) {
   getrlimit(RLIMIT_NOFILE, &before);
   const rlimit none = {0, before.rlim_max};
   setrlimit(RLIMIT_NOFILE, &none);
-  EXPECT_EQ(TcpExchange("127.0.0.1", closed_port, 100, "x", buffer, &error), -3);
+  EXPECT_EQ(TcpExchange({"127.0.0.1", closed_port, 100, "x", buffer}, &error), -3);
   EXPECT_EQ(error, SystemErrorText(EMFILE));
-  EXPECT_EQ(UdpExchange("127.0.0.1", closed_port, 1, "x", buffer, &error), -3);
+  EXPECT_EQ(UdpExchange({"127.0.0.1", closed_port, 1, "x", buffer}, &error), -3);
   setrlimit(RLIMIT_NOFILE, &before);
 }
 
