@@ -33,8 +33,7 @@ class FileHandlers : public ::testing::Test {
 
   std::string Reply(Handler handler, const std::string& request) const {
     const Settings settings;
-    const RequestContext context = {settings, 0,       nullptr, nullptr,
-                                    nullptr,  nullptr, nullptr, nullptr};
+    const RequestContext context = {.settings = settings, .session_key = {}};
     AgentReply reply;
     handler(AgentRequest(Spelled(request) + "\n\r"), context, &reply);
     return std::string(reply.Text().View());
