@@ -30,36 +30,6 @@ OvString PasswordDigest(std::string_view password) {
   return md5.Finish();
 }
 
-void RunningMd5::Update(std::string_view bytes) {
-  md5_update(&context_, bytes.size(), Bytes(bytes));
-}
-
-OvString RunningMd5::Finish() {
-  uint8_t digest[kMd5Bytes];
-  md5_digest(&context_, sizeof(digest), digest);
-  return std::string_view(reinterpret_cast<const char*>(digest), sizeof(digest));
-}
-
-void RunningSha256::Update(std::string_view bytes) {
-  sha256_update(&context_, bytes.size(), Bytes(bytes));
-}
-
-OvString RunningSha256::Finish() {
-  uint8_t digest[kSha256Bytes];
-  sha256_digest(&context_, sizeof(digest), digest);
-  return std::string_view(reinterpret_cast<const char*>(digest), sizeof(digest));
-}
-
-void RunningSha512::Update(std::string_view bytes) {
-  sha512_update(&context_, bytes.size(), Bytes(bytes));
-}
-
-OvString RunningSha512::Finish() {
-  uint8_t digest[kSha512Bytes];
-  sha512_digest(&context_, sizeof(digest), digest);
-  return std::string_view(reinterpret_cast<const char*>(digest), sizeof(digest));
-}
-
 bool EqualSecrets(std::string_view a, std::string_view b) {
   return a.size() == b.size() && (a.empty() || memeql_sec(a.data(), b.data(), a.size()) != 0);
 }

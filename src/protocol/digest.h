@@ -30,38 +30,32 @@ Sha1Digest Sha1(std::string_view bytes);
 // The 16 bytes that prove knowledge of the password; empty for an empty password.
 OvString PasswordDigest(std::string_view password);
 
-// MD5 over bytes that arrive in pieces.
-class RunningMd5 {
+// A digest over bytes that arrive in pieces.
+template <typename Context, size_t kBytes, void (*kInit)(Context*),
+          void (*kUpdate)(Context*, size_t, const uint8_t*),
+          void (*kDigest)(Context*, size_t, uint8_t*)>
+class RunningDigest {
  public:
-  RunningMd5() { md5_init(&context_); }
-  void Update(std::string_view bytes);
-  // The 16 bytes of the digest; the object then starts afresh.
-  OvString Finish();
+  RunningDigest() { kInit(&context_); }
+  void Update(std::string_view bytes) {
+    kUpdate(&context_, bytes.size(), reinterpret_cast<const uint8_t*>(bytes.data()));
+  }
+  // The bytes of the digest; the object then starts afresh.
+  OvString Finish() {
+    uint8_t digest[kBytes];
+    kDigest(&context_, sizeof(digest), digest);
+    return std::string_view(reinterpret_cast<const char*>(digest), sizeof(digest));
+  }
 
  private:
-  md5_ctx context_;
+  Context context_;
 };
 
-// The same for the longer digests: 32 and 64 bytes.
-class RunningSha256 {
- public:
-  RunningSha256() { sha256_init(&context_); }
-  void Update(std::string_view bytes);
-  OvString Finish();
-
- private:
-  sha256_ctx context_;
-};
-
-class RunningSha512 {
- public:
-  RunningSha512() { sha512_init(&context_); }
-  void Update(std::string_view bytes);
-  OvString Finish();
-
- private:
-  sha512_ctx context_;
-};
+using RunningMd5 = RunningDigest<md5_ctx, kMd5Bytes, md5_init, md5_update, md5_digest>;
+using RunningSha256 =
+    RunningDigest<sha256_ctx, kSha256Bytes, sha256_init, sha256_update, sha256_digest>;
+using RunningSha512 =
+    RunningDigest<sha512_ctx, kSha512Bytes, sha512_init, sha512_update, sha512_digest>;
 
 // Compares in a time that depends on the lengths alone.
 bool EqualSecrets(std::string_view a, std::string_view b);
