@@ -63,7 +63,7 @@ TEST(RelayedRequests, AreNeverAManagersHoweverTheyAreSent) {
                                        "ACT-TCPUDPsend" + there + "0\n" + text + "\n0\n\n"}) {
         EXPECT_EQ(agent.Ask(outer).value_or("").substr(0, 4), "200\n");
         ++refused;
-        EXPECT_TRUE(Eventually(
+        ASSERT_TRUE(Eventually(
             [&] { return Count(agent.VerboseLog(), "--> request processed (600)") == refused; }));
       }
     }
@@ -111,7 +111,7 @@ TEST(RelayedRequests, APortIsForgottenOnceNothingCanComeFromItAnyMore) {
     (void)manager.Send(Packet("ReloadCfg\n\r"));
     return manager.ReceiveReply().value_or("");
   };
-  EXPECT_TRUE(Eventually([&] { return ask() == "200\nOk\n"; }));
+  ASSERT_TRUE(Eventually([&] { return ask() == "200\nOk\n"; }));
   close(listener);
 }
 
