@@ -8,6 +8,7 @@
 #include <string>
 
 #include "protocol/cipher.h"
+#include "protocol/digest.h"
 #include "protocol/packet.h"
 
 namespace zem {
@@ -76,9 +77,10 @@ BENCHMARK(KeySetUp);
 
 void ParseRequest(benchmark::State& state) {
   const OvString packet = BuildRequestPacket("GetInfo\r", kKey, "password");
+  const OvString field = PasswordDigest("password");
   for (auto _ : state) {
     RequestPacket parsed{packet, nullptr};
-    if (!ParseRequestPacket(&parsed, "password", {})) state.SkipWithError("not parsed");
+    if (!ParseRequestPacket(&parsed, "password", field, {})) state.SkipWithError("not parsed");
   }
 }
 BENCHMARK(ParseRequest);

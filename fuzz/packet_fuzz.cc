@@ -13,9 +13,9 @@ void TryPassword(std::string_view bytes, std::string_view password) {
   const bool complete = IsPacketComplete(bytes);
   const PasswordProof proof = ProvesPassword(bytes, PasswordDigest(password));
   RequestPacket packet{.text = bytes, .key = nullptr};
-  const bool valid = ParseRequestPacket(&packet, password, [](std::string_view line) {
-    FUZZ_CHECK(!line.empty() && line.back() == '\n');
-  });
+  const bool valid = ParseRequestPacket(
+      &packet, password, PasswordDigest(password),
+      [](std::string_view line) { FUZZ_CHECK(!line.empty() && line.back() == '\n'); });
   if (!valid) return;
   FUZZ_CHECK(complete);
   FUZZ_CHECK(proof == PasswordProof::kRight);

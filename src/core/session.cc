@@ -18,7 +18,6 @@
 #include "dispatch/dispatcher.h"
 #include "dispatch/upgrade.h"
 #include "protocol/agent_reply.h"
-#include "protocol/digest.h"
 #include "protocol/packet.h"
 
 namespace zem {
@@ -27,7 +26,7 @@ namespace {
 
 // One receive takes no more, ever: where a packet or a program ends within a receive is visible.
 constexpr size_t kReceiveBytes = 1024;
-constexpr size_t kStatusDigits = 3;
+constexpr int kStatusDigits = 3;
 // The idle limit may be changed while a session waits, so it looks again now and then.
 constexpr int64_t kLongestWaitMs = 15'000;
 // A peer has so long, or so many times the idle limit, to send the password, however it drips.
@@ -162,7 +161,7 @@ Session::Next Session::HandleBytes(std::string_view bytes) {
 // the list: until then that connection is not forgotten.
 void Session::CheckPassword(const Settings& settings) {
   if (proof_ == PasswordProof::kRight) return;
-  proof_ = ProvesPassword(received_, PasswordDigest(settings.password));
+  proof_ = ProvesPassword(received_, settings.password_field);
   if (proof_ != PasswordProof::kRight) return;
   relayed_ = IsOwnConnection(unproven_.peer);
   agent_->unproven.Remove(&unproven_);
@@ -186,7 +185,7 @@ void Session::HandlePacket(const SettingsPtr& settings) {
   if (settings->verbose_debugging) {
     trace = [this](std::string_view line) { agent_->log.WriteLog(line, peer_, LogKind::kDebug); };
   }
-  if (!ParseRequestPacket(&packet, settings->password, trace)) {
+  if (!ParseRequestPacket(&packet, settings->password, settings->password_field, trace)) {
     agent_->log.WriteLog("<-- Invalid QV request received\n", peer_, LogKind::kInformation);
     // Whatever else was wrong with it: the connection's fate told whether the password was right.
     if (proof_ == PasswordProof::kWrong) agent_->wrong_passwords.Note(peer_);
@@ -211,11 +210,11 @@ void Session::Answer(const RequestPacket& packet, const Settings& settings) {
                                   .upgrade = &upgrade_};
   const bool processed = DispatchRequest(packet.text, context, &reply);
   const std::string_view text = reply.Text();
-  const OvString digits(text.size() < kStatusDigits ? "" : text.substr(0, kStatusDigits));
+  const int digits = text.size() < size_t{kStatusDigits} ? 0 : kStatusDigits;
   agent_->log.WriteLogFormat(peer_, LogKind::kInformation,
-                             processed ? "--> request processed (%s)\n"
-                                       : "--> request rejected or operation failed (%s)\n",
-                             digits.CStr());
+                             processed ? "--> request processed (%.*s)\n"
+                                       : "--> request rejected or operation failed (%.*s)\n",
+                             digits, text.data());
   SendReply(&reply);
 }
 

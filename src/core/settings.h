@@ -23,7 +23,10 @@ struct Settings {
   Settings() = default;
   Settings(const Settings&) = default;
   Settings& operator=(const Settings&) = default;
-  ~Settings() { password.Wipe(); }
+  ~Settings() {
+    password.Wipe();
+    password_field.Wipe();
+  }
 
   // From the command line; constant after start-up.
   RunMode run_mode = RunMode::kDaemon;
@@ -38,6 +41,7 @@ struct Settings {
   int timeout = 0;  // milliseconds a silent session may stay; negative = for ever
   OvString comment;
   OvString password;
+  OvString password_field;  // its PasswordDigest, made by the store for every published record
   OvString pid_file;
 
   // Connection filter. The list's items are separated by CR LF here, by blanks in the file.

@@ -4,11 +4,9 @@
 #include <utility>
 
 #include "core/config_file.h"
+#include "protocol/digest.h"
 
 namespace zem {
-
-SettingsStore::SettingsStore(const Settings& initial)
-    : current_(std::make_shared<const Settings>(initial)) {}
 
 SettingsPtr SettingsStore::Snapshot() const {
   MutexLock lock(&mutex_);
@@ -57,13 +55,21 @@ class SettingsStore::Turn {
   Settings* Copy() { return copy_.get(); }
   const Settings& Previous() const { return *previous_; }
   // Nobody writes to the copy once it is published.
-  void Publish() { store_->Publish(copy_); }
+  void Publish() {
+    copy_->password_field = PasswordDigest(copy_->password);
+    store_->Publish(copy_);
+  }
 
  private:
   SettingsStore* const store_;
   SettingsPtr previous_;
   std::shared_ptr<Settings> copy_;
 };
+
+SettingsStore::SettingsStore(const Settings& initial) {
+  Turn turn(this, std::make_shared<const Settings>(initial));
+  turn.Publish();
+}
 
 bool SettingsStore::LoadInto(Turn* turn, OvString* error) {
   Settings* settings = turn->Copy();

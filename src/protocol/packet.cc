@@ -79,12 +79,12 @@ PasswordProof ProvesPassword(std::string_view received, std::string_view passwor
 }
 
 bool ParseRequestPacket(RequestPacket* packet, std::string_view password,
-                        const PacketTrace& trace) {
+                        std::string_view password_field, const PacketTrace& trace) {
   packet->key.reset();
   const std::string_view bytes = packet->text;
   Fields fields;
   if (!ReadFields(bytes, trace, &fields)) return false;
-  if (!EqualSecrets(Field(bytes, 8, fields.password_size), PasswordDigest(password))) {
+  if (!EqualSecrets(Field(bytes, 8, fields.password_size), password_field)) {
     if (trace) trace("<-- Wrong password or MD5 error\n");
     return false;
   }

@@ -48,8 +48,9 @@ PasswordProof ProvesPassword(std::string_view received, std::string_view passwor
 
 // Checks and deciphers `packet->text` in place. On success the text is the request's and the key
 // is set; on failure the packet's contents mean nothing.
+// `password_field` is the PasswordDigest of the password.
 [[nodiscard]] bool ParseRequestPacket(RequestPacket* packet, std::string_view password,
-                                      const PacketTrace& trace);
+                                      std::string_view password_field, const PacketTrace& trace);
 
 // The request packet of a client: signed, with the session key under the password and the text
 // under the session key.

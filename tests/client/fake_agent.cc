@@ -10,6 +10,7 @@
 #include <chrono>
 #include <utility>
 
+#include "protocol/digest.h"
 #include "protocol/packet.h"
 
 namespace zem::test {
@@ -45,7 +46,7 @@ std::string FakeSession::ReadRequest() {
   }
   RequestPacket packet;
   packet.text = received;
-  if (!ParseRequestPacket(&packet, kFakePassword, {})) return "";
+  if (!ParseRequestPacket(&packet, kFakePassword, PasswordDigest(kFakePassword), {})) return "";
   key_ = packet.key->Text().View();
   return std::string(packet.text.View());
 }

@@ -48,7 +48,7 @@ struct Parsed {
 Parsed Parse(std::string_view bytes, std::string_view password) {
   RequestPacket packet{.text = bytes, .key = MakeSessionKey("stale")};
   Parsed result;
-  result.valid = ParseRequestPacket(&packet, password,
+  result.valid = ParseRequestPacket(&packet, password, PasswordDigest(password),
                                     [&result](std::string_view line) { result.trace += line; });
   if (result.valid) result.text = packet.text.View();
   if (result.valid) result.key = packet.key->Text().View();
@@ -65,7 +65,7 @@ TEST(RequestPacket, KnownPacketsAreReadAndBuilt) {
     EXPECT_EQ(BuildRequestPacket(c.text, c.session_key, c.password), c.packet);
     EXPECT_FALSE(Parse(c.packet, std::string(c.password) + " ").valid);
     RequestPacket untraced{.text = OvString(c.packet), .key = nullptr};
-    EXPECT_TRUE(ParseRequestPacket(&untraced, c.password, nullptr));
+    EXPECT_TRUE(ParseRequestPacket(&untraced, c.password, PasswordDigest(c.password), nullptr));
   }
   for (const auto& c : known::kReplyAnswers) {
     EXPECT_EQ(BuildPacket(c.text, c.session_key, 4), c.packet);
