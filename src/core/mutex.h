@@ -7,6 +7,7 @@
 #ifndef ZEM_CORE_MUTEX_H_
 #define ZEM_CORE_MUTEX_H_
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -54,6 +55,13 @@ class Condition {
     std::unique_lock<std::mutex> lock(mutex->mutex_, std::adopt_lock);
     condition_.wait(lock);
     lock.release();
+  }
+  // The same until a moment has come; false when it has.
+  bool WaitUntil(Mutex* mutex, std::chrono::steady_clock::time_point moment) ZEM_REQUIRES(mutex) {
+    std::unique_lock<std::mutex> lock(mutex->mutex_, std::adopt_lock);
+    const bool early = condition_.wait_until(lock, moment) == std::cv_status::no_timeout;
+    lock.release();
+    return early;
   }
   void NotifyOne() { condition_.notify_one(); }
 

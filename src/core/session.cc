@@ -15,6 +15,7 @@
 #include "core/monotonic_clock.h"
 #include "core/own_connections.h"
 #include "core/signals.h"
+#include "core/waiting_threads.h"
 #include "dispatch/dispatcher.h"
 #include "dispatch/upgrade.h"
 #include "protocol/agent_reply.h"
@@ -239,18 +240,24 @@ void Session::Close() {
   agent_->wrong_passwords.Tell();
 }
 
+WaitingThreads<Session> g_waiting_threads;
+
 void* SessionThread(void* argument) {
   BlockSignalsInSession();
   const FaultStack fault_stack;
   pthread_detach(pthread_self());
-  const std::unique_ptr<Session> session(static_cast<Session*>(argument));
-  session->Run();
+  auto* session = static_cast<Session*>(argument);
+  do {
+    std::unique_ptr<Session>(session)->Run();
+    session = g_waiting_threads.Take();
+  } while (session != nullptr);
   return nullptr;
 }
 
 bool StartThread(Agent* agent, Session* session) {
   // In the list first: it may be over before this function returns.
   agent->unproven.Add(session->Unproven());
+  if (g_waiting_threads.Give(session)) return true;
   pthread_t thread;
   if (pthread_create(&thread, nullptr, SessionThread, session) == 0) return true;
   agent->unproven.Remove(session->Unproven());
