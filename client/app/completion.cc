@@ -126,7 +126,7 @@ class Place {
     }
   }
 
-  // Behind the first word of "run" and "exec" all belongs to what they start.
+  // Behind the first word of "run", "exec" and "plugin" all belongs to what they start.
   bool InCommandLine() const {
     const Argument* first = command_ == nullptr ? nullptr : Positional(0);
     return first != nullptr && first->kind == ArgumentKind::kMany && position_ > 0;

@@ -66,8 +66,9 @@ bool TakesNext(const CLI::App& root, const CLI::App& command, std::string_view a
   return false;
 }
 
-// "run" and "exec": behind the first word everything belongs to the command they start. An option
-// of the command that has the name of one of ours would change what is run without a word.
+// "run", "exec" and "plugin": behind the first word everything belongs to the command they start.
+// An option of the command that has the name of one of ours would change what is run without a
+// word.
 bool EndsInCommandLine(const Bound& bound) {
   return std::any_of(bound.arguments.begin(), bound.arguments.end(), [](const BoundArgument& each) {
     return each.argument->kind == ArgumentKind::kMany;
@@ -329,6 +330,8 @@ void CheckOptions(const Texts& texts, Options* options) {
   } else if (texts.output != "table") {
     throw std::invalid_argument("-o: \"" + texts.output + "\" is not table, json or raw");
   }
+  const bool always_check = options->command != nullptr && options->command->always_check;
+  if (always_check && options->output == Output::kTable) options->plugin = true;
   TakeThresholds(texts, options);
   if (options->plugin && (options->command == nullptr || options->command->check == nullptr)) {
     throw std::invalid_argument("this subcommand is no check");

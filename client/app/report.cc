@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/report.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 #include <fmt/format.h>
@@ -109,6 +111,11 @@ Report PluginReport(const std::vector<Outcome>& outcomes, const Options& options
   State worst = State::kOk;
   for (const Outcome& outcome : outcomes) worst = Worse(worst, outcome.verdict.state);
   report.exit_code = static_cast<int>(worst);
+  if (outcomes.size() == 1 && !outcomes.front().verdict.whole.empty()) {
+    const std::string& whole = outcomes.front().verdict.whole;
+    report.out = isatty(STDOUT_FILENO) == 1 ? PrintableLines(whole) : whole;
+    return report;
+  }
   if (outcomes.size() == 1) {
     report.out = PluginLine(options.command->name, outcomes.front().verdict) + '\n';
     return report;

@@ -97,6 +97,8 @@ struct Command {
   std::string (*explain)(const Reply& reply) = nullptr;
   // Rewrites reply text before anybody sees it; null = nothing to hide.
   void (*mask)(const Arguments& arguments, std::string* reply) = nullptr;
+  // A check under the name zemctl too, unless it is asked for JSON or the raw reply.
+  bool always_check = false;
   const char* notes = "";  // more lines of help
 };
 

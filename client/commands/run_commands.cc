@@ -6,6 +6,7 @@
 #include "commands/command_line.h"
 #include "commands/escapes.h"
 #include "commands/fields.h"
+#include "commands/sent_shell.h"
 #include "commands/table.h"
 #include "model/decimal.h"
 #include "model/local_file.h"
@@ -18,9 +19,6 @@ namespace zem::client {
 namespace {
 
 constexpr int64_t kDefaultLimitMillis = 10'000;
-// The agent counts whole seconds and looks once a second.
-constexpr Milliseconds kAgentSlack{2000};
-constexpr Milliseconds kHour{3'600'000};
 
 // --- run and exec
 
@@ -45,11 +43,6 @@ int64_t LimitOf(const Arguments& arguments) {
   if (arguments.Has("limit"))
     throw std::invalid_argument("--limit and --no-wait exclude each other");
   return -1;
-}
-
-Milliseconds TimeForLimit(int64_t limit) {
-  if (limit == 0) return kHour;
-  return Milliseconds(std::max<int64_t>(limit, 0)) + kAgentSlack;
 }
 
 std::string CommandLineOf(const Arguments& arguments) {
@@ -106,8 +99,7 @@ constexpr Argument kScriptArguments[] = {
      "its arguments (behind -- if they begin with \"-\")"},
     {"lines", "--lines", ArgumentKind::kOption, "N",
      "return the first N lines of its output too (0)"},
-    {"limit", "--limit", ArgumentKind::kOption, "SEC",
-     "whole seconds until it is killed (10); 0 = never"},
+    kSecondsArgument,
     {"template", "--template", ArgumentKind::kOption, "CMD",
      "command line with %script% and %params%"},
 };
@@ -140,13 +132,12 @@ std::string ScriptParams(const Arguments& arguments) {
 
 Plan BuildScript(const Arguments& arguments) {
   constexpr int64_t kMostLines = 1'000'000;
-  constexpr int64_t kMostSeconds = 2'000'000;
   Plan plan;
   const std::string script = ReadLocalFile(arguments.Text("file"), kLargestScript);
   const std::string line = CheckedTemplate(arguments, script);
   const std::string params = ScriptParams(arguments);
   CheckCommandLine(line + ' ' + params);
-  const int64_t seconds = arguments.Int("limit", kDefaultLimitMillis / 1000, 0, kMostSeconds);
+  const int64_t seconds = SecondsOf(arguments);
   WarnOfEscapes(script, "the script", &plan.warnings);
   WarnOfEscapes(params, "ARG", &plan.warnings);
   RequestText request("TEST-ShellScript");

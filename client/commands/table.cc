@@ -25,6 +25,7 @@ const std::vector<const Command*>& CommandTable() {
       &kUdpCommand,
       &kRunCommand,
       &kScriptCommand,
+      &kPluginCommand,
       // Actions.
       &kExecCommand,
       &kSyslogCommand,

@@ -34,6 +34,7 @@ extern const Command kTcpCommand;
 extern const Command kUdpCommand;
 extern const Command kRunCommand;
 extern const Command kScriptCommand;
+extern const Command kPluginCommand;
 extern const Command kExecCommand;
 extern const Command kSyslogCommand;
 extern const Command kSendCommand;

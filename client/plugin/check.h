@@ -45,6 +45,7 @@ struct Verdict {
   State state = State::kOk;
   std::string text;
   std::vector<Metric> metrics;
+  std::string whole = {};  // handed on as it is instead of all that; may be empty
 };
 
 // 'label'=value[unit];[warn];[crit];[min];[max], as many fields as are needed.

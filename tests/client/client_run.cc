@@ -35,10 +35,8 @@ std::vector<std::string> Split(const std::string& line) {
   return words;
 }
 
-// The arguments of "zemctl LINE" or, when the line begins with it, "check_zem LINE".
 template <typename Callee>
-int Call(const std::string& line, const Callee& callee) {
-  std::vector<std::string> words = Split(line);
+int Call(std::vector<std::string> words, const Callee& callee) {
   if (words.empty() || words.front() != "check_zem") words.insert(words.begin(), "zemctl");
   std::vector<const char*> pointers;
   for (const std::string& word : words) pointers.push_back(word.c_str());
@@ -59,7 +57,7 @@ struct ScratchFiles {
 
 client::Options Parse(const std::string& line, int* exit_code, std::string* printed) {
   client::Options options;
-  *exit_code = Call(line, [&options](int argc, const char* const* argv) {
+  *exit_code = Call(Split(line), [&options](int argc, const char* const* argv) {
     return client::ParseCommandLine(argc, argv, &options).value_or(-1);
   });
   const std::string text =
@@ -69,8 +67,12 @@ client::Options Parse(const std::string& line, int* exit_code, std::string* prin
 }
 
 ClientRun RunClient(const std::string& line) {
+  return RunWords(Split(line));
+}
+
+ClientRun RunWords(const std::vector<std::string>& words) {
   ClientRun run;
-  run.exit_code = Call(line, client::Run);
+  run.exit_code = Call(words, client::Run);
   run.out = testing::internal::GetCapturedStdout();
   run.err = testing::internal::GetCapturedStderr();
   return run;

@@ -5,6 +5,7 @@
 #define ZEM_TESTS_CLIENT_CLIENT_RUN_H_
 
 #include <string>
+#include <vector>
 
 #include "app/options.h"
 
@@ -23,6 +24,8 @@ struct ClientRun {
 
 // The whole program, with standard output and error caught.
 ClientRun RunClient(const std::string& line);
+// The same with words that may hold anything.
+ClientRun RunWords(const std::vector<std::string>& words);
 
 // A file of the test's own with these bytes and this mode, removed at exit.
 std::string Scratch(const std::string& text, unsigned mode = 0600);
