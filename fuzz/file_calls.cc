@@ -33,6 +33,9 @@ int __real_lstat(const char* path, struct stat* info);
 int __real_fstat(int fd, struct stat* info);
 int __real_fstatat(int folder, const char* path, struct stat* info, int flags);
 int __real_statfs(const char* path, struct statfs* info);
+int __real_statvfs(const char* path, struct statvfs* info);
+char* __real_realpath(const char* path, char* end);
+int __real_futimens(int fd, const timespec* times);
 int __real_access(const char* path, int wanted);
 int __real_faccessat(int folder, const char* path, int wanted, int flags);
 int __real_unlink(const char* path);
@@ -160,6 +163,22 @@ int __wrap_fstatat(int folder, const char* path, struct stat* info, int flags) {
 
 int __wrap_statfs(const char* path, struct statfs* info) {
   return is_inside ? StatFs(path, info) : __real_statfs(path, info);
+}
+
+int __wrap_statvfs(const char* path, struct statvfs* info) {
+  return is_inside ? StatVfs(path, info) : __real_statvfs(path, info);
+}
+
+char* __wrap_realpath(const char* path, char* end) {
+  return is_inside ? RealPath(path, end) : __real_realpath(path, end);
+}
+
+int __wrap_futimens(int fd, const timespec* times) {
+  Descriptor* descriptor = Get(fd);
+  if (descriptor == nullptr) return __real_futimens(fd, times);
+  FUZZ_CHECK(!descriptor->node->frozen);
+  descriptor->node->time = times[1].tv_sec;
+  return 0;
 }
 
 int __wrap_access(const char* path, int wanted) {

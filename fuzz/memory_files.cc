@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <ctime>
 
@@ -143,6 +144,7 @@ ssize_t Write(Descriptor* descriptor, std::string_view bytes) {
   if ((descriptor->flags & O_APPEND) != 0) descriptor->next = text.size();
   text.resize(std::max(text.size(), descriptor->next + bytes.size()));
   text.replace(descriptor->next, bytes.size(), bytes);
+  descriptor->node->time = time(nullptr);
   descriptor->next += bytes.size();
   return static_cast<ssize_t>(bytes.size());
 }
@@ -240,6 +242,35 @@ int StatFs(const char* path, struct statfs* info) {
   info->f_bfree = 500'000'000;
   info->f_bavail = 400'000'000;
   return 0;
+}
+
+int StatVfs(const char* path, struct statvfs* info) {
+  struct statfs same;
+  if (StatFs(path, &same) != 0) return -1;
+  *info = {};
+  info->f_bsize = info->f_frsize = 4096;
+  info->f_blocks = same.f_blocks;
+  info->f_bfree = same.f_bfree;
+  info->f_bavail = same.f_bavail;
+  return 0;
+}
+
+char* RealPath(const char* path, char* end) {
+  FUZZ_CHECK(end != nullptr);
+  Place place;
+  if (!FindPlace(RootOfMemory(), path, LastLink::kFollowed, &place)) return nullptr;
+  if (place.node == nullptr) return Fail(ENOENT, static_cast<char*>(nullptr));
+  std::string real;
+  const Node* node = place.node->Is(S_IFDIR) ? place.node.get() : place.folder.get();
+  if (!place.node->Is(S_IFDIR)) real.append("/").append(place.name);
+  for (; node != node->parent; node = node->parent) {
+    for (const Node::Entry& entry : node->parent->entries) {
+      if (entry.node.get() == node) real.insert(0, "/" + entry.name);
+    }
+  }
+  if (real.empty()) real = "/";
+  if (real.size() >= PATH_MAX) return Fail(ENAMETOOLONG, static_cast<char*>(nullptr));
+  return strcpy(end, real.c_str());  // NOLINT: there is room
 }
 
 }  // namespace zem::memory

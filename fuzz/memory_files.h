@@ -11,6 +11,7 @@
 
 #include <dirent.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/types.h>
 #include <sys/vfs.h>
 
@@ -51,6 +52,8 @@ int StatAt(int folder, const char* path, LastLink last, struct stat* info);
 int StatNode(const Node& node, struct stat* info);
 int AccessAt(int folder, const char* path, int wanted);
 int StatFs(const char* path, struct statfs* info);
+int StatVfs(const char* path, struct statvfs* info);
+char* RealPath(const char* path, char* end);
 int Unlink(const char* path);
 int Link(const char* path, const char* second);
 int Rename(const char* path, const char* to);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <ctime>
 
 #include "fuzz.h"
 
@@ -155,7 +156,9 @@ void Overwrite(const char* path, const char* folder, std::string_view text) {
   Place place;
   if (!FindPlace(RootOfMemory(), path, LastLink::kFollowed, &place) || place.node == nullptr)
     return;
-  if (place.folder == FindForSure(folder)) place.node->text = text;
+  if (place.folder != FindForSure(folder)) return;
+  place.node->text = text;
+  place.node->time = time(nullptr);
 }
 
 std::string TextOf(const char* path) {
