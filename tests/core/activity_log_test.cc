@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "core/scratch.h"
+#include "temp_dir.h"
 
 namespace zem {
 namespace {
@@ -19,9 +19,9 @@ class ActivityLogTest : public testing::Test {
  protected:
   ActivityLogTest() : store_(Settings()), log_(&store_) {
     Change([this](Settings* s) {
-      s->config_path = scratch_.Path("zem.cfg");
+      s->config_path = scratch_ / "zem.cfg";
       s->ok_log_file = "ok.log";
-      s->bad_log_file = scratch_.Path("bad.log");
+      s->bad_log_file = scratch_ / "bad.log";
       s->verbose_log_file = "all.log";
     });
   }
@@ -34,7 +34,7 @@ class ActivityLogTest : public testing::Test {
     return text;
   }
 
-  Scratch scratch_;
+  TempDir scratch_;
   SettingsStore store_;
   ActivityLog log_;
   const uint32_t peer_ = inet_addr("192.168.111.222");
@@ -50,7 +50,7 @@ TEST_F(ActivityLogTest, LinesHaveTheirFormats) {
   log_.WriteLogFormat(0, LogKind::kFailure, "a%db\n", 5);
   EXPECT_EQ(Masked(testing::internal::GetCapturedStdout()),
             "[zem][99:99:99]\t 999.999.999.999\t 999% %s\n[zem][99:99:99]\t zem\t\t a9b\n");
-  const std::string file = scratch_.Read("bad.log");
+  const std::string file = ReadFile(scratch_ / "bad.log");
   EXPECT_EQ(Masked(file),
             "[99/99/9999 99:99:99]\t 999.999.999.999\t 999% %s\n"
             "[99/99/9999 99:99:99]\t zem\t\t a9b\n");
@@ -72,12 +72,12 @@ TEST_F(ActivityLogTest, TextsAreCutAt511Bytes) {
     log_.WriteLog(message, 0, LogKind::kFailure);
     log_.WriteLogFormat(0, LogKind::kFailure, "%s", message.c_str());
     const std::string console = testing::internal::GetCapturedStdout();
-    const std::string file = scratch_.Read("bad.log");
+    const std::string file = ReadFile(scratch_ / "bad.log");
     const size_t expected = std::min<size_t>(511, shortened.size() + size);
     EXPECT_EQ(file.size(), 2 * expected) << size;
     EXPECT_EQ(Masked(file).substr(0, expected), shortened + message.substr(0, expected - 29));
     EXPECT_EQ(console.size(), 2 * std::min<size_t>(511, 23 + size)) << size;
-    unlink(scratch_.Path("bad.log").c_str());
+    unlink((scratch_ / "bad.log").c_str());
   }
 }
 
@@ -117,7 +117,7 @@ TEST_F(ActivityLogTest, KindAndSettingsDecideWhereAnEntryGoes) {
     unsigned reached = testing::internal::GetCapturedStdout().empty() ? 0U : unsigned{kConsole};
     for (const auto& [name, bit] :
          {std::pair{"ok.log", kOk}, std::pair{"bad.log", kBad}, std::pair{"all.log", kVerbose}}) {
-      if (unlink(scratch_.Path(name).c_str()) == 0) reached |= bit;
+      if (unlink((scratch_ / name).c_str()) == 0) reached |= bit;
     }
     EXPECT_EQ(reached, c.expected);
   }
@@ -132,13 +132,13 @@ TEST_F(ActivityLogTest, FilesThatCannotBeWrittenAreSkipped) {
   });
   log_.WriteLog("m\n", 0, LogKind::kInformation);
   log_.WriteLog("m\n", 0, LogKind::kFailure);
-  EXPECT_FALSE(scratch_.Exists("all.log"));
-  const OvString config_path(scratch_.Path("zem.cfg"));
+  EXPECT_FALSE(FileExists(scratch_ / "all.log"));
+  const OvString config_path(scratch_ / "zem.cfg");
   AppendLogLine(config_path, "", "line\n");
   AppendLogLine(config_path, "empty.log", "");
-  EXPECT_FALSE(scratch_.Exists("empty.log"));
+  EXPECT_FALSE(FileExists(scratch_ / "empty.log"));
   // A pipe that nobody reads must not hold the agent up.
-  ASSERT_EQ(mkfifo(scratch_.Path("pipe.log").c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo((scratch_ / "pipe.log").c_str(), 0600), 0);
   AppendLogLine(config_path, "pipe.log", "line\n");
 }
 
@@ -160,7 +160,7 @@ TEST_F(ActivityLogTest, EntriesOfManyThreadsStayWhole) {
   for (int i = 0; i < kThreads * kEntries; ++i) {
     expected += "[99/99/9999 99:99:99]\t 999.999.999.999\t thread 9 says 999\n";
   }
-  EXPECT_EQ(Masked(scratch_.Read("ok.log")), expected);
+  EXPECT_EQ(Masked(ReadFile(scratch_ / "ok.log")), expected);
 }
 
 }  // namespace

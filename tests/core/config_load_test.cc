@@ -6,7 +6,8 @@
 #include <vector>
 
 #include "core/config_file.h"
-#include "core/scratch.h"
+#include "plain_user.h"
+#include "temp_dir.h"
 
 namespace zem {
 namespace {
@@ -22,30 +23,30 @@ constexpr const char* kBadProgram = "  Invalid path to the agent!\n";
 class ConfigLoadTest : public testing::Test {
  protected:
   ConfigLoadTest() {
-    settings_.config_path = scratch_.Path("zem.cfg");
-    scratch_.Write("zem", "");
+    settings_.config_path = scratch_ / "zem.cfg";
+    WriteFile(scratch_ / "zem", "");
   }
 
   // Loads a file with these lines into `settings_`; true as LoadSettings answers it.
   bool Load(std::string_view text) {
-    scratch_.Write("zem.cfg", text);
+    WriteFile(scratch_ / "zem.cfg", text);
     error_ = "stale";
     return LoadSettings(&settings_, &error_);
   }
   // Everything a valid configuration needs, and no filter warning.
   std::string Needed() const {
-    return "port=1055\npassword=p\nzempath=" + scratch_.Path("zem") +
+    return "port=1055\npassword=p\nzempath=" + scratch_ / "zem" +
            "\nfiltermarks=1\nfilterlist=1.2.3.4\n";
   }
 
-  Scratch scratch_;
+  TempDir scratch_;
   Settings settings_;
   OvString error_;
 };
 
 TEST_F(ConfigLoadTest, SaysWhatIsMissing) {
   const std::string filter = "filtermarks=1\nfilterlist=a\n";
-  const std::string zempath = "zempath=" + scratch_.Path("zem") + "\n";
+  const std::string zempath = "zempath=" + scratch_ / "zem" + "\n";
   const struct {
     std::string text;
     bool loaded;
@@ -60,7 +61,7 @@ TEST_F(ConfigLoadTest, SaysWhatIsMissing) {
       {filter + "port=x\npassword=p\n" + zempath, false, kNoPort},
       {filter + "port=1\n" + zempath, false, kNoPassword},
       {filter + "port=1\npassword=p\n", false, kNoProgram},
-      {filter + "port=1\npassword=p\nzempath=" + scratch_.Path("none") + "\n", false, kBadProgram},
+      {filter + "port=1\npassword=p\nzempath=" + scratch_ / "none" + "\n", false, kBadProgram},
       {"port=1\npassword=p\nzempath=/x\n", false, std::string(kFilterWarning) + kBadProgram},
   };
   for (const auto& c : cases) {
@@ -80,20 +81,20 @@ TEST_F(ConfigLoadTest, AFileThatCannotBeReadPutsTheDefaultsBack) {
     EXPECT_FALSE(settings_.filter_active);
     EXPECT_TRUE(settings_.unc);
     EXPECT_EQ(settings_.host, "h");
-    settings_.config_path = scratch_.Path("zem.cfg");
+    settings_.config_path = scratch_ / "zem.cfg";
     return std::string(error_.View());
   };
   EXPECT_EQ(failed(""), "Configuration file is not specified");
-  for (const std::string& path : {scratch_.Path("none"), scratch_.Path("")}) {
+  for (const std::string& path : {scratch_ / "none", scratch_.Path()}) {
     EXPECT_EQ(failed(path), "Cannot open configuration file '" + path + "'");
   }
-  scratch_.Write("private", "");
-  chmod(scratch_.Path("private").c_str(), 0);
+  WriteFile(scratch_ / "private", "");
+  chmod((scratch_ / "private").c_str(), 0);
   EXPECT_TRUE(Load(Needed()));
   const AsOrdinaryUser ordinary;
-  settings_.config_path = scratch_.Path("private");
+  settings_.config_path = scratch_ / "private";
   EXPECT_FALSE(LoadSettings(&settings_, &error_));
-  EXPECT_EQ(error_, "Cannot open configuration file '" + scratch_.Path("private") + "'");
+  EXPECT_EQ(error_, "Cannot open configuration file '" + scratch_ / "private" + "'");
 }
 
 TEST_F(ConfigLoadTest, LinesAreKeyEqualsValue) {
@@ -214,11 +215,11 @@ TEST_F(ConfigLoadTest, DefaultsAreResetOrKeptPerKey) {
       {"pidfile", &S::pid_file, "", "x", kReset},
       {"delayforscripts", &S::delay_for_scripts, "90000", "5", kReset},
   };
-  const std::string least = "port=1\npassword=p\nzempath=" + scratch_.Path("zem") + "\n";
+  const std::string least = "port=1\npassword=p\nzempath=" + scratch_ / "zem" + "\n";
   for (const auto& c : cases) {
     SCOPED_TRACE(c.key);
     settings_ = Settings();
-    settings_.config_path = scratch_.Path("zem.cfg");
+    settings_.config_path = scratch_ / "zem.cfg";
     const auto present = [&] {
       return std::visit(
           [this](auto member) {
@@ -266,7 +267,7 @@ TEST_F(ConfigLoadTest, MarksChooseTheItemsOfTheAllowList) {
 }
 
 TEST_F(ConfigLoadTest, BareScriptNamesLieBesideTheProgram) {
-  const std::string beside = scratch_.Path("cpu.sh");
+  const std::string beside = scratch_ / "cpu.sh";
   const std::pair<std::string, std::string> cases[] = {
       {"cpu.sh", beside}, {"/opt/cpu.sh", "/opt/cpu.sh"}, {"./cpu.sh", "./cpu.sh"}, {"", ""}};
   for (const auto& [script, expected] : cases) {
@@ -281,9 +282,9 @@ TEST_F(ConfigLoadTest, BareScriptNamesLieBesideTheProgram) {
 }
 
 TEST_F(ConfigLoadTest, TheTemporaryDirectoryIsExported) {
-  const std::string here = scratch_.Path("").substr(0, scratch_.Path("").size() - 1);
-  const std::string file = scratch_.Path("zem");
-  const std::string none = scratch_.Path("none");
+  const std::string here = scratch_.Path();
+  const std::string file = scratch_ / "zem";
+  const std::string none = scratch_ / "none";
   const struct {
     std::string configured;
     const char *tmpdir, *tmp;

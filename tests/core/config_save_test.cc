@@ -11,7 +11,8 @@
 #include <vector>
 
 #include "core/config_file.h"
-#include "core/scratch.h"
+#include "plain_user.h"
+#include "temp_dir.h"
 
 namespace zem {
 namespace {
@@ -55,30 +56,30 @@ std::string Appended(const std::vector<std::string>& present) {
 class ConfigSaveTest : public testing::Test {
  protected:
   ConfigSaveTest() {
-    live_.config_path = scratch_.Path("zem.cfg");
+    live_.config_path = scratch_ / "zem.cfg";
     SetLive(&live_);
     error_ = "stale";
   }
 
   // The file that a save makes of an old one.
   std::string Saved(const std::string& old_file) {
-    scratch_.Write("zem.cfg", old_file);
+    WriteFile(scratch_ / "zem.cfg", old_file);
     EXPECT_TRUE(SaveSettings(live_, &error_));
     EXPECT_EQ(error_, "");
-    EXPECT_FALSE(scratch_.Exists("zem.cfg.New"));
-    EXPECT_EQ(scratch_.Read("zem.cfg.Old"), old_file);
-    return scratch_.Read("zem.cfg");
+    EXPECT_FALSE(FileExists(scratch_ / "zem.cfg.New"));
+    EXPECT_EQ(ReadFile(scratch_ / "zem.cfg.Old"), old_file);
+    return ReadFile(scratch_ / "zem.cfg");
   }
 
   // A save that has to fail with this text and leave the file as it is and no ".New".
   void ExpectFailure(const std::string& error) {
-    const std::string before = scratch_.Read("zem.cfg");
+    const std::string before = ReadFile(scratch_ / "zem.cfg");
     EXPECT_FALSE(SaveSettings(live_, &error_));
     EXPECT_EQ(error_, error);
-    EXPECT_EQ(scratch_.Read("zem.cfg"), before);
+    EXPECT_EQ(ReadFile(scratch_ / "zem.cfg"), before);
   }
 
-  Scratch scratch_;
+  TempDir scratch_;
   Settings live_;
   OvString error_;
 };
@@ -175,7 +176,7 @@ TEST_F(ConfigSaveTest, EveryLineFits1023Bytes) {
 }
 
 TEST_F(ConfigSaveTest, WhatIsSavedIsWhatIsLoaded) {
-  scratch_.Write("zem", "");
+  WriteFile(scratch_ / "zem", "");
   Settings odd = live_;
   odd.timeout = -12345;
   int number = 0;
@@ -188,7 +189,7 @@ TEST_F(ConfigSaveTest, WhatIsSavedIsWhatIsLoaded) {
     }
   }
   odd.filter_list = "1.2.3.4\r\n\r\n5.6.7.8";
-  const std::string zempath = "zempath=" + scratch_.Path("zem") + "\n";
+  const std::string zempath = "zempath=" + scratch_ / "zem" + "\n";
   for (const std::string& old_file :
        {zempath + "freespace=\n", "comment=old\r\n#c\nUNC =1 x\nFreeSpace=\nport=9\n" + zempath}) {
     live_ = odd;
@@ -202,19 +203,19 @@ TEST_F(ConfigSaveTest, WhatIsSavedIsWhatIsLoaded) {
                  row.member);
     }
     // Saving what was loaded changes nothing any more.
-    const std::string once = scratch_.Read("zem.cfg");
+    const std::string once = ReadFile(scratch_ / "zem.cfg");
     EXPECT_TRUE(SaveSettings(loaded, &error_));
-    EXPECT_EQ(scratch_.Read("zem.cfg"), once);
+    EXPECT_EQ(ReadFile(scratch_ / "zem.cfg"), once);
   }
 }
 
 TEST_F(ConfigSaveTest, KeepsModeAndOwnerAndFollowsNoLink) {
-  scratch_.Write("zem.cfg", "comment=old\n");
-  scratch_.Write("victim", "untouched");
+  WriteFile(scratch_ / "zem.cfg", "comment=old\n");
+  WriteFile(scratch_ / "victim", "untouched");
   for (const char* name : {"zem.cfg.New", "zem.cfg.Old"}) {
-    ASSERT_EQ(symlink(scratch_.Path("victim").c_str(), scratch_.Path(name).c_str()), 0);
+    ASSERT_EQ(symlink((scratch_ / "victim").c_str(), (scratch_ / name).c_str()), 0);
   }
-  const std::string path = scratch_.Path("zem.cfg");
+  const std::string path = scratch_ / "zem.cfg";
   ASSERT_EQ(chmod(path.c_str(), 0640), 0);
   ASSERT_TRUE(geteuid() != 0 || chown(path.c_str(), 65534, 65533) == 0);
   struct stat before;
@@ -225,35 +226,35 @@ TEST_F(ConfigSaveTest, KeepsModeAndOwnerAndFollowsNoLink) {
   EXPECT_EQ(after.st_mode, before.st_mode);
   EXPECT_EQ(after.st_uid, before.st_uid);
   EXPECT_EQ(after.st_gid, before.st_gid);
-  EXPECT_EQ(scratch_.Read("victim"), "untouched");
-  ASSERT_EQ(lstat(scratch_.Path("zem.cfg.Old").c_str(), &after), 0);
+  EXPECT_EQ(ReadFile(scratch_ / "victim"), "untouched");
+  ASSERT_EQ(lstat((scratch_ / "zem.cfg.Old").c_str(), &after), 0);
   EXPECT_TRUE(S_ISREG(after.st_mode));
-  EXPECT_EQ(scratch_.Read("zem.cfg.Old"), "comment=old\n");
+  EXPECT_EQ(ReadFile(scratch_ / "zem.cfg.Old"), "comment=old\n");
   // A folder in the way of ".Old" does not fail a save.
-  ASSERT_EQ(unlink(scratch_.Path("zem.cfg.Old").c_str()), 0);
-  ASSERT_EQ(mkdir(scratch_.Path("zem.cfg.Old").c_str(), 0755), 0);
+  ASSERT_EQ(unlink((scratch_ / "zem.cfg.Old").c_str()), 0);
+  ASSERT_EQ(mkdir((scratch_ / "zem.cfg.Old").c_str(), 0755), 0);
   EXPECT_TRUE(SaveSettings(live_, &error_));
   EXPECT_EQ(error_, "");
 }
 
 TEST_F(ConfigSaveTest, ALinkStaysAndItsFileIsRewritten) {
-  ASSERT_EQ(mkdir(scratch_.Path("real").c_str(), 0755), 0);
-  scratch_.Write("real/file", "comment=old\n");
-  ASSERT_EQ(symlink("real/file", scratch_.Path("middle").c_str()), 0);
-  ASSERT_EQ(symlink("middle", scratch_.Path("zem.cfg").c_str()), 0);
+  ASSERT_EQ(mkdir((scratch_ / "real").c_str(), 0755), 0);
+  WriteFile(scratch_ / "real/file", "comment=old\n");
+  ASSERT_EQ(symlink("real/file", (scratch_ / "middle").c_str()), 0);
+  ASSERT_EQ(symlink("middle", (scratch_ / "zem.cfg").c_str()), 0);
   EXPECT_TRUE(SaveSettings(live_, &error_));
-  EXPECT_EQ(std::filesystem::read_symlink(scratch_.Path("zem.cfg")), "middle");
-  EXPECT_EQ(std::filesystem::read_symlink(scratch_.Path("middle")), "real/file");
-  EXPECT_EQ(scratch_.Read("real/file").substr(0, 13), "comment=new\r\n");
-  EXPECT_EQ(scratch_.Read("real/file.Old"), "comment=old\n");
-  EXPECT_FALSE(scratch_.Exists("zem.cfg.Old"));
+  EXPECT_EQ(std::filesystem::read_symlink(scratch_ / "zem.cfg"), "middle");
+  EXPECT_EQ(std::filesystem::read_symlink(scratch_ / "middle"), "real/file");
+  EXPECT_EQ(ReadFile(scratch_ / "real/file").substr(0, 13), "comment=new\r\n");
+  EXPECT_EQ(ReadFile(scratch_ / "real/file.Old"), "comment=old\n");
+  EXPECT_FALSE(FileExists(scratch_ / "zem.cfg.Old"));
   // One that leads nowhere is no file to save.
-  unlink(scratch_.Path("real/file").c_str());
-  ExpectFailure("Cannot open configuration file '" + scratch_.Path("zem.cfg") + "'");
+  unlink((scratch_ / "real/file").c_str());
+  ExpectFailure("Cannot open configuration file '" + scratch_ / "zem.cfg" + "'");
 }
 
 TEST_F(ConfigSaveTest, AFailureAtAnyStepLeavesTheFileWhole) {
-  const std::string path = scratch_.Path("zem.cfg");
+  const std::string path = scratch_ / "zem.cfg";
   const std::string cannot_create = "Cannot create new configuration file '" + path + ".New'";
   live_.config_path = "";
   ExpectFailure("Configuration file is not specified");
@@ -263,7 +264,7 @@ TEST_F(ConfigSaveTest, AFailureAtAnyStepLeavesTheFileWhole) {
   ExpectFailure("Cannot open configuration file '" + path + "'");
   ASSERT_EQ(rmdir(path.c_str()), 0);
 
-  scratch_.Write("zem.cfg", "comment=old\n" + std::string(200, '#') + "\n");
+  WriteFile(scratch_ / "zem.cfg", "comment=old\n" + std::string(200, '#') + "\n");
   ASSERT_EQ(mkdir((path + ".New").c_str(), 0755), 0);
   ExpectFailure(cannot_create);
   ASSERT_EQ(rmdir((path + ".New").c_str()), 0);
@@ -278,21 +279,21 @@ TEST_F(ConfigSaveTest, AFailureAtAnyStepLeavesTheFileWhole) {
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
   EXPECT_FALSE(saved);
   EXPECT_EQ(error_, cannot_create);
-  EXPECT_FALSE(scratch_.Exists("zem.cfg.New"));
-  EXPECT_EQ(scratch_.Read("zem.cfg"), "comment=old\n" + std::string(200, '#') + "\n");
+  EXPECT_FALSE(FileExists(scratch_ / "zem.cfg.New"));
+  EXPECT_EQ(ReadFile(scratch_ / "zem.cfg"), "comment=old\n" + std::string(200, '#') + "\n");
 
-  ASSERT_EQ(chmod(scratch_.Path("").c_str(), 0555), 0);
+  ASSERT_EQ(chmod(scratch_.Path().c_str(), 0555), 0);
   {
     const AsOrdinaryUser ordinary;
     ExpectFailure(cannot_create);
   }
-  EXPECT_FALSE(scratch_.Exists("zem.cfg.Old"));
+  EXPECT_FALSE(FileExists(scratch_ / "zem.cfg.Old"));
   // Here the ordinary user may make files but not replace the superuser's.
-  ASSERT_EQ(chmod(scratch_.Path("").c_str(), 01777), 0);
+  ASSERT_EQ(chmod(scratch_.Path().c_str(), 01777), 0);
   if (geteuid() == 0) {
     const AsOrdinaryUser ordinary;
     ExpectFailure("Cannot overwrite configuration file '" + path + "'");
-    EXPECT_FALSE(scratch_.Exists("zem.cfg.New"));
+    EXPECT_FALSE(FileExists(scratch_ / "zem.cfg.New"));
   }
   EXPECT_TRUE(SaveSettings(live_, &error_));
 }
@@ -333,7 +334,7 @@ TEST_F(ConfigSaveTest, AProcessThatDiesWhileSavingLeavesAWholeFile) {
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFSIGNALED(status)) << status;
-    const std::string now = scratch_.Read("zem.cfg");
+    const std::string now = ReadFile(scratch_ / "zem.cfg");
     ASSERT_TRUE(now == whole[0] || now == whole[1]) << now.size() << " bytes in round " << round;
     ++seen[now == whole[1] ? 1 : 0];
   }

@@ -9,8 +9,8 @@
 #include <ctime>
 #include <thread>
 
-#include "core/scratch.h"
 #include "core/unique_fd.h"
+#include "temp_dir.h"
 
 namespace zem {
 namespace {
@@ -65,19 +65,19 @@ TEST(ProcessControl, NoReplyBeginsOnceTheyAreStoppedAndTheStopWaits) {
 }
 
 TEST(UniqueFd, FilesAreMadeExclusivelyAndNotThroughLinks) {
-  const Scratch scratch;
-  scratch.Write("there", "untouched");
-  ASSERT_EQ(symlink(scratch.Path("dangling").c_str(), scratch.Path("link").c_str()), 0);
-  EXPECT_FALSE(CreateExclusively(OvString(scratch.Path("there")), 0600).IsOpen());
-  EXPECT_FALSE(CreateExclusively(OvString(scratch.Path("link")), 0600).IsOpen());
-  EXPECT_FALSE(CreateExclusively(OvString(scratch.Path("a")).Append('\0'), 0600).IsOpen());
-  EXPECT_FALSE(scratch.Exists("dangling") || scratch.Exists("a"));
-  const UniqueFd made = CreateExclusively(OvString(scratch.Path("new")), 0600);
+  const TempDir scratch;
+  WriteFile(scratch / "there", "untouched");
+  ASSERT_EQ(symlink((scratch / "dangling").c_str(), (scratch / "link").c_str()), 0);
+  EXPECT_FALSE(CreateExclusively(OvString(scratch / "there"), 0600).IsOpen());
+  EXPECT_FALSE(CreateExclusively(OvString(scratch / "link"), 0600).IsOpen());
+  EXPECT_FALSE(CreateExclusively(OvString(scratch / "a").Append('\0'), 0600).IsOpen());
+  EXPECT_FALSE(FileExists(scratch / "dangling") || FileExists(scratch / "a"));
+  const UniqueFd made = CreateExclusively(OvString(scratch / "new"), 0600);
   ASSERT_TRUE(made.IsOpen());
   EXPECT_NE(fcntl(made.Get(), F_GETFD) & FD_CLOEXEC, 0);
   EXPECT_TRUE(WriteAll(made.Get(), "bytes"));
-  EXPECT_EQ(scratch.Read("new"), "bytes");
-  EXPECT_EQ(scratch.Read("there"), "untouched");
+  EXPECT_EQ(ReadFile(scratch / "new"), "bytes");
+  EXPECT_EQ(ReadFile(scratch / "there"), "untouched");
 }
 
 }  // namespace

@@ -8,14 +8,14 @@
 #include <thread>
 #include <vector>
 
-#include "core/scratch.h"
+#include "temp_dir.h"
 
 namespace zem {
 namespace {
 
 class SettingsStoreTest : public testing::Test {
  protected:
-  SettingsStoreTest() : store_(AtPath(scratch_.Path("zem.cfg"))) { scratch_.Write("zem", ""); }
+  SettingsStoreTest() : store_(AtPath(scratch_ / "zem.cfg")) { WriteFile(scratch_ / "zem", ""); }
 
   static Settings AtPath(const std::string& path) {
     Settings settings;
@@ -23,11 +23,11 @@ class SettingsStoreTest : public testing::Test {
     return settings;
   }
   void WriteConfig(const std::string& lines) const {
-    scratch_.Write("zem.cfg", "port=1\nfiltermarks=1\nfilterlist=a\n" + lines);
+    WriteFile(scratch_ / "zem.cfg", "port=1\nfiltermarks=1\nfilterlist=a\n" + lines);
   }
-  std::string Zempath() const { return "zempath=" + scratch_.Path("zem") + "\n"; }
+  std::string Zempath() const { return "zempath=" + scratch_ / "zem" + "\n"; }
 
-  Scratch scratch_;
+  TempDir scratch_;
   SettingsStore store_;
   OvString error_;
 };
@@ -42,7 +42,7 @@ TEST_F(SettingsStoreTest, AFailedReloadKeepsThePasswordAndTheProgram) {
   SettingsPtr now = store_.Snapshot();
   EXPECT_EQ(now->password, "secret");
   EXPECT_EQ(now->zempath, before->zempath);
-  EXPECT_EQ(now->proc_cnt_script, scratch_.Path("count")) << "beside the program that stays";
+  EXPECT_EQ(now->proc_cnt_script, scratch_ / "count") << "beside the program that stays";
   EXPECT_EQ(now->comment, "half");  // the rest is published: defaults and the keys read
   EXPECT_FALSE(now->filter_active);
   EXPECT_TRUE(now->unc);
@@ -53,9 +53,9 @@ TEST_F(SettingsStoreTest, AFailedReloadKeepsThePasswordAndTheProgram) {
   EXPECT_EQ(store_.Snapshot()->password, "other");
   EXPECT_EQ(store_.Snapshot()->zempath, "/nonexistent/zem");
 
-  unlink(scratch_.Path("zem.cfg").c_str());
+  unlink((scratch_ / "zem.cfg").c_str());
   EXPECT_FALSE(store_.Load(&error_));
-  EXPECT_EQ(error_, "Cannot open configuration file '" + scratch_.Path("zem.cfg") + "'");
+  EXPECT_EQ(error_, "Cannot open configuration file '" + scratch_ / "zem.cfg" + "'");
   EXPECT_EQ(store_.Snapshot()->password, "other");
 
   // A manager who sets an empty password gets it, whatever becomes of the file.
@@ -68,7 +68,7 @@ TEST_F(SettingsStoreTest, AChangeIsLiveAndInTheFile) {
   EXPECT_TRUE(store_.Load(&error_));
   EXPECT_TRUE(store_.UpdateAndSave([](Settings* s) { s->comment = "changed"; }, &error_));
   EXPECT_EQ(store_.Snapshot()->comment, "changed");
-  EXPECT_NE(scratch_.Read("zem.cfg").find("\r\ncomment=changed\r\n"), std::string::npos);
+  EXPECT_NE(ReadFile(scratch_ / "zem.cfg").find("\r\ncomment=changed\r\n"), std::string::npos);
 }
 
 // A file that is missing for a moment leaves open defaults in force. They are not for writing.
@@ -77,7 +77,7 @@ TEST_F(SettingsStoreTest, AChangeAfterAFailedLoadLoadsFirst) {
       "password=secret\nfilteractive=1\nexternal=0\nshellscript=0\n" + Zempath();
   WriteConfig(whole);
   EXPECT_TRUE(store_.Load(&error_));
-  unlink(scratch_.Path("zem.cfg").c_str());
+  unlink((scratch_ / "zem.cfg").c_str());
   EXPECT_FALSE(store_.Load(&error_));
   EXPECT_TRUE(store_.Snapshot()->external);
 
@@ -91,7 +91,7 @@ TEST_F(SettingsStoreTest, AChangeAfterAFailedLoadLoadsFirst) {
   const SettingsPtr now = store_.Snapshot();
   EXPECT_TRUE(now->filter_active);
   EXPECT_FALSE(now->external || now->shell_script || now->unc);
-  const std::string file = scratch_.Read("zem.cfg");
+  const std::string file = ReadFile(scratch_ / "zem.cfg");
   for (const char* line : {"filteractive=1\n", "external=0\n", "shellscript=0\n", "unc=0\r\n"}) {
     EXPECT_NE(file.find(line), std::string::npos) << line << file;
   }

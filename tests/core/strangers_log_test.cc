@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "core/connection_log.h"
-#include "core/scratch.h"
 #include "core/wrong_passwords.h"
+#include "temp_dir.h"
 
 namespace zem {
 namespace {
@@ -26,14 +26,14 @@ class ConnectionLogTest : public testing::Test {
     now_ms = 1'000'000;
     store_.Update([this](Settings* s) {
       s->log_success = s->log_fails = true;
-      s->ok_log_file = scratch_.Path("ok.log");
-      s->bad_log_file = scratch_.Path("bad.log");
+      s->ok_log_file = scratch_ / "ok.log";
+      s->bad_log_file = scratch_ / "bad.log";
     });
   }
 
   // Entries of connections in a log, and what it says behind the address column of others.
   size_t Entries(const char* log, std::string* others) const {
-    std::istringstream lines(scratch_.Read(log));
+    std::istringstream lines(ReadFile(scratch_ / log));
     size_t count = 0;
     for (std::string line; std::getline(lines, line);) {
       const bool entry = line.find("\t 10.1.2.3\t TCP connection ") != std::string::npos;
@@ -43,7 +43,7 @@ class ConnectionLogTest : public testing::Test {
     return count;
   }
 
-  Scratch scratch_;
+  TempDir scratch_;
   SettingsStore store_;
   ActivityLog log_;
   const uint32_t peer_ = inet_addr("10.1.2.3");

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "dispatch/upgrade.h"
-#include "e2e/temp_dir.h"
 #include "protocol/cipher.h"
+#include "temp_dir.h"
 
 namespace zem {
 namespace {
@@ -58,10 +58,10 @@ class UpgradeTransfer : public testing::Test {
     EXPECT_FALSE(upgrade.IsActive());
     EXPECT_TRUE(control_.ClaimUpgradeSlot());
     control_.ReleaseUpgradeSlot();
-    EXPECT_EQ(test::ListDir(getenv("TMPDIR")), left);
+    EXPECT_EQ(ListDir(getenv("TMPDIR")), left);
   }
 
-  test::TempDir dir_;
+  TempDir dir_;
   ProcessControl control_;
   OvString program_path_ = "/tmp/zem";
 };
@@ -78,7 +78,7 @@ TEST_F(UpgradeTransfer, IsRequestedByItsOwnSessionAlone) {
   EXPECT_TRUE(control_.UpgradeRequested());
   EXPECT_EQ(control_.UpgradePath(), dir_ / "zemupd__.sh");
   EXPECT_FALSE(control_.ClaimUpgradeSlot()) << "held until the script runs";
-  EXPECT_EQ(test::ReadFile(dir_ / "zemupd__.sh"),
+  EXPECT_EQ(ReadFile(dir_ / "zemupd__.sh"),
             "#! /bin/sh\n"
             "oldZEM='/tmp/zem'\n"
             "newZEM='" +
@@ -98,7 +98,7 @@ TEST_F(UpgradeTransfer, IsRequestedByItsOwnSessionAlone) {
                 "rm " +
                 (dir_ / "zemupd__.sh") + "\n");
   control_.ClearUpgrade();
-  EXPECT_TRUE(test::ListDir(dir_.Path()).empty()) << "a script that cannot be run is not kept";
+  EXPECT_TRUE(ListDir(dir_.Path()).empty()) << "a script that cannot be run is not kept";
 }
 
 TEST_F(UpgradeTransfer, HandsNothingOverThatDidNotEndWell) {
@@ -128,11 +128,11 @@ TEST_F(UpgradeTransfer, InstallsOnlyTheFileThatItWrote) {
   const std::string path = dir_ / "zem__.upd";
   const auto exchange = [&] {
     unlink(path.c_str());
-    test::WriteFile(path, std::string(200, 'p'));
+    WriteFile(path, std::string(200, 'p'));
   };
   ExpectFailure(kNoProgramFlag, [&] { unlink(path.c_str()); });
   ExpectFailure(kNoProgramFlag, exchange, {"zem__.upd"});  // another's, so it stays
-  ExpectFailure(kNoProgramFlag, [&] { test::WriteFile(path, "short"); });
+  ExpectFailure(kNoProgramFlag, [&] { WriteFile(path, "short"); });
   ExpectFailure(kNoProgramFlag,
                 [&] {
                   rename(path.c_str(), (dir_ / "moved").c_str());

@@ -105,16 +105,6 @@ TEST(Papers, TheSampleNamesEveryKeyAndLoadsOnceAPasswordIsSet) {
   std::remove(path.c_str());
 }
 
-TEST(Papers, TheManualOfTheConfigurationHasEveryKey) {
-  std::set<std::string> described;
-  for (const std::string& line : LinesOf(ZEM_SOURCE_DIR "/man/zem.cfg.5")) {
-    const std::string item = ".It Cm ";
-    if (line.rfind(item, 0) != 0) continue;
-    described.insert(line.substr(item.size(), line.find(' ', item.size()) - item.size()));
-  }
-  EXPECT_EQ(described, LoaderKeys());
-}
-
 TEST(Papers, TheProtocolNamesEveryCommand) {
   std::string text;
   for (const std::string& line : LinesOf(ZEM_SOURCE_DIR "/docs/protocol.md")) text += line + "\n";

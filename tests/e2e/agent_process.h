@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "e2e/temp_dir.h"
 #include "e2e/wire_client.h"
+#include "temp_dir.h"
 
 namespace zem::test {
 

@@ -26,10 +26,6 @@ using Options = AgentProcess::Options;
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-bool Holds(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
-
 void LimitDescriptors(rlim_t count) {
   const rlimit limit = {count, count};
   setrlimit(RLIMIT_NOFILE, &limit);

@@ -6,9 +6,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <atomic>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "e2e/agent_process.h"
@@ -17,10 +15,6 @@ namespace zem::test {
 namespace {
 
 using Options = AgentProcess::Options;
-
-bool Holds(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
 
 std::string CommentOf(const AgentProcess& agent) {
   const std::string reply = agent.Ask("GetInfo").value_or("");
@@ -115,19 +109,6 @@ TEST(Lifecycle, HangUpEndsAnInteractiveAgent) {
   EXPECT_TRUE(Eventually([&] { return agent.HasExited(); }));
 }
 
-TEST(Lifecycle, AFailedReloadIsReportedAndKeepsThePassword) {
-  AgentProcess agent;
-  WriteFile(agent.ConfigPath(), "comment=half\npassword=\n");
-  EXPECT_EQ(agent.Ask("ReloadCfg\n"),
-            "300\nFilterMarks has less items than FilterList  Password is not specified!\n"
-            "  Full path to the agent is not specified!\n");
-  EXPECT_EQ(CommentOf(agent), "half") << "what was read is live";
-  const Connection stranger(agent.Port());
-  ASSERT_TRUE(stranger.Send(Packet("GetInfo\r", "")));
-  EXPECT_TRUE(stranger.ClosesWithin(30'000)) << "an empty password admits nobody";
-  EXPECT_EQ(agent.Ask("ReloadApp\n"), "200\nOk\n");
-}
-
 TEST(Lifecycle, ASentSegmentationFaultRestarts) {
   for (const char* mode : {"-i", "-d"}) {
     SCOPED_TRACE(mode);
@@ -186,82 +167,6 @@ TEST(Lifecycle, TheConnectionFilterIsLooseOnPurpose) {
   const Connection listed(rejecting.Port(), "127.0.0.7");
   ASSERT_TRUE(listed.Send(Packet("GetInfo\r")));
   EXPECT_TRUE(Holds(listed.ReceiveReply().value_or(""), "FailedConnections=1\n"));
-}
-
-TEST(Lifecycle, RejectedConnectionsDoNotUseUpDescriptors) {
-  if (LacksLoopbackNet()) GTEST_SKIP() << LacksLoopbackNet();
-  AgentProcess agent(Options{.config = "filteractive=1\nfiltermarks=1\nfilterlist=127.0.0.7\n",
-                             .wait_until_listening = false,
-                             .before_exec = [] {
-                               const rlimit limit = {256, 256};
-                               setrlimit(RLIMIT_NOFILE, &limit);
-                             }});
-  ASSERT_TRUE(Eventually([&] { return Connection(agent.Port()).IsOpen(); }));
-  size_t descriptors = 0;
-  for (int i = 0; i < 600; ++i) {
-    const Connection rejected(agent.Port());
-    ASSERT_TRUE(rejected.ClosesWithin(30'000)) << i;
-    if (i == 100) descriptors = agent.OpenDescriptors();
-  }
-  EXPECT_LE(agent.OpenDescriptors(), descriptors + 2) << "the ring of parked ones is full by then";
-  const Connection listed(agent.Port(), "127.0.0.7");
-  ASSERT_TRUE(listed.Send(Packet("GetInfo\r")));
-  EXPECT_TRUE(listed.ReceiveReply());
-}
-
-TEST(Lifecycle, MoreSilentPeersThanDescriptorsOnlyDelayTheOthers) {
-  AgentProcess agent(Options{.config = "timeout=3000\n", .before_exec = [] {
-                               const rlimit limit = {64, 64};
-                               setrlimit(RLIMIT_NOFILE, &limit);
-                             }});
-  std::vector<Connection> silent;
-  for (int i = 0; i < 150; ++i) silent.emplace_back(agent.Port());
-  // Waits in the backlog until sessions have been dropped for their silence.
-  EXPECT_TRUE(agent.Answers());
-  EXPECT_FALSE(agent.HasExited());
-}
-
-// One request; counts it when a reply began: whole, or torn in the middle.
-void AskOnce(int port, std::atomic<int>* whole, std::atomic<int>* torn) {
-  const Connection connection(port);
-  if (!connection.IsOpen() || !connection.Send(Packet("GetInfo\r"))) return;
-  const std::string size = connection.Receive(4);
-  if (size.empty()) return;
-  const auto length = static_cast<unsigned char>(size[0]) +
-                      256U * static_cast<unsigned char>(size.size() > 1 ? size[1] : 0);
-  const bool complete = size.size() == 4 && connection.Receive(length).size() == length;
-  ++(complete ? *whole : *torn);
-}
-
-TEST(Lifecycle, EveryRequestDuringRestartsAndPortSwitchesIsAnsweredWholeOrNotAtAll) {
-  AgentProcess agent;
-  std::atomic<int> port{agent.Port()};
-  std::atomic<bool> stop{false};
-  std::atomic<int> whole{0};
-  std::atomic<int> torn{0};
-  std::vector<std::thread> askers;
-  for (int i = 0; i < 50; ++i) {
-    askers.emplace_back([&] {
-      while (!stop) AskOnce(port, &whole, &torn);
-    });
-  }
-  for (int round = 0; round < 4; ++round) {
-    EXPECT_TRUE(Eventually([&] { return agent.Ask("ReloadApp\n") == "200\nOk\n"; }));
-    EXPECT_TRUE(Eventually([&] { return agent.Answers(); }));
-    const int next = FreePort();
-    const std::string request = "SetSettings\nPort=" + std::to_string(next) + "\n";
-    // The answer may be lost to a restart that is just under way; the switch then is still to come,
-    // or it was saved before and the next life has made it.
-    EXPECT_TRUE(Eventually(
-        [&] { return agent.Ask(request) == "200\n" || Ask(next, "GetInfo").has_value(); }));
-    agent.UsePort(next);
-    port = next;
-    EXPECT_TRUE(Eventually([&] { return agent.Answers(); }));
-  }
-  stop = true;
-  for (std::thread& asker : askers) asker.join();
-  EXPECT_EQ(torn, 0);
-  EXPECT_GT(whole, 0);
 }
 
 }  // namespace

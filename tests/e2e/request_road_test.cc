@@ -6,7 +6,6 @@
 #include <sys/socket.h>
 #include <sys/utsname.h>
 
-#include <atomic>
 #include <optional>
 #include <string>
 #include <thread>
@@ -64,10 +63,7 @@ TEST(RequestRoad, GetInfoTellsWhatTheAgentIs) {
 }
 
 TEST(RequestRoad, StatusesOfTheDispatcher) {
-  AgentProcess agent(Options{.config = "tcp=0\nexecuteaction=0\nfoldersize=0\ncountfiles=0\n"
-                                       "fileexists=0\nfilecrc=0\ncomparefiles=0\ntextlog=0\n"
-                                       "ping=0\nscript=0\nfreespace=0\n"
-                                       "manageaddr=10.0.0.1\nupdateaddr=10.0.0.1\nprocess=0\n"});
+  AgentProcess agent;
   const std::string hostile = "a\x1B[2J\x9B\x7F" + std::string(600, 'x') + "\n\r";
   struct Case {
     const char* request;  // as sent, end mark included where there is one
@@ -82,27 +78,6 @@ TEST(RequestRoad, StatusesOfTheDispatcher) {
       {"", "502\n"},
       {"NoSuchCommand\r", "500\n"},
       {"TEST-Ping\n\r", "500\nnot implemented yet\n"},
-      {"TEST-Script\n\r", "500\nnot implemented yet\n"},
-      {"TEST-SNMP\n\r", "500\nnot implemented yet\n"},
-      {"GetDriveList\n\r", "500\nnot implemented yet\n"},
-      {"TEST-DiskSpace\n\r", "500\nNot applicable for UNIX/Linux\n"},
-      {"TEST-Service\r", "500\nNot applicable for UNIX/Linux\n"},
-      {"TEST-NTLog\r", "500\nNot applicable for UNIX/Linux\n"},
-      {"TEST-PerfCounter\r", "500\nNot applicable for UNIX/Linux\n"},
-      {"GetServicesList\r", "500\nNot applicable for UNIX/Linux\n"},
-      {"GetEventLogFiles\r", "500\nNot applicable for UNIX/Linux\n"},
-      {"GetEventLogSources\r", "500\nNot applicable for UNIX/Linux\n"},
-      {"TEST-TCP\n\r", "600\ntest is not allowed\n"},
-      {"TEST-TextLog\n\r", "600\ntest is not allowed\n"},
-      {"GetFilesList\n\r", "600\ntest is not allowed\n"},
-      {"GetProcessesList\n\r", "600\ntest is not allowed\n"},
-      {"ACT-ExternalCmd\n\r", "600\noperation is not allowed\n"},
-      {"QUIT\r", "600\n"},
-      {"ReloadCfg\r", "600\n"},
-      {"ReloadApp\r", "600\n"},
-      {"GetSettings\r", "600\n"},
-      {"SetSettings\nComment=x\n\r", "600\n"},
-      {"UpgradeCode\n1000\n\r", "600\n"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.request);
@@ -120,46 +95,24 @@ TEST(RequestRoad, StatusesOfTheDispatcher) {
   EXPECT_NE(agent.BadLog().find("\t 127.0.0.1\t Unknown command " + shortened), std::string::npos);
 }
 
-TEST(RequestRoad, TextLogTestsAreNotThereYet) {
-  AgentProcess agent;
-  EXPECT_EQ(agent.Ask("TEST-TextLog\n"), "500\nnot implemented yet\n");
-  EXPECT_EQ(agent.Ask("TEST-TextLog2\n"), "500\nnot implemented yet\n");
-}
-
-TEST(RequestRoad, MalformedPacketsGetNoAnswerAndHarmNobody) {
+// Nobody without the password makes the agent keep what is still to come, or learns anything.
+TEST(RequestRoad, HopelessPacketsAreDroppedAtOnce) {
   AgentProcess agent(Options{.switches = {"-i", "-vd"}, .config = "timeout=60000\n"});
-  const std::string good = Packet("GetInfo\r");
-  std::vector<std::string> bad = {
-      Packet("GetInfo\r", "wrong password"),
-      Packet("GetInfo\r", ""),
-      good + "x",
-      std::string(14, '\0'),
-      std::string(14, '\xFF'),
-  };
-  std::string wrong_signature = good;
-  wrong_signature[5] = 0x11;
-  bad.push_back(wrong_signature);
-  // Announces 2 GiB; refused as soon as the header is there.
-  std::string huge = good;
-  huge.replace(0, 4, std::string("\0\0\0\x7F", 4));
-  bad.push_back(huge.substr(0, 14));
   // Announces a megabyte, but the password that came with it is already wrong.
-  std::string hopeless = Packet("GetInfo\r", "wrong password");
-  hopeless.replace(0, 4, std::string("\0\0\x10\0", 4));
-  bad.push_back(hopeless.substr(0, 30));
-  for (size_t i = 0; i < bad.size(); ++i) {
-    SCOPED_TRACE(i);
+  std::string wrong = Packet("GetInfo\r", "wrong password");
+  wrong.replace(0, 4, std::string("\0\0\x10\0", 4));
+  // Announces 2 GiB.
+  std::string huge = Packet("GetInfo\r");
+  huge.replace(0, 4, std::string("\0\0\0\x7F", 4));
+  for (const std::string& bytes : {wrong.substr(0, 30), huge.substr(0, 14)}) {
     const Connection connection(agent.Port());
-    ASSERT_TRUE(connection.Send(bad[i]));
+    ASSERT_TRUE(connection.Send(bytes));
     EXPECT_TRUE(connection.ClosesWithin(30'000));
   }
-  const std::string log = agent.VerboseLog();
-  EXPECT_NE(log.find("<-- Wrong password or MD5 error\n"), std::string::npos);
-  EXPECT_NE(log.find("<-- TCP packet size: 14\n"), std::string::npos);
-  EXPECT_NE(log.find("<-- ZEM packet size: -1\n"), std::string::npos);
-  EXPECT_NE(log.find("<-- Pswd size: 16\n"), std::string::npos);
-  EXPECT_NE(log.find("<-- Invalid QV request received\n"), std::string::npos);
-  EXPECT_TRUE(agent.Answers());
+  for (const char* line : {"<-- TCP packet size: 14\n", "<-- ZEM packet size: 2130706432\n",
+                           "<-- Invalid QV request received\n"}) {
+    EXPECT_TRUE(Holds(agent.VerboseLog(), line)) << line;
+  }
 }
 
 TEST(RequestRoad, APacketMayArriveInPieces) {
@@ -173,45 +126,6 @@ TEST(RequestRoad, APacketMayArriveInPieces) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   EXPECT_EQ(connection.ReceiveReply().value_or("").substr(0, 4), "200\n");
-}
-
-TEST(RequestRoad, SilenceAndHalfAPacketAreDroppedAfterTheTimeout) {
-  AgentProcess agent(Options{.config = "timeout=2000\n"});
-  const auto begin = std::chrono::steady_clock::now();
-  const Connection silent(agent.Port());
-  const Connection half(agent.Port());
-  ASSERT_TRUE(half.Send(Packet("GetInfo\r").substr(0, 20)));
-  EXPECT_TRUE(agent.Answers());
-  EXPECT_TRUE(silent.ClosesWithin(30'000));
-  EXPECT_TRUE(half.ClosesWithin(30'000));
-  const auto waited = std::chrono::steady_clock::now() - begin;
-  // Whole seconds of the clock: two seconds of time-out end between two and three seconds later.
-  EXPECT_GE(waited, std::chrono::milliseconds(1950));
-  EXPECT_LT(waited, std::chrono::seconds(10));
-}
-
-TEST(RequestRoad, ANegativeTimeoutNeverDropsAnybody) {
-  AgentProcess agent(Options{.config = "timeout=-1\n"});
-  const Connection silent(agent.Port());
-  EXPECT_FALSE(silent.ClosesWithin(2500));
-}
-
-TEST(RequestRoad, TwoHundredRequestsAtOnce) {
-  AgentProcess agent;
-  std::atomic<int> answered{0};
-  std::vector<std::thread> askers;
-  for (int i = 0; i < 200; ++i) {
-    askers.emplace_back([&] {
-      const auto reply = agent.Ask("GetInfo\n");
-      if (reply && Lines(*reply).size() == 20) ++answered;
-    });
-  }
-  for (std::thread& asker : askers) asker.join();
-  EXPECT_EQ(answered, 200);
-  EXPECT_TRUE(Eventually([&] {
-    const auto reply = agent.Ask("GetInfo\n");
-    return reply && reply->find("ActiveConnections=1\n") != std::string::npos;
-  }));
 }
 
 TEST(RequestRoad, LogLinesOfOneRequest) {

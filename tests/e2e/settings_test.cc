@@ -72,37 +72,6 @@ TEST(Settings, AreLiveAtOnceAndStandInTheFile) {
   EXPECT_EQ(info.st_mode & 07777, 0600U);
 }
 
-TEST(Settings, NoValueCanBringInALineOfItsOwn) {
-  AgentProcess agent;
-  EXPECT_EQ(agent.Ask("SetSettings\n"
-                      "IPFilterAddr=10.0.0.1%0D%0A10.0.0.2%0Aexternal=1%0Dallowmanage=1\n"
-                      "Comment=one\rzempath=/bin/sh\n"),
-            "200\n");
-  const std::string file = ReadFile(agent.ConfigPath());
-  EXPECT_NE(file.find("\nfilterlist=10.0.0.1 10.0.0.2 external=1 allowmanage=1\r\n"),
-            std::string::npos)
-      << file;
-  EXPECT_NE(file.find("comment=one zempath=/bin/sh\r\n"), std::string::npos) << file;
-}
-
-TEST(Settings, AFailedSaveIsReportedAndTheValuesAreLive) {
-  AgentProcess agent;
-  const std::string before = ReadFile(agent.ConfigPath());
-  // A folder in the place of the new file makes every save fail, for root too.
-  ASSERT_EQ(mkdir((agent.ConfigPath() + ".New").c_str(), 0700), 0);
-  EXPECT_EQ(agent.Ask("SetSettings\nComment=live\n"),
-            "300\nCannot create new configuration file '" + agent.ConfigPath() + ".New'\n");
-  EXPECT_NE(agent.Ask("GetInfo\n").value_or("").find("\nComment=live\n"), std::string::npos);
-  EXPECT_EQ(ReadFile(agent.ConfigPath()), before);
-}
-
-TEST(Settings, AnEmptyPasswordSetByAManagerIsTaken) {
-  AgentProcess agent;
-  EXPECT_EQ(agent.Ask("SetSettings\nPassword=\n"), "200\n");
-  EXPECT_TRUE(Ask(agent.Port(), "GetInfo\n", "").has_value());
-  EXPECT_FALSE(Ask(agent.Port(), "GetInfo\n").has_value());
-}
-
 TEST(Settings, TheAllowListChangesOnlyWithTheNextLoad) {
   AgentProcess agent;
   EXPECT_EQ(agent.Ask("SetSettings\nIPFiltering=1\nIPFilterAddr=10.9.9.9\nIPFilterMarks=1\n"),

@@ -13,7 +13,7 @@
 #include <filesystem>
 
 #include "e2e/agent_process.h"
-#include "e2e/temp_dir.h"
+#include "temp_dir.h"
 
 namespace zem::test {
 namespace {

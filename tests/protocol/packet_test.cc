@@ -227,18 +227,6 @@ TEST(PacketCompleteness, AWrongPasswordShowsAtOnceByItsLengthElseByItsField) {
   EXPECT_EQ(ProvesPassword(open.substr(0, 13), ""), PasswordProof::kMissing);
 }
 
-TEST(LengthField, IsLittleEndianAndOneTwoOrFourBytesWide) {
-  EXPECT_EQ(EncodeLength(0x89ABCDEF, 4), "\xEF\xCD\xAB\x89");
-  EXPECT_EQ(EncodeLength(0x89ABCDEF, 3), "\xEF\xCD\xAB");
-  EXPECT_EQ(EncodeLength(0x89ABCDEF, 2), "\xEF\xCD");
-  EXPECT_EQ(EncodeLength(0x89ABCDEF, 1), "\xEF");
-  EXPECT_EQ(EncodeLength(0x89ABCDEF, 0), "");
-  const uint32_t decoded[] = {0, 0xEF, 0xCDEF, 0, 0x89ABCDEF};  // deliberate: 3 reads as 0
-  for (size_t digits = 0; digits <= 4; ++digits) {
-    EXPECT_EQ(DecodeLength("\xEF\xCD\xAB\x89", digits), decoded[digits]) << digits;
-  }
-}
-
 TEST(LengthFieldDeathTest, AWidthAboveFourEndsTheProcess) {
   testing::GTEST_FLAG(death_test_style) = "threadsafe";
   EXPECT_DEATH((void)EncodeLength(1, 5), "digits<=sizeof\\(len\\).*EncodeLength.*zem_const");

@@ -6,8 +6,9 @@
 #include <algorithm>
 #include <random>
 
-#include "checks/files/temp_folder.h"
 #include "checks/files/text_search.h"
+#include "plain_user.h"
+#include "temp_dir.h"
 
 namespace zem {
 namespace {
@@ -17,7 +18,7 @@ Answer Compare(const std::string& first, const std::string& second) {
 }
 
 TEST(CompareContents, OnlyTheCommonPrefixCounts) {
-  TempFolder top;
+  TempDir top;
   std::string bytes(200'000, '\0');
   std::mt19937 random(3);
   for (char& byte : bytes) byte = static_cast<char>(random());
@@ -37,24 +38,6 @@ TEST(CompareContents, OnlyTheCommonPrefixCounts) {
   EXPECT_EQ(Compare(top / "whole", top / "missing"), Answer::kFailed);
   EXPECT_EQ(Compare(top / "pipe", top / "whole"), Answer::kFailed);
   EXPECT_EQ(Compare("", top / "whole"), Answer::kFailed);
-}
-
-TEST(MatchFiles, TimeThenSizeThenContents) {
-  TempFolder top;
-  WriteFile(top / "a", "same");
-  WriteFile(top / "b", "same but longer");
-  SetTimes(top / "a", 1000);
-  SetTimes(top / "b", 1000);
-  const OvString a(top / "a");
-  const OvString b(top / "b");
-  EXPECT_EQ(MatchFiles(a, b, {}), Answer::kYes);
-  EXPECT_EQ(MatchFiles(a, b, {.time = true, .contents = true}), Answer::kYes);
-  EXPECT_EQ(MatchFiles(a, b, {.time = true, .size = true}), Answer::kNo);
-  // Equal in the 32 bits that are compared.
-  SetTimes(top / "b", 1000 + (1LL << 32));
-  EXPECT_EQ(MatchFiles(a, b, {.time = true}), Answer::kYes);
-  SetTimes(top / "b", 1001);
-  EXPECT_EQ(MatchFiles(a, b, {.time = true}), Answer::kNo);
 }
 
 // The search as it has always been defined: a buffer of three text lengths, of which one is
@@ -103,7 +86,7 @@ class TextSearchTest : public ::testing::Test {
     }
   }
 
-  TempFolder top_;
+  TempDir top_;
 };
 
 TEST_F(TextSearchTest, EqualsTheSmallBufferOnShortFiles) {

@@ -14,8 +14,9 @@
 #include "checks/files/file_hash.h"
 #include "checks/files/file_list.h"
 #include "checks/files/folder_size.h"
-#include "checks/files/temp_folder.h"
+#include "plain_user.h"
 #include "spelled.h"
+#include "temp_dir.h"
 
 namespace zem {
 namespace {
@@ -43,7 +44,7 @@ class FileHandlers : public ::testing::Test {
     for (const Case& c : cases) EXPECT_EQ(Reply(handler, c.request), Spelled(c.reply)) << c.request;
   }
 
-  TempFolder top_;
+  TempDir top_;
 };
 
 constexpr const char* kLongName =
@@ -104,7 +105,7 @@ TEST_F(FileHandlers, FolderSize) {
 
 TEST_F(FileHandlers, FolderSizeBeyondWholeNumbers) {
   // File systems in memory take files of any size.
-  const TempFolder memory("/dev/shm");
+  const TempDir memory("/dev/shm");
   WriteFile(memory / "large", "");
   if (truncate((memory / "large").c_str(), (1LL << 53) + 1) != 0) {
     GTEST_SKIP() << "the file system takes no file of that size";
@@ -212,7 +213,7 @@ TEST_F(FileHandlers, FileExists) {
 
 // The age of such a file does not fit; it must not trap.
 TEST_F(FileHandlers, FileExistsBeforeAllTime) {
-  const TempFolder memory("/dev/shm");
+  const TempDir memory("/dev/shm");
   constexpr time_t kFirst = std::numeric_limits<time_t>::min();
   WriteFile(memory / "old", "12345");
   SetTimes(memory / "old", kFirst);

@@ -13,8 +13,9 @@
 #include "checks/files/folder_size.h"
 #include "checks/files/folder_stack.h"
 #include "checks/files/random_tree.h"
-#include "checks/files/temp_folder.h"
 #include "checks/files/walk_model.h"
+#include "plain_user.h"
+#include "temp_dir.h"
 
 namespace zem {
 namespace {
@@ -82,7 +83,7 @@ void ExpectSearchEqualsModel(const std::string& folder) {
 TEST(FileWalks, EqualTheModelOnRandomTrees) {
   for (uint32_t seed = 1; seed <= 12; ++seed) {
     SCOPED_TRACE(seed);
-    TempFolder top;
+    TempDir top;
     const std::vector<std::string> folders = FillRandomTree(top / "tree", seed, kNow);
     const auto compare = [&] {
       for (const std::string& folder : folders) ExpectSearchEqualsModel(folder);
@@ -95,43 +96,8 @@ TEST(FileWalks, EqualTheModelOnRandomTrees) {
   }
 }
 
-TEST(FileWalks, AttributesAndFilter) {
-  TempFolder top;
-  WriteFile(top / "plain", "12345");
-  WriteFile(top / ".hidden", "");
-  WriteFile(top / "readonly", "");
-  mkfifo((top / "pipe").c_str(), 0666);
-  mkdir((top / "folder").c_str(), 0777);
-  ASSERT_EQ(symlink("plain", (top / "link").c_str()), 0);
-  ASSERT_EQ(symlink("folder", (top / "folderlink").c_str()), 0);
-  chmod((top / "plain").c_str(), 0666);
-  chmod((top / "readonly").c_str(), 0444);
-  chmod((top / "pipe").c_str(), 0666);
-  chmod((top / "folder").c_str(), 0777);
-  struct Case {
-    const char* mask;
-    uint32_t requested;
-    uint32_t attributes;  // of the one entry found; 99 = none
-  };
-  const Case cases[] = {
-      {"plain", 0, 0},      {"plain", 63, 0},        {"plain", 16, 0},    {"readonly", 63, 1},
-      {"readonly", 16, 99}, {".hidden", 63, 3},      {".hidden", 61, 99}, {"pipe", 63, 4},
-      {"pipe", 59, 99},     {"folder", 16, 16},      {"folder", 47, 99},  {"link", 63, 99},
-      {"link", 127, 99},    {"folderlink", ~0u, 99}, {"absent", 63, 99},
-  };
-  EXPECT_TRUE(HoldsForPlainUser([&] {
-    for (const Case& c : cases) {
-      const auto found = SearchAll(top.Path(), c.mask, c.requested);
-      EXPECT_EQ(found.empty() ? 99 : found[0].attributes, c.attributes)
-          << c.mask << " " << c.requested;
-    }
-    // A folder that may not be written is itself no answer to a request of 16.
-    for (const auto& entry : SearchAll(top.Path(), "*", 16)) EXPECT_NE(entry.name, ".");
-  }));
-}
-
 TEST(FileWalks, FindFirstTellsWhyAndClosesItself) {
-  TempFolder top;
+  TempDir top;
   SearchRecord record;
   EXPECT_EQ(FindFirst(OvString(top / "missing"), "*", 63, &record), ENOENT);
   EXPECT_EQ(FindFirst(OvString(std::string_view("/\0", 2)), "*", 63, &record), ENOENT);
@@ -147,7 +113,7 @@ TEST(FileWalks, FindFirstTellsWhyAndClosesItself) {
 // The current directory stands for an empty one. In a process of its own, as the directory is
 // everybody's.
 TEST(FileWalks, EmptyFolderIsTheCurrentOne) {
-  TempFolder top;
+  TempDir top;
   mkdir((top / "etc").c_str(), 0755);
   WriteFile(top / "one.log", "12345");
   WriteFile(top / "etc/two.log", "123");
@@ -169,7 +135,7 @@ TEST(FileWalks, EmptyFolderIsTheCurrentOne) {
 }
 
 TEST(FileWalks, MaskThatNamesASubfolderMeansThatFolderAlone) {
-  TempFolder top;
+  TempDir top;
   for (const char* folder : {"a", "a/data", "a/data/deep", "b", "c"}) {
     mkdir((top / folder).c_str(), 0755);
   }
@@ -191,7 +157,7 @@ TEST(FileWalks, MaskThatNamesASubfolderMeansThatFolderAlone) {
 }
 
 TEST(FileWalks, EqualTimesAndTheEpoch) {
-  TempFolder top;
+  TempDir top;
   for (const char* name : {"x1", "x2", "x3"}) WriteFile(top / name, "");
   for (const char* name : {"x1", "x2", "x3"}) SetTimes(top / name, 5000);
   const std::string path = top / "%newestfile%";
@@ -231,7 +197,7 @@ class TightLimit {
 // short the figure is whole or there is none.
 TEST(FileWalks, DeepTreesNeedFewDescriptors) {
   constexpr int kDepth = 250;
-  TempFolder top;
+  TempDir top;
   const std::string name(100, 'd');
   UniqueFd folder(open(top.Path().c_str(), O_RDONLY | O_DIRECTORY));
   for (int i = 0; i < kDepth; ++i) {
@@ -258,7 +224,7 @@ TEST(FileWalks, DeepTreesNeedFewDescriptors) {
 // A folder on the present path is moved away while the walk is below it. The way down began with a
 // link.
 TEST(FileWalks, FolderMovedDuringTheWalk) {
-  TempFolder top;
+  TempDir top;
   std::string path = top.Path();
   mkdir((top / "target").c_str(), 0777);
   ASSERT_EQ(symlink("target", (top / "d").c_str()), 0);
@@ -300,7 +266,7 @@ TEST(FileWalks, FolderMovedDuringTheWalk) {
 
 // What was left behind on the way down can no longer be opened on the way back.
 TEST(FileWalks, DescriptorsRunShortOnTheWayBack) {
-  TempFolder top;
+  TempDir top;
   std::string path = top.Path();
   constexpr int kDepth = 2 * static_cast<int>(FolderStack::kOpenFolders);
   FolderStack stack(OpenDirectory(OvString(path)));
@@ -325,7 +291,7 @@ TEST(FileWalks, DescriptorsRunShortOnTheWayBack) {
 // Folders come, go and turn into links to the way up while walks run; nothing outside is counted
 // and every walk ends.
 TEST(FileWalks, TreeThatChangesUnderTheWalk) {
-  TempFolder top;
+  TempDir top;
   WriteFile(top / "outside", std::string(1000, 'x'));
   mkdir((top / "walked").c_str(), 0777);
   std::atomic<bool> stop = false;
@@ -356,7 +322,7 @@ TEST(FileWalks, TreeThatChangesUnderTheWalk) {
 }
 
 TEST(FileWalks, ExamineFilePrefersTheLiteralName) {
-  TempFolder top;
+  TempDir top;
   WriteFile(top / "b1.txt", "1");
   mkdir((top / "b0.txt").c_str(), 0755);
   ASSERT_EQ(symlink("b1.txt", (top / "b2.txt").c_str()), 0);

@@ -7,7 +7,8 @@
 
 #include <random>
 
-#include "checks/files/temp_folder.h"
+#include "plain_user.h"
+#include "temp_dir.h"
 
 namespace zem {
 

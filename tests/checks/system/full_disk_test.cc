@@ -17,7 +17,7 @@ TEST(FullDisk, GetsTheRepliesOfUnwrittenResults) {
   if (mount("tmpfs", scratch.Temp().c_str(), "tmpfs", 0, "size=16k") != 0) {
     GTEST_SKIP() << "takes the right to mount";
   }
-  std::ofstream(scratch.Temp() + "/filler") << std::string(20000, 'x');
+  WriteFile(scratch.Temp() + "/filler", std::string(20000, 'x'));
   Settings settings;
   settings.proc_cnt_script = scratch.WriteScript("count", "echo 3\n").c_str();
   settings.cpu_usage_script = settings.proc_list_script = settings.proc_cnt_script;

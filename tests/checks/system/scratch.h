@@ -8,16 +8,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,54 +21,32 @@
 #include "core/request_context.h"
 #include "protocol/agent_reply.h"
 #include "protocol/agent_request.h"
+#include "temp_dir.h"
 
 namespace zem {
 
-class Scratch {
+// Its folder "tmp" is the temporary directory of the process while it lives; the test's own files
+// lie beside that.
+class Scratch : public TempDir {
  public:
   Scratch() {
-    char made[] = "/tmp/zem-test-XXXXXX";
-    if (mkdtemp(made) == nullptr) abort();
-    path_ = made;
     std::filesystem::create_directory(Temp());
     Use(Temp());
   }
-  ~Scratch() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
 
   static void Use(const std::string& directory) { setenv("TMPDIR", directory.c_str(), 1); }
 
-  // For the test's own files, beside the temporary directory.
-  std::string Path(std::string_view name) const { return path_ + "/" + std::string(name); }
-  std::string Temp() const { return Path("tmp"); }
+  std::string Temp() const { return *this / "tmp"; }
 
   std::string WriteScript(std::string_view name, std::string_view body) const {
-    const std::string path = Path(name);
-    std::ofstream(path) << "#!/bin/sh\n" << body;
+    const std::string path = *this / name;
+    WriteFile(path, "#!/bin/sh\n" + std::string(body));
     chmod(path.c_str(), 0755);
     return path;
   }
 
-  std::vector<std::string> LeftInTemp() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(Temp())) {
-      names.push_back(entry.path().filename());
-    }
-    return names;
-  }
-
- private:
-  std::string path_;
+  std::vector<std::string> LeftInTemp() const { return ListDir(Temp()); }
 };
-
-inline std::string ReadAll(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 // True when this process has no child, neither running nor waiting to be reaped.
 inline bool HasNoChild() {
@@ -90,7 +64,7 @@ inline bool IsGone(pid_t process) {
   for (int i = 0; i < 200; ++i) {
     if (kill(process, 0) != 0 && errno == ESRCH) return true;
     // An orphan stays visible until whoever adopted it reaps it; its state tells.
-    const std::string stat = ReadAll("/proc/" + std::to_string(process) + "/stat");
+    const std::string stat = ReadFile("/proc/" + std::to_string(process) + "/stat");
     if (stat.find(") Z ") != std::string::npos) return true;
     usleep(10000);
   }

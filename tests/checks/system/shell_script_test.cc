@@ -102,7 +102,7 @@ TEST(ShellScript, ReportsTroubleWithItsFiles) {
   const std::string request = Request("sh %script% -", "echo a");
   Scratch::Use("/" + std::string(496, 'd'));
   EXPECT_EQ(Ask(request), "301\nCannot get temp file");
-  Scratch::Use(scratch.Path("missing"));
+  Scratch::Use(scratch / "missing");
   EXPECT_EQ(Ask(request), "301\nCannot create temp file");
   Scratch::Use(scratch.Temp());
 
@@ -128,15 +128,15 @@ TEST(ShellScript, FollowsNoPlantedLink) {
     EXPECT_EQ(sscanf(path + scratch.Temp().size(), "/tmp-%ld-%ld", &id, &suffix), 2);
     const std::string link = scratch.Temp() + "/tmp-" + std::to_string(id + ahead) + "-" +
                              std::to_string(suffix + ahead);
-    std::filesystem::create_symlink(scratch.Path("nothing-there"), link);
+    std::filesystem::create_symlink(scratch / "nothing-there", link);
   };
-  const std::string request = Request("sh %script% -", "touch " + scratch.Path("was-run"));
+  const std::string request = Request("sh %script% -", "touch " + scratch / "was-run");
   plant(1);
   EXPECT_EQ(Ask(request), "301\nCannot create temp file");
   plant(2);
   EXPECT_EQ(Ask(request), "301\nCannot get script results");
-  EXPECT_FALSE(std::filesystem::exists(scratch.Path("nothing-there")));
-  EXPECT_FALSE(std::filesystem::exists(scratch.Path("was-run")));
+  EXPECT_FALSE(std::filesystem::exists(scratch / "nothing-there"));
+  EXPECT_FALSE(std::filesystem::exists(scratch / "was-run"));
   EXPECT_EQ(scratch.LeftInTemp().size(), 2u) << "only the two links stay";
 }
 

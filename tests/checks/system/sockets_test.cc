@@ -17,60 +17,6 @@ namespace {
 
 constexpr const char* kNotResolved = "Cannot resolve server name to IP address";
 
-TEST(ResolveIPv4, TakesDottedAddressesAndNames) {
-  // A bare system has no list of hosts, and then not even this name.
-  const bool known = gethostbyname("localhost") != nullptr;
-  const struct {
-    const char* host;
-    int code;
-    uint32_t address;
-  } cases[] = {
-      {"127.0.0.1", 1, 0x7f000001},
-      {"127.1", 1, 0x7f000001},
-      {"255.255.255.255", 1, 0xffffffff},
-      {"", -2, 0xffffffff},
-      {"two words", -2, 0xffffffff},
-      {"::1", -2, 0xffffffff},
-      {"localhost", known ? 1 : -2, known ? 0x7f000001 : 0xffffffff},
-  };
-  for (const auto& c : cases) {
-    in_addr address = {};
-    OvString error("old text");
-    EXPECT_EQ(ResolveIPv4(c.host, &address, &error), c.code) << c.host;
-    EXPECT_EQ(ntohl(address.s_addr), c.address) << c.host;
-    EXPECT_EQ(error, c.code == 1 ? "" : kNotResolved) << c.host;
-  }
-}
-
-TEST(ConnectTcp, ReportsARefusalByTheThreadsErrorNumber) {
-  const int closed_port = Bound(SOCK_STREAM).Port();
-  UniqueFd fd;
-  OvString error;
-  EXPECT_EQ(ConnectTcp(&fd, "127.0.0.1", closed_port, 0, &error), -6);
-  EXPECT_EQ(error, SystemErrorText(ECONNREFUSED));
-  EXPECT_TRUE(fd.IsOpen());  // the caller closes it
-#ifdef __linux__
-  // With a time-out the refusal stands in SO_ERROR, and the text is still that of the connect.
-  EXPECT_EQ(ConnectTcp(&fd, "127.0.0.1", closed_port, 1000, &error), -6);
-  EXPECT_EQ(error, SystemErrorText(EINPROGRESS));
-#endif
-  EXPECT_EQ(ConnectTcp(&fd, "127.0.0.1", closed_port, -1, &error), -6);
-  EXPECT_EQ(error, SystemErrorText(EINVAL));
-  EXPECT_EQ(ConnectTcp(&fd, "two words", closed_port, 0, &error), -2);
-  EXPECT_FALSE(fd.IsOpen());
-}
-
-TEST(ConnectTcp, LeavesTheSocketBlockingOnlyWithoutATimeOut) {
-  for (const int timeout_ms : {0, 1000}) {
-    const TcpServer server([](int) {});
-    UniqueFd fd;
-    OvString error;
-    ASSERT_EQ(ConnectTcp(&fd, "127.0.0.1", atoi(server.Port().c_str()), timeout_ms, &error), 1);
-    EXPECT_EQ((fcntl(fd.Get(), F_GETFL) & O_NONBLOCK) != 0, timeout_ms != 0);
-    EXPECT_NE(fcntl(fd.Get(), F_GETFD) & FD_CLOEXEC, 0);
-  }
-}
-
 #ifdef __linux__
 TEST(ConnectTcp, TimesOutWhenNobodyAnswers) {
   const Bound full(SOCK_STREAM);
@@ -89,7 +35,7 @@ TEST(ConnectTcp, TimesOutWhenNobodyAnswers) {
   EXPECT_EQ(code, 0);
   EXPECT_EQ(error, "Timeout");
   EXPECT_GE(seconds, 0.25);
-  EXPECT_LE(seconds, 1);
+  EXPECT_LE(seconds, 10);
 }
 #endif
 

@@ -83,7 +83,7 @@ TEST(TcpCheck, TellsWhatTheServerDid) {
     EXPECT_EQ(Tcp(server.Port(), c.timeout, c.data, c.size, &milliseconds), c.reply);
     EXPECT_GE(milliseconds, c.least_ms);
     EXPECT_LE(milliseconds, watch.Seconds() * 1000 + 1);
-    EXPECT_LT(watch.Seconds(), 2);
+    EXPECT_LT(watch.Seconds(), 10);
   }
 }
 
@@ -153,25 +153,29 @@ TEST(UdpCheck, TellsWhatTheServerDid) {
 
 // The waits of all cases at once.
 TEST(UdpCheck, WaitsAtLeastOneWholeSecondAnAttempt) {
-  const Bound silent(SOCK_DGRAM);
   const struct {
     const char* timeout;
     const char* attempts;
+    int made;
     double seconds;
     const char* reply;
   } cases[] = {
-      {"500", "2", 2, "301\nTimeout\n0\n"},  {"-7000", "1", 1, "301\nTimeout\n0\n"},
-      {"1999", "1", 1, "301\nTimeout\n0\n"}, {"2000", "1", 2, "301\nTimeout\n0\n"},
-      {"9000", "-1", 0, "301\n\n0\n"},
+      {"500", "2", 2, 2, "301\nTimeout\n0\n"},  {"-7000", "1", 1, 1, "301\nTimeout\n0\n"},
+      {"1999", "1", 1, 1, "301\nTimeout\n0\n"}, {"2000", "1", 1, 2, "301\nTimeout\n0\n"},
+      {"9000", "-1", 0, 0, "301\n\n0\n"},
   };
   std::vector<std::thread> threads;
   for (const auto& c : cases) {
     threads.emplace_back([&] {
+      const Bound silent(SOCK_DGRAM);
       const Stopwatch watch;
       int ms = 0;
       EXPECT_EQ(Udp(silent.PortText(), c.timeout, c.attempts, "x", "9", &ms), c.reply);
       EXPECT_GE(watch.Seconds(), c.seconds) << c.timeout;
-      EXPECT_LT(watch.Seconds(), c.seconds + 0.9) << c.timeout;
+      int made = 0;
+      char byte = 0;
+      while (recv(silent.Fd(), &byte, 1, MSG_DONTWAIT) > 0) ++made;
+      EXPECT_EQ(made, c.made) << c.timeout;
     });
   }
   for (std::thread& thread : threads) thread.join();
@@ -192,7 +196,7 @@ TEST(UdpCheck, TimesTheAttemptThatSucceeded) {
   });
   int milliseconds = 0;
   EXPECT_EQ(Udp(server.PortText(), "1000", "3", "again", "9", &milliseconds), "200\nagain\n");
-  EXPECT_LT(milliseconds, 500);
+  EXPECT_LT(milliseconds, 1000) << "no longer than one attempt";
   thread.join();
 }
 

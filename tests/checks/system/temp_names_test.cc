@@ -26,17 +26,6 @@ FreshName TakeFreshName() {
   return name;
 }
 
-TEST(TempNames, IdentifiersCarryTheProcessInTheirUpperHalfOf32Bits) {
-  const int64_t id = NextTempId();
-  // 32 bits, signed: the text of a name shows it.
-  EXPECT_LE(id, int64_t{0x7fffffff} + 0xffff);
-  EXPECT_GE(id, -int64_t{0x80000000});
-  EXPECT_EQ(static_cast<uint32_t>(id) >> 16, static_cast<uint32_t>(getpid()) & 0xffff);
-  EXPECT_EQ(NextTempId(), id + 1);
-  // A process number of 40,000 gives negative ones: see it in a child of that kind of number.
-  EXPECT_EQ(id < 0, (getpid() & 0x8000) != 0);
-}
-
 TEST(TempNames, AreUniqueAcrossThreads) {
   const Scratch scratch;
   std::vector<std::vector<int64_t>> taken(8);
@@ -90,14 +79,14 @@ TEST(TempNames, TryNineteenHundredNinetyNineCandidatesAndNoMore) {
   const Scratch scratch;
   const FreshName last = TakeFreshName();
   // Links are made faster than files.
-  std::ofstream(scratch.Path("file")) << "taken";
+  WriteFile(scratch / "file", "taken");
   const auto name = [&](int64_t call, int64_t candidate) {
     return scratch.Temp() + "/tmp-" + std::to_string(last.id + call) + "-" +
            std::to_string(last.suffix + candidate);
   };
   const auto occupy = [&](int64_t call, int64_t first, int64_t end) {
     for (int64_t i = first; i <= end; ++i) {
-      std::filesystem::create_hard_link(scratch.Path("file"), name(call, i));
+      std::filesystem::create_hard_link(scratch / "file", name(call, i));
     }
   };
   // The 1,999th is taken when it is free, and a folder of a candidate's name does not count.
