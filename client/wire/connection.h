@@ -18,10 +18,15 @@
 
 namespace zem::client {
 
+inline constexpr size_t kLargestReply = 64 * 1024 * 1024;
+
 struct Endpoint {
   std::string host;
   int port = 0;
   std::string source;  // local address to connect from; empty = any
+  // How long a connection may take to stand, within the time for everything.
+  Milliseconds connect_time = Milliseconds::max();
+  size_t largest_reply = kLargestReply;  // in bytes; a larger one is refused unread
 };
 
 // "host:port" for texts; an IPv6 address in brackets.

@@ -19,7 +19,9 @@ std::chrono::microseconds Since(Clock::time_point start) {
 bool Converse(Connection* connection, SessionKey* key, const Endpoint& endpoint,
               std::string_view packet, const Deadline& deadline, Exchange* exchange) {
   const Clock::time_point start = Clock::now();
-  if (!connection->Open(endpoint, deadline, &exchange->failure)) return false;
+  if (!connection->Open(endpoint, deadline.Within(endpoint.connect_time), &exchange->failure)) {
+    return false;
+  }
   exchange->connected = Since(start);
   // A failed send is no verdict yet: an agent that turns a peer away closes before it reads.
   if (!connection->Send(packet, deadline, &exchange->failure) &&
@@ -27,8 +29,8 @@ bool Converse(Connection* connection, SessionKey* key, const Endpoint& endpoint,
     return false;
   }
   exchange->failure = Failure();
-  std::optional<std::string> reply =
-      ReadReply(connection, key, deadline, &exchange->reply_bytes, &exchange->failure);
+  std::optional<std::string> reply = ReadReply(connection, key, deadline, &exchange->reply_bytes,
+                                               &exchange->failure, endpoint.largest_reply);
   if (!reply) return false;
   exchange->reply = std::move(*reply);
   return true;
@@ -87,7 +89,7 @@ Failure DiagnoseClose(const Endpoint& endpoint, const Deadline& deadline) {
       return {FailureKind::kClosed, what,
               "wrong password, an address the agent does not admit, or not an agent's port"};
     }
-    return {FailureKind::kClosed, what, "wrong password, or another program's port"};
+    return {FailureKind::kClosed, what, "wrong password, or another program's port", true};
   }
   if (bytes->empty()) {
     return {FailureKind::kClosed, what,

@@ -24,6 +24,8 @@ struct Failure {
   FailureKind kind = FailureKind::kNone;
   std::string text;  // one line, what happened
   std::string hint;  // one line, what to look at; may be empty
+  // Closed as an agent does that takes connections from here, but not this password.
+  bool wrong_password = false;
 
   explicit operator bool() const { return kind != FailureKind::kNone; }
 };

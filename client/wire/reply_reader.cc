@@ -68,8 +68,8 @@ Failure Unreadable(std::string text) {
 }  // namespace
 
 std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
-                                     const Deadline& deadline, size_t* announced,
-                                     Failure* failure) {
+                                     const Deadline& deadline, size_t* announced, Failure* failure,
+                                     size_t largest) {
   std::string header;
   switch (ReadUpTo(connection, kReplyHeaderBytes, deadline, &header)) {
     case End::kTimeout:
@@ -85,7 +85,7 @@ std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
   }
   const size_t length = DecodeLength(header.data(), kReplyHeaderBytes);
   if (announced != nullptr) *announced = length;
-  if (length > kLargestReply) {
+  if (length > largest) {
     *failure =
         Unreadable(fmt::format("the answer is no reply: it begins with \"{}\", a length of {}",
                                Printable(header), length));

@@ -19,13 +19,13 @@
 
 namespace zem::client {
 
-inline constexpr size_t kLargestReply = 64 * 1024 * 1024;
 // A reply of nothing but line feeds would take a hundred times its size once it is taken apart.
 inline constexpr ptrdiff_t kMostReplyLines = 2'000'000;
 
 // The reply's plaintext without its end mark. `announced`, when given, takes the length field.
 std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
-                                     const Deadline& deadline, size_t* announced, Failure* failure);
+                                     const Deadline& deadline, size_t* announced, Failure* failure,
+                                     size_t largest = kLargestReply);
 
 }  // namespace zem::client
 
