@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "resolver.h"
+
+#include <netdb.h>
+#include <netinet/in.h>
+
+#include "core/unique_fd.h"
+
+namespace zem::exporter {
+
+using client::Clock;
+using client::FailureKind;
+
+namespace {
+
+constexpr int kThreads = 4;
+constexpr size_t kMostNames = 4096;
+constexpr std::chrono::seconds kRemembered{60};
+constexpr std::chrono::seconds kRememberedFailure{10};
+
+std::string LookUp(const std::string& name, std::vector<std::string>* addresses) {
+  addrinfo wanted = {};
+  wanted.ai_family = AF_UNSPEC;
+  wanted.ai_socktype = SOCK_STREAM;
+  addrinfo* list = nullptr;
+  const int code = getaddrinfo(name.c_str(), nullptr, &wanted, &list);
+  if (code != 0) return gai_strerror(code);
+  const AddrInfoPtr owner(list);
+  for (const addrinfo* entry = list; entry != nullptr; entry = entry->ai_next) {
+    char text[NI_MAXHOST];
+    if (getnameinfo(entry->ai_addr, entry->ai_addrlen, text, sizeof(text), nullptr, 0,
+                    NI_NUMERICHOST) == 0) {
+      addresses->emplace_back(text);
+    }
+  }
+  return addresses->empty() ? "it has no address" : "";
+}
+
+}  // namespace
+
+Resolver::Resolver() {
+  for (int i = 0; i < kThreads; ++i) threads_.emplace_back([this] { Work(); });
+}
+
+Resolver::~Resolver() {
+  {
+    const std::lock_guard lock(mutex_);
+    over_ = true;
+  }
+  changed_.notify_all();
+  for (std::thread& thread : threads_) thread.join();
+}
+
+void Resolver::Work() {
+  std::unique_lock lock(mutex_);
+  while (true) {
+    changed_.wait(lock, [this] { return over_ || !wanted_.empty(); });
+    if (over_) return;
+    const std::string name = std::move(wanted_.front());
+    wanted_.pop_front();
+    lock.unlock();
+    std::vector<std::string> addresses;
+    const std::string error = LookUp(name, &addresses);
+    lock.lock();
+    Entry& entry = entries_[name];
+    entry = {true, Clock::now() + (error.empty() ? kRemembered : kRememberedFailure),
+             std::move(addresses), error};
+    changed_.notify_all();
+  }
+}
+
+// Names come from requests: a suffix in the rules admits any number of them.
+bool Resolver::MakeRoom() {
+  if (entries_.size() < kMostNames) return true;
+  std::erase_if(entries_, [](const auto& pair) { return pair.second.known; });
+  return entries_.size() < kMostNames;
+}
+
+std::vector<std::string> Resolver::Resolve(const std::string& name,
+                                           const client::Deadline& deadline,
+                                           client::Failure* failure) {
+  std::unique_lock lock(mutex_);
+  const auto found = entries_.find(name);
+  const bool is_stale =
+      found != entries_.end() && found->second.known && found->second.until < Clock::now();
+  if (is_stale) entries_.erase(found);
+  if (is_stale || found == entries_.end()) {
+    if (!MakeRoom()) {
+      *failure = {FailureKind::kResolve, "too many names wait for the name service", ""};
+      return {};
+    }
+    entries_.try_emplace(name);
+    wanted_.push_back(name);
+    changed_.notify_all();
+  }
+  // Looked for anew each time: room may be made meanwhile.
+  const Entry* entry = nullptr;
+  const auto is_known = [&] {
+    const auto at = entries_.find(name);
+    entry = at == entries_.end() ? nullptr : &at->second;
+    return entry == nullptr || entry->known;
+  };
+  if (!changed_.wait_for(lock, deadline.Left(), is_known) || entry == nullptr) {
+    *failure = {FailureKind::kResolve, "no answer from the name service for " + name, ""};
+    return {};
+  }
+  if (!entry->error.empty()) {
+    *failure = {FailureKind::kResolve, "cannot resolve " + name + ": " + entry->error, ""};
+    return {};
+  }
+  return entry->addresses;
+}
+
+}  // namespace zem::exporter
