@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
+#include <span>
 #include <stdexcept>
 #include <string_view>
 #include <variant>
@@ -225,12 +227,16 @@ CLI::App* AddSubcommand(CLI::App* root, std::string_view name, const char* summa
   return app;
 }
 
-std::vector<Bound> AddSubcommands(CLI::App* root) {
+// Only a subcommand that one of the words names gets its arguments: all of them together take
+// longer than an exchange.
+std::vector<Bound> AddSubcommands(CLI::App* root, std::span<const char* const> words) {
   std::vector<Bound> all;
-  const auto add = [&all, root](const char* name, const char* summary,
-                                std::span<const Argument> arguments, const char* notes) -> Bound& {
+  const auto add = [&](const char* name, const char* summary, std::span<const Argument> arguments,
+                       const char* notes) -> Bound& {
     Bound& bound = all.emplace_back();
     bound.app = AddSubcommand(root, name, summary);
+    const std::string_view first = std::string_view(name).substr(0, strcspn(name, " "));
+    if (std::find(words.begin(), words.end(), first) == words.end()) arguments = {};
     for (const Argument& argument : arguments) {
       bound.arguments.push_back(AddArgument(bound.app, argument));
     }
@@ -359,7 +365,8 @@ std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* 
   CLI::App app(kDescription, options->plugin ? "check_zem" : "zemctl");
   Texts texts;
   AddGlobalOptions(&app, options, &texts);
-  const std::vector<Bound> subcommands = AddSubcommands(&app);
+  const std::vector<Bound> subcommands =
+      AddSubcommands(&app, std::span(argv, static_cast<size_t>(argc)));
   app.require_subcommand(1);
   app.footer(kFooter);
   std::vector<std::string> arguments = GuardedArguments(argc, argv, app, subcommands);
