@@ -114,7 +114,7 @@ class Place {
       for (const Argument* argument : Known()) {
         const std::vector<std::string_view> names = Spellings(argument->spelling);
         const bool named = std::find(names.begin(), names.end(), word) != names.end();
-        if (named && argument->kind != ArgumentKind::kFlag) awaiting_value_ = argument;
+        if (named && argument->kind != kFlag) awaiting_value_ = argument;
       }
     } else if (command_ != nullptr) {
       ++position_;
@@ -129,11 +129,11 @@ class Place {
   // Behind the first word of "run", "exec" and "plugin" all belongs to what they start.
   bool InCommandLine() const {
     const Argument* first = command_ == nullptr ? nullptr : Positional(0);
-    return first != nullptr && first->kind == ArgumentKind::kMany && position_ > 0;
+    return first != nullptr && first->kind == kMany && position_ > 0;
   }
 
   std::vector<const Argument*> Known() const {
-    static constexpr Argument kHelp = {"help", "-h,--help", ArgumentKind::kFlag, "", "print help"};
+    static constexpr Argument kHelp = {"help", "-h,--help", kFlag, "", "print help"};
     std::vector<const Argument*> known = {&kHelp};
     if (command_ != nullptr) {
       for (const Argument& argument : command_->arguments) known.push_back(&argument);
@@ -150,7 +150,7 @@ class Place {
       found = &argument;
       if (number-- == 0) return found;
     }
-    return found != nullptr && found->kind == ArgumentKind::kAny ? found : nullptr;
+    return found != nullptr && found->kind == kAny ? found : nullptr;
   }
 
   // The subcommands, or those of the group that has been named.

@@ -72,9 +72,8 @@ bool TakesNext(const CLI::App& root, const CLI::App& command, std::string_view a
 // An option of the command that has the name of one of ours would change what is run without a
 // word.
 bool EndsInCommandLine(const Bound& bound) {
-  return std::any_of(bound.arguments.begin(), bound.arguments.end(), [](const BoundArgument& each) {
-    return each.argument->kind == ArgumentKind::kMany;
-  });
+  return std::any_of(bound.arguments.begin(), bound.arguments.end(),
+                     [](const BoundArgument& each) { return each.argument->kind == kMany; });
 }
 
 // The arguments as the parser wants them: last one first.
@@ -185,19 +184,19 @@ void AddGlobalOptions(CLI::App* app, Options* options, Texts* texts) {
 BoundArgument AddArgument(CLI::App* app, const Argument& argument) {
   // The values are taken from the option afterwards, so nothing is converted on the way.
   static const CLI::callback_t kNoConversion = [](const CLI::results_t&) { return true; };
-  if (argument.kind == ArgumentKind::kFlag) {
+  if (argument.kind == kFlag) {
     return {&argument, app->add_flag(argument.spelling, argument.help)};
   }
   CLI::Option* option = app->add_option(argument.spelling, kNoConversion, argument.help);
   option->type_name(argument.metavar)->type_size(1);
   switch (argument.kind) {
-    case ArgumentKind::kRequired:
+    case kRequired:
       option->required()->expected(1);
       break;
-    case ArgumentKind::kMany:
+    case kMany:
       option->required()->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args();
       break;
-    case ArgumentKind::kAny:
+    case kAny:
       option->expected(0, CLI::detail::expected_max_vector_size)->allow_extra_args();
       break;
     default:

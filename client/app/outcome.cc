@@ -11,23 +11,11 @@ constexpr Milliseconds kDefaultTime{15'000};  // above what the agent's own CPU 
 constexpr Milliseconds kSpareTime{5'000};     // on top of a time-out inside the request
 
 int ExitFor(const Failure& failure) {
-  switch (failure.kind) {
-    case FailureKind::kNone:
-      return kExitDone;
-    case FailureKind::kResolve:
-    case FailureKind::kRefused:
-    case FailureKind::kUnreachable:
-    case FailureKind::kTimeout:
-      return kExitNoConnection;
-    case FailureKind::kClosed:
-    case FailureKind::kShortReply:
-      return kExitClosed;
-    case FailureKind::kUnreadable:
-      return kExitBadRequest;
-    case FailureKind::kLocal:
-      return kExitUsage;
-  }
-  return kExitUsage;
+  // In the order of the kinds.
+  static constexpr int kCodes[] = {kExitDone,         kExitNoConnection, kExitNoConnection,
+                                   kExitNoConnection, kExitNoConnection, kExitClosed,
+                                   kExitClosed,       kExitBadRequest,   kExitUsage};
+  return kCodes[static_cast<size_t>(failure.kind)];
 }
 
 int ExitFor(const Reply& reply) {
@@ -84,6 +72,7 @@ void ReadReplyText(const Options& options, Outcome* outcome) {
   outcome->summary = command.summarise(answer, outcome->result);
   if (options.plugin) {
     outcome->verdict = command.check(answer, outcome->result, options.thresholds);
+    if (outcome->verdict.text.empty()) outcome->verdict.text = outcome->summary;
   }
 }
 

@@ -140,8 +140,6 @@ Report PluginReport(const std::vector<Outcome>& outcomes, const Options& options
 }  // namespace
 
 Value OutcomeValue(const Outcome& outcome, const Command& command) {
-  List lines;
-  for (const std::string& line : outcome.reply.lines) lines.push_back(Value::Text(line));
   const bool done = outcome.IsDone();
   return Value::Of(Record{
       {"name", Value::Text(outcome.name)},
@@ -156,7 +154,7 @@ Value OutcomeValue(const Outcome& outcome, const Command& command) {
       {"error_kind", outcome.failure ? Value::Text(FailureName(outcome.failure.kind)) : Value()},
       {"hint", outcome.hint.empty() ? Value() : Value::Text(outcome.hint)},
       {"result", done ? outcome.result : Value()},
-      {"lines", Value::Of(std::move(lines))},
+      {"lines", TextList(outcome.reply.lines)},
   });
 }
 

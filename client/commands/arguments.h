@@ -26,6 +26,7 @@ enum class ArgumentKind : uint8_t {
   kOption,    // an option with a value
   kFlag,      // an option without one
 };
+using enum ArgumentKind;
 
 struct Argument {
   const char* name;

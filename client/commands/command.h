@@ -70,6 +70,7 @@ class BadReply : public std::runtime_error {
 // The refusal of a hash that the agent's way of reading causes, whatever the file.
 inline constexpr std::string_view kHashReadError = "Read error";
 
+// The verdict's text may stay empty: the answer in one line says enough.
 using CheckFunction = Verdict (*)(const Answer& answer, const Value& result,
                                   const Thresholds& thresholds);
 
@@ -77,8 +78,8 @@ struct Command {
   const char* name;     // as typed; two words for a command of a group
   const char* summary;  // one line of help
   // The configuration keys that have to be on, for the hint at a refusal; empty = none.
-  const char* switch_keys;
-  std::span<const Argument> arguments;
+  const char* switch_keys = "";
+  std::span<const Argument> arguments = {};
   Plan (*build)(const Arguments& arguments);
   // Reads a "200".
   Value (*parse)(const Answer& answer);

@@ -3,8 +3,8 @@
 
 #include <fmt/format.h>
 
+#include "commands/forms.h"
 #include "commands/table.h"
-#include "wire/request_text.h"
 
 namespace zem::client {
 
@@ -14,22 +14,14 @@ constexpr const char* kManagement = "allowmanage=1, and this address in managead
 constexpr Milliseconds kPatience{60'000};
 
 constexpr Argument kRestartArguments[] = {
-    {"wait", "--wait", ArgumentKind::kFlag, "", "until the agent answers again"},
+    {"wait", "--wait", kFlag, "", "until the agent answers again"},
 };
 
-Plan BuildReload(const Arguments& /*arguments*/) {
-  return PlanOf(RequestText("ReloadCfg").Finish());
-}
-
 Plan BuildRestart(const Arguments& arguments) {
-  Plan plan = PlanOf(RequestText("ReloadApp").Finish());
+  Plan plan = PlanFor("ReloadApp", arguments);
   plan.wait_for_return = arguments.Has("wait");
   if (plan.wait_for_return) plan.agent_time = kPatience;
   return plan;
-}
-
-Plan BuildQuit(const Arguments& /*arguments*/) {
-  return PlanOf(RequestText("QUIT").Finish());
 }
 
 Exchange AskRestart(const Endpoint& endpoint, const Plan& plan, std::string_view password,
@@ -40,15 +32,36 @@ Exchange AskRestart(const Endpoint& endpoint, const Plan& plan, std::string_view
   return exchange;
 }
 
-Value ParseOk(const Answer& answer) {
-  Record record{{"message", Value::Text(answer.reply.Line(1))}};
-  if (!answer.exchange.note.empty()) record.emplace_back("note", Value::Text(answer.exchange.note));
-  return Value::Of(std::move(record));
-}
-
-std::string SummariseOk(const Answer& answer, const Value& /*result*/) {
-  return answer.exchange.note.empty() ? answer.reply.Message() : answer.exchange.note;
-}
+constexpr Command kRows[] = {
+    {
+        .name = "reload",
+        .summary = "read the agent's configuration file again",
+        .switch_keys = kManagement,
+        .build = Request<"ReloadCfg">,
+        .parse = ParseMessage,
+        .summarise = SummariseMessage,
+        .notes = "The port stays as it is.",
+    },
+    {
+        .name = "restart",
+        .summary = "let the agent execute itself again",
+        .switch_keys = kManagement,
+        .arguments = kRestartArguments,
+        .build = BuildRestart,
+        .parse = ParseMessage,
+        .summarise = SummariseMessage,
+        .ask = AskRestart,
+    },
+    {
+        .name = "quit",
+        .summary = "end the agent",
+        .switch_keys = kManagement,
+        .build = Request<"QUIT">,
+        .parse = ParseMessage,
+        .summarise = SummariseMessage,
+        .notes = "Nothing on the wire starts it again.",
+    },
+};
 
 }  // namespace
 
@@ -60,7 +73,7 @@ void WaitForReturn(const Endpoint& endpoint, std::string_view password, const De
   constexpr Milliseconds kOneTry{2000};
   const Clock::time_point start = Clock::now();
   std::this_thread::sleep_for(std::min(kGoing, deadline.Left()));
-  const std::string request = RequestText("GetInfo").Finish();
+  const std::string request = PlanFor("GetInfo", {}).text;
   while (!deadline.HasPassed()) {
     const Exchange again = Ask(endpoint, request, password, deadline.Within(kOneTry));
     if (!again.failure) {
@@ -76,37 +89,6 @@ void WaitForReturn(const Endpoint& endpoint, std::string_view password, const De
                        "look at its log and its console"};
 }
 
-const Command kReloadCommand = {
-    .name = "reload",
-    .summary = "read the agent's configuration file again",
-    .switch_keys = kManagement,
-    .arguments = {},
-    .build = BuildReload,
-    .parse = ParseOk,
-    .summarise = SummariseOk,
-    .notes = "The port stays as it is.",
-};
-
-const Command kRestartCommand = {
-    .name = "restart",
-    .summary = "let the agent execute itself again",
-    .switch_keys = kManagement,
-    .arguments = kRestartArguments,
-    .build = BuildRestart,
-    .parse = ParseOk,
-    .summarise = SummariseOk,
-    .ask = AskRestart,
-};
-
-const Command kQuitCommand = {
-    .name = "quit",
-    .summary = "end the agent",
-    .switch_keys = kManagement,
-    .arguments = {},
-    .build = BuildQuit,
-    .parse = ParseOk,
-    .summarise = SummariseOk,
-    .notes = "Nothing on the wire starts it again.",
-};
+const std::span<const Command> kControlCommands = kRows;
 
 }  // namespace zem::client

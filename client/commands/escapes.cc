@@ -29,35 +29,24 @@ char DecodeHex(std::string_view digits) {
 }  // namespace
 
 std::string DecodeEscapes(std::string_view text) {
+  static constexpr std::string_view kLetters = "nrt\\";
+  static constexpr std::string_view kMeant = "\n\r\t\\";
   std::string decoded;
   while (!text.empty()) {
     const size_t plain = text.find('\\');
     decoded.append(text.substr(0, plain));
     if (plain == std::string_view::npos) break;
     text.remove_prefix(plain + 1);
-    const char kind = text.empty() ? '\0' : text.front();
-    size_t used = 1;
-    switch (kind) {
-      case 'n':
-        decoded += '\n';
-        break;
-      case 'r':
-        decoded += '\r';
-        break;
-      case 't':
-        decoded += '\t';
-        break;
-      case '\\':
-        decoded += '\\';
-        break;
-      case 'x':
-        decoded += DecodeHex(text.substr(1, 2));
-        used = 3;
-        break;
-      default:
-        Refuse(text.substr(0, 1));
+    const size_t known = text.empty() ? std::string_view::npos : kLetters.find(text.front());
+    if (known != std::string_view::npos) {
+      decoded += kMeant[known];
+      text.remove_prefix(1);
+    } else if (text.starts_with('x')) {
+      decoded += DecodeHex(text.substr(1, 2));
+      text.remove_prefix(3);
+    } else {
+      Refuse(text.substr(0, 1));
     }
-    text.remove_prefix(used);
   }
   return decoded;
 }

@@ -2,9 +2,9 @@
 #include <fmt/format.h>
 
 #include "commands/fields.h"
+#include "commands/forms.h"
 #include "commands/table.h"
 #include "protocol/escape.h"
-#include "wire/request_text.h"
 
 namespace zem::client {
 
@@ -39,10 +39,6 @@ Value Catalogue(const Reply& reply, std::string_view names_key, std::string_view
   return Value::Of(std::move(record));
 }
 
-Plan BuildInfo(const Arguments& /*arguments*/) {
-  return PlanOf(RequestText("GetInfo").Finish());
-}
-
 std::string SummariseInfo(const Answer& answer, const Value& result) {
   const std::string* host = result["host_name"].As<std::string>();
   return fmt::format(
@@ -53,15 +49,13 @@ std::string SummariseInfo(const Answer& answer, const Value& result) {
       result["connections"]["opened"].AsNumber(), result["connections"]["rejected"].AsNumber());
 }
 
-Verdict CheckInfo(const Answer& answer, const Value& result, const Thresholds& thresholds) {
-  const double active = result["connections"]["active"].AsNumber();
-  Verdict verdict;
-  verdict.state = thresholds.Judge(active);
-  verdict.text = SummariseInfo(answer, result);
-  verdict.metrics = {{"active", active, "", thresholds, 0, {}},
-                     {"opened", result["connections"]["opened"].AsNumber(), "", {}, {}, {}},
-                     {"rejected", result["connections"]["rejected"].AsNumber(), "", {}, {}, {}}};
-  return verdict;
+Verdict CheckInfo(const Answer& /*answer*/, const Value& result, const Thresholds& thresholds) {
+  const Value& connections = result["connections"];
+  return {thresholds.Judge(connections["active"].AsNumber()),
+          "",
+          {MetricOf("active", connections["active"], thresholds),
+           {"opened", connections["opened"].AsNumber(), "", {}, {}, {}},
+           {"rejected", connections["rejected"].AsNumber(), "", {}, {}, {}}}};
 }
 
 Value ParsePing(const Answer& answer) {
@@ -72,18 +66,27 @@ Value ParsePing(const Answer& answer) {
   });
 }
 
-std::string SummarisePing(const Answer& answer, const Value& /*result*/) {
-  return fmt::format("answers in {:.2f} ms", answer.exchange.ElapsedMillis());
-}
-
-Verdict CheckPing(const Answer& answer, const Value& result, const Thresholds& thresholds) {
-  Verdict verdict;
-  const double seconds = answer.exchange.ElapsedMillis() / 1000;
-  verdict.state = thresholds.Judge(seconds);
-  verdict.text = SummarisePing(answer, result);
-  verdict.metrics = {{"time", seconds, "s", thresholds, 0, {}}};
-  return verdict;
-}
+constexpr Command kRows[] = {
+    {
+        .name = "info",
+        .summary = "what the agent is, what it offers, what is switched on",
+        .build = Request<"GetInfo">,
+        .parse = ParseInfo,
+        .summarise = SummariseInfo,
+        .check = CheckInfo,
+        .notes = "As a check: -w and -c apply to the connections now active.",
+    },
+    {
+        .name = "ping",
+        .summary = "ask the agent something small and time it",
+        .build = Request<"GetInfo">,
+        .parse = ParsePing,
+        .summarise = Says<"answers in {round_trip_ms:.2f} ms">,
+        .check = Judge<"time", "round_trip_ms">,
+        .range = SecondsRange,
+        .notes = "As a check: -w and -c apply to the round-trip time in seconds (units ms, s).",
+    },
+};
 
 }  // namespace
 
@@ -121,29 +124,6 @@ Value ParseInfo(const Answer& answer) {
   });
 }
 
-const Command kInfoCommand = {
-    .name = "info",
-    .summary = "what the agent is, what it offers, what is switched on",
-    .switch_keys = "",
-    .arguments = {},
-    .build = BuildInfo,
-    .parse = ParseInfo,
-    .summarise = SummariseInfo,
-    .check = CheckInfo,
-    .notes = "As a check: -w and -c apply to the connections now active.",
-};
-
-const Command kPingCommand = {
-    .name = "ping",
-    .summary = "ask the agent something small and time it",
-    .switch_keys = "",
-    .arguments = {},
-    .build = BuildInfo,
-    .parse = ParsePing,
-    .summarise = SummarisePing,
-    .check = CheckPing,
-    .range = SecondsRange,
-    .notes = "As a check: -w and -c apply to the round-trip time in seconds (units ms, s).",
-};
+const std::span<const Command> kInfoCommands = kRows;
 
 }  // namespace zem::client

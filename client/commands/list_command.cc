@@ -5,23 +5,23 @@
 #include <fmt/format.h>
 
 #include "commands/fields.h"
+#include "commands/forms.h"
 #include "commands/table.h"
 #include "model/decimal.h"
 #include "text/ovstring.h"
-#include "wire/request_text.h"
 
 namespace zem::client {
 
 namespace {
 
 constexpr Argument kArguments[] = {
-    {"folder", "folder,--folder", ArgumentKind::kOptional, "FOLDER", "what to list (/)"},
-    {"mask", "mask,--mask", ArgumentKind::kOptional, "MASK", "shell pattern for files (*)"},
-    {"dirs", "--dirs", ArgumentKind::kFlag, "", "sub-folders alone"},
-    {"files", "--files", ArgumentKind::kFlag, "", "files alone"},
-    {"all", "-a,--all", ArgumentKind::kFlag, "", "hidden entries too"},
-    {"system", "--system", ArgumentKind::kFlag, "", "devices, sockets and the like too"},
-    {"ctime", "--ctime", ArgumentKind::kFlag, "", "the time of the last status change too"},
+    {"folder", "folder,--folder", kOptional, "FOLDER", "what to list (/)"},
+    {"mask", "mask,--mask", kOptional, "MASK", "shell pattern for files (*)"},
+    {"dirs", "--dirs", kFlag, "", "sub-folders alone"},
+    {"files", "--files", kFlag, "", "files alone"},
+    {"all", "-a,--all", kFlag, "", "hidden entries too"},
+    {"system", "--system", kFlag, "", "devices, sockets and the like too"},
+    {"ctime", "--ctime", kFlag, "", "the time of the last status change too"},
 };
 
 // What the attribute bits of an entry say.
@@ -36,17 +36,8 @@ Plan BuildList(const Arguments& arguments) {
   if (arguments.Has("dirs") && arguments.Has("files")) {
     throw std::invalid_argument("--dirs and --files exclude each other");
   }
-  RequestText request("GetFilesList");
-  request.TrimmedLine(arguments.Text("folder"), "FOLDER")
-      .TrimmedLine(arguments.Text("mask"), "MASK")
-      .Flag(!arguments.Has("files"))
-      .Flag(!arguments.Has("dirs"))
-      .Flag(arguments.Has("all"))
-      .Flag(arguments.Has("system"))
-      .Flag(true)  // sizes
-      .Flag(arguments.Has("ctime"))
-      .Flag(true);  // modification times
-  return PlanOf(request.Finish());
+  // Sizes and modification times always.
+  return PlanFor("GetFilesList folder mask files! dirs! all? system? 1 ctime? 1", arguments);
 }
 
 // Reads entries one after the other. A name may hold line feeds, which the agent sends as they
@@ -126,31 +117,24 @@ Value ParseList(const Answer& answer) {
                           {"entries", Value::Of(std::move(entries))}});
 }
 
-std::string SummariseList(const Answer& answer, const Value& result) {
-  return fmt::format("{:.0f} entries in {}", result["count"].AsNumber(), answer.reply.Line(1));
-}
-
-Verdict CheckList(const Answer& answer, const Value& result, const Thresholds& thresholds) {
-  const double count = result["count"].AsNumber();
-  return {thresholds.Judge(count),
-          SummariseList(answer, result),
-          {{"entries", count, "", thresholds, 0, {}}}};
-}
+constexpr Command kRows[] = {
+    {
+        .name = "ls",
+        .summary = "the entries of a folder",
+        .switch_keys = "one of foldersize, countfiles, fileexists, filecrc, comparefiles, textlog",
+        .arguments = kArguments,
+        .build = BuildList,
+        .parse = ParseList,
+        .summarise = Says<"{count:.0f} entries in {folder}">,
+        .check = Judge<"entries", "count">,
+        .notes =
+            "Symbolic links are never listed; a folder that is missing or unreadable is listed as\n"
+            "empty. Times are the agent's local time. As a check: -w and -c apply to the number.",
+    },
+};
 
 }  // namespace
 
-const Command kListCommand = {
-    .name = "ls",
-    .summary = "the entries of a folder",
-    .switch_keys = "one of foldersize, countfiles, fileexists, filecrc, comparefiles, textlog",
-    .arguments = kArguments,
-    .build = BuildList,
-    .parse = ParseList,
-    .summarise = SummariseList,
-    .check = CheckList,
-    .notes =
-        "Symbolic links are never listed; a folder that is missing or unreadable is listed as\n"
-        "empty. Times are the agent's local time. As a check: -w and -c apply to the number.",
-};
+const std::span<const Command> kListCommands = kRows;
 
 }  // namespace zem::client

@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include <cmath>
-
 #include <fmt/format.h>
 
-#include "commands/escapes.h"
 #include "commands/fields.h"
+#include "commands/forms.h"
 #include "commands/table.h"
 #include "model/printable.h"
 #include "text/ovstring.h"
-#include "wire/request_text.h"
 
 namespace zem::client {
 
@@ -26,22 +23,16 @@ int64_t Port(const Arguments& arguments, int64_t otherwise = 0) {
   return arguments.Int("port", otherwise, 1, kLargestPort);
 }
 
-std::string Text(const Arguments& arguments, const char* name) {
-  const std::string text = arguments.Text(name);
-  return arguments.Has("escapes") ? DecodeEscapes(text) : text;
-}
-
 // --- tcp and udp
 
 constexpr Argument kTcpArguments[] = {
-    {"host", "target,--target", ArgumentKind::kRequired, "TARGET", "whom the agent connects to"},
-    {"port", "target-port,--target-port", ArgumentKind::kRequired, "PORT", "its TCP port"},
-    {"send", "--send", ArgumentKind::kOption, "TEXT", "send this first"},
-    {"escapes", "-e,--escapes", ArgumentKind::kFlag, "", kEscapesHelp},
-    {"receive", "--receive", ArgumentKind::kOption, "BYTES",
-     "wait for an answer, take at most BYTES (8192)"},
-    {"limit", "--limit", ArgumentKind::kOption, "SEC", "the agent's patience, for each wait (5)"},
-    {"expect", "--expect", ArgumentKind::kOption, "TEXT",
+    {"host", "target,--target", kRequired, "TARGET", "whom the agent connects to"},
+    {"port", "target-port,--target-port", kRequired, "PORT", "its TCP port"},
+    {"send", "--send", kOption, "TEXT", "send this first"},
+    {"escapes", "-e,--escapes", kFlag, "", kEscapesHelp},
+    {"receive", "--receive", kOption, "BYTES", "wait for an answer, take at most BYTES (8192)"},
+    {"limit", "--limit", kOption, "SEC", "the agent's patience, for each wait (5)"},
+    {"expect", "--expect", kOption, "TEXT",
      "wait for an answer; check: CRITICAL unless it holds TEXT"},
 };
 
@@ -51,54 +42,40 @@ int64_t ReceiveSize(const Arguments& arguments) {
 }
 
 Plan BuildTcp(const Arguments& arguments) {
-  Plan plan;
-  const std::string data = Text(arguments, "send");
   const int64_t limit = arguments.Millis("limit", kDefaultLimitMillis);
   // To the agent 0 means two minutes.
   if (limit == 0) throw std::invalid_argument("--limit has to be above 0");
-  WarnOfEscapes(data, "--send", &plan.warnings);
-  RequestText request("TEST-TCP");
-  request.TrimmedLine(arguments.Text("host"), "TARGET")
-      .Number(Port(arguments))
-      .Number(limit)
-      .EscapedLine(data)
-      .Number(ReceiveSize(arguments));
-  plan.text = request.Finish();
+  const int64_t receive = ReceiveSize(arguments);
+  Plan plan = PlanFor("TEST-TCP host:TARGET % % send~:--send %", arguments,
+                      {Port(arguments), limit, receive});
   // One wait for the connection, one for the answer.
-  plan.agent_time = Milliseconds(ReceiveSize(arguments) > 0 ? 2 * limit : limit);
+  plan.agent_time = Milliseconds(receive > 0 ? 2 * limit : limit);
   return plan;
 }
 
 constexpr Argument kUdpArguments[] = {
-    {"host", "target,--target", ArgumentKind::kRequired, "TARGET", "whom the agent sends to"},
-    {"port", "target-port,--target-port", ArgumentKind::kRequired, "PORT", "its UDP port"},
-    {"send", "text,--send", ArgumentKind::kRequired, "TEXT", "the datagram"},
-    {"escapes", "-e,--escapes", ArgumentKind::kFlag, "", kEscapesHelp},
-    {"attempts", "--attempts", ArgumentKind::kOption, "N", "send up to N times (3)"},
-    {"receive", "--receive", ArgumentKind::kOption, "BYTES",
+    {"host", "target,--target", kRequired, "TARGET", "whom the agent sends to"},
+    {"port", "target-port,--target-port", kRequired, "PORT", "its UDP port"},
+    {"send", "text,--send", kRequired, "TEXT", "the datagram"},
+    {"escapes", "-e,--escapes", kFlag, "", kEscapesHelp},
+    {"attempts", "--attempts", kOption, "N", "send up to N times (3)"},
+    {"receive", "--receive", kOption, "BYTES",
      "take at most BYTES of the answer (8192); 0 does not wait"},
-    {"limit", "--limit", ArgumentKind::kOption, "SEC", "whole seconds to wait, each time (2)"},
-    {"expect", "--expect", ArgumentKind::kOption, "TEXT",
-     "check: CRITICAL unless the answer holds TEXT"},
+    {"limit", "--limit", kOption, "SEC", "whole seconds to wait, each time (2)"},
+    {"expect", "--expect", kOption, "TEXT", "check: CRITICAL unless the answer holds TEXT"},
 };
 
 Plan BuildUdp(const Arguments& arguments) {
   constexpr int64_t kMostAttempts = 100;
-  Plan plan;
-  const std::string data = Text(arguments, "send");
-  if (data.empty()) throw std::invalid_argument("TEXT is empty; a datagram needs something in it");
-  const int64_t seconds = arguments.Int("limit", 2, 1, kMostSeconds);
+  if (arguments.Text("send").empty()) {
+    throw std::invalid_argument("TEXT is empty; a datagram needs something in it");
+  }
+  const int64_t millis = 1000 * arguments.Int("limit", 2, 1, kMostSeconds);
   const int64_t attempts = arguments.Int("attempts", 3, 1, kMostAttempts);
-  WarnOfEscapes(data, "TEXT", &plan.warnings);
-  RequestText request("TEST-UDP");
-  request.TrimmedLine(arguments.Text("host"), "TARGET")
-      .Number(Port(arguments))
-      .Number(seconds * 1000)
-      .Number(attempts)
-      .EscapedLine(data)
-      .Number(arguments.Int("receive", kLargestReceive, 0, kLargestReceive));
-  plan.text = request.Finish();
-  plan.agent_time = Milliseconds(seconds * attempts * 1000);
+  Plan plan = PlanFor("TEST-UDP host:TARGET % % % send~:TEXT %", arguments,
+                      {Port(arguments), millis, attempts,
+                       arguments.Int("receive", kLargestReceive, 0, kLargestReceive)});
+  plan.agent_time = Milliseconds(millis * attempts);
   return plan;
 }
 
@@ -109,24 +86,17 @@ Value ParseProbe(const Answer& answer) {
                           {"received", data.empty() ? Value() : Value::Text(data)}});
 }
 
-// The second line of a failure is the code of the step that failed.
+// The second line of a failure is the code of the step that failed, 0 and below.
 std::string ExplainProbe(const Reply& reply) {
-  switch (ParseWhole(reply.Line(2)).value_or(1)) {
-    case 0:
-      return "no answer in time, or closed without a byte";
-    case -2:
-      return "the agent's host cannot resolve the name";
-    case -3:
-      return "the agent could not make a socket";
-    case -4:
-      return "the agent could not send";
-    case -5:
-      return "the agent could not receive";
-    case -6:
-      return "the agent could not connect";
-    default:
-      return "";
-  }
+  static constexpr const char* kSteps[] = {"no answer in time, or closed without a byte",
+                                           "",
+                                           "the agent's host cannot resolve the name",
+                                           "the agent could not make a socket",
+                                           "the agent could not send",
+                                           "the agent could not receive",
+                                           "the agent could not connect"};
+  const int64_t code = ParseWhole(reply.Line(2)).value_or(1);
+  return code <= 0 && code > -std::ssize(kSteps) ? kSteps[-code] : "";
 }
 
 std::string SummariseProbe(const Answer& answer, const Value& result) {
@@ -140,15 +110,12 @@ std::string SummariseProbe(const Answer& answer, const Value& result) {
 }
 
 Verdict CheckProbe(const Answer& answer, const Value& result, const Thresholds& thresholds) {
-  const double seconds = result["time_ms"].AsNumber() / 1000;
-  Verdict verdict = {thresholds.Judge(seconds),
-                     SummariseProbe(answer, result),
-                     {{"time", seconds, "s", thresholds, 0, {}}}};
+  Verdict verdict = Judge<"time", "time_ms">(answer, result, thresholds);
   if (answer.arguments.Has("expect")) {
     const std::string* data = result["received"].As<std::string>();
     if (data == nullptr || data->find(answer.arguments.Text("expect")) == std::string::npos) {
       verdict.state = State::kCritical;
-      verdict.text += " (not what was expected)";
+      verdict.text = SummariseProbe(answer, result) + " (not what was expected)";
     }
   }
   return verdict;
@@ -165,13 +132,11 @@ constexpr std::string_view kSeverities[] = {"emerg",   "alert",  "crit", "err",
                                             "warning", "notice", "info", "debug"};
 
 constexpr Argument kSyslogArguments[] = {
-    {"host", "server,--server", ArgumentKind::kRequired, "SERVER", "the syslog server"},
-    {"message", "message,--message", ArgumentKind::kRequired, "MESSAGE", "what to log"},
-    {"port", "--server-port", ArgumentKind::kOption, "PORT", "its UDP port (514)"},
-    {"facility", "--facility", ArgumentKind::kOption, "NAME", "facility, name or number (user)",
-     kFacilities},
-    {"severity", "--severity", ArgumentKind::kOption, "NAME", "severity, name or 0 to 7 (notice)",
-     kSeverities},
+    {"host", "server,--server", kRequired, "SERVER", "the syslog server"},
+    {"message", "message,--message", kRequired, "MESSAGE", "what to log"},
+    {"port", "--server-port", kOption, "PORT", "its UDP port (514)"},
+    {"facility", "--facility", kOption, "NAME", "facility, name or number (user)", kFacilities},
+    {"severity", "--severity", kOption, "NAME", "severity, name or 0 to 7 (notice)", kSeverities},
 };
 
 int64_t NamedNumber(const Arguments& arguments, const char* name,
@@ -186,112 +151,91 @@ int64_t NamedNumber(const Arguments& arguments, const char* name,
 
 Plan BuildSyslog(const Arguments& arguments) {
   constexpr int64_t kMostFacility = 1 << 20;
-  Plan plan;
-  const std::string message = arguments.Text("message");
-  WarnOfEscapes(message, "MESSAGE", &plan.warnings);
-  RequestText request("ACT-Syslog");
-  request.TrimmedLine(arguments.Text("host"), "SERVER")
-      .Number(Port(arguments, 514))
-      .Number(NamedNumber(arguments, "facility", kFacilities, "user", kMostFacility))
-      .Number(NamedNumber(arguments, "severity", kSeverities, "notice", 7))
-      .EscapedLine(message);
-  plan.text = request.Finish();
-  return plan;
+  return PlanFor(
+      "ACT-Syslog host:SERVER % % % message~:MESSAGE", arguments,
+      {Port(arguments, 514), NamedNumber(arguments, "facility", kFacilities, "user", kMostFacility),
+       NamedNumber(arguments, "severity", kSeverities, "notice", 7)});
 }
 
 // --- send
 
 constexpr Argument kSendArguments[] = {
-    {"host", "target,--target", ArgumentKind::kRequired, "TARGET", "whom the agent sends to"},
-    {"port", "target-port,--target-port", ArgumentKind::kRequired, "PORT", "its port"},
-    {"text", "text,--text", ArgumentKind::kRequired, "TEXT", "what to send"},
-    {"second", "second,--second", ArgumentKind::kOptional, "TEXT2", "what to send after it"},
-    {"udp", "--udp", ArgumentKind::kFlag, "", "UDP instead of TCP"},
-    {"pause", "--pause", ArgumentKind::kOption, "SEC", "whole seconds between the two (0)"},
-    {"escapes", "-e,--escapes", ArgumentKind::kFlag, "", kEscapesHelp},
+    {"host", "target,--target", kRequired, "TARGET", "whom the agent sends to"},
+    {"port", "target-port,--target-port", kRequired, "PORT", "its port"},
+    {"text", "text,--text", kRequired, "TEXT", "what to send"},
+    {"second", "second,--second", kOptional, "TEXT2", "what to send after it"},
+    {"udp", "--udp", kFlag, "", "UDP instead of TCP"},
+    {"pause", "--pause", kOption, "SEC", "whole seconds between the two (0)"},
+    {"escapes", "-e,--escapes", kFlag, "", kEscapesHelp},
 };
 
 Plan BuildSend(const Arguments& arguments) {
   constexpr Milliseconds kBlockingConnect{10'000};
-  Plan plan;
-  const std::string first = Text(arguments, "text");
-  const std::string second = Text(arguments, "second");
-  if (first.empty()) throw std::invalid_argument("TEXT is empty");
+  if (arguments.Text("text").empty()) throw std::invalid_argument("TEXT is empty");
   const int64_t pause = arguments.Int("pause", 0, 0, kMostSeconds);
-  WarnOfEscapes(first, "TEXT", &plan.warnings);
-  WarnOfEscapes(second, "TEXT2", &plan.warnings);
-  RequestText request("ACT-TCPUDPsend");
-  request.TrimmedLine(arguments.Text("host"), "TARGET")
-      .Number(Port(arguments))
-      .Flag(arguments.Has("udp"))
-      .EscapedLine(first)
-      .Number(pause)
-      .EscapedLine(second);
-  plan.text = request.Finish();
+  Plan plan = PlanFor("ACT-TCPUDPsend host:TARGET % udp? text~:TEXT % second~:TEXT2", arguments,
+                      {Port(arguments), pause});
   plan.agent_time = Milliseconds(pause * 1000) + kBlockingConnect;
   return plan;
 }
 
-Value ParseMessage(const Answer& answer) {
-  return Value::Of(Record{{"message", Value::Text(answer.reply.Line(1))}});
-}
+constexpr Command kProbeRows[] = {
+    {
+        .name = "tcp",
+        .summary = "whether a TCP service answers the agent's host",
+        .switch_keys = "tcp=1",
+        .arguments = kTcpArguments,
+        .build = BuildTcp,
+        .parse = ParseProbe,
+        .summarise = SummariseProbe,
+        .check = CheckProbe,
+        .range = SecondsRange,
+        .unavailable = State::kCritical,
+        .explain = ExplainProbe,
+        .notes = "As a check: -w and -c apply to the time in seconds (units ms, s).",
+    },
+    {
+        .name = "udp",
+        .summary = "whether a UDP service answers the agent's host",
+        .switch_keys = "udp=1",
+        .arguments = kUdpArguments,
+        .build = BuildUdp,
+        .parse = ParseProbe,
+        .summarise = SummariseProbe,
+        .check = CheckProbe,
+        .range = SecondsRange,
+        .unavailable = State::kCritical,
+        .explain = ExplainProbe,
+        .notes = "As a check: -w and -c apply to the time in seconds (units ms, s).",
+    },
+};
 
-std::string SummariseMessage(const Answer& answer, const Value& /*result*/) {
-  return answer.reply.Message();
-}
+constexpr Command kMessageRows[] = {
+    {
+        .name = "syslog",
+        .summary = "let the agent send a syslog message",
+        .switch_keys = "syslogaction=1",
+        .arguments = kSyslogArguments,
+        .build = BuildSyslog,
+        .parse = ParseMessage,
+        .summarise = SummariseMessage,
+        .notes = "The agent says \"has been sent\" even where the server's name does not resolve.",
+    },
+    {
+        .name = "send",
+        .summary = "let the agent send one or two texts to a port",
+        .switch_keys = "tcpudpaction=1",
+        .arguments = kSendArguments,
+        .build = BuildSend,
+        .parse = ParseMessage,
+        .summarise = SummariseMessage,
+        .notes = "Whether the second text arrived is not reported by the agent.",
+    },
+};
 
 }  // namespace
 
-const Command kTcpCommand = {
-    .name = "tcp",
-    .summary = "whether a TCP service answers the agent's host",
-    .switch_keys = "tcp=1",
-    .arguments = kTcpArguments,
-    .build = BuildTcp,
-    .parse = ParseProbe,
-    .summarise = SummariseProbe,
-    .check = CheckProbe,
-    .range = SecondsRange,
-    .unavailable = State::kCritical,
-    .explain = ExplainProbe,
-    .notes = "As a check: -w and -c apply to the time in seconds (units ms, s).",
-};
-
-const Command kUdpCommand = {
-    .name = "udp",
-    .summary = "whether a UDP service answers the agent's host",
-    .switch_keys = "udp=1",
-    .arguments = kUdpArguments,
-    .build = BuildUdp,
-    .parse = ParseProbe,
-    .summarise = SummariseProbe,
-    .check = CheckProbe,
-    .range = SecondsRange,
-    .unavailable = State::kCritical,
-    .explain = ExplainProbe,
-    .notes = "As a check: -w and -c apply to the time in seconds (units ms, s).",
-};
-
-const Command kSyslogCommand = {
-    .name = "syslog",
-    .summary = "let the agent send a syslog message",
-    .switch_keys = "syslogaction=1",
-    .arguments = kSyslogArguments,
-    .build = BuildSyslog,
-    .parse = ParseMessage,
-    .summarise = SummariseMessage,
-    .notes = "The agent says \"has been sent\" even where the server's name does not resolve.",
-};
-
-const Command kSendCommand = {
-    .name = "send",
-    .summary = "let the agent send one or two texts to a port",
-    .switch_keys = "tcpudpaction=1",
-    .arguments = kSendArguments,
-    .build = BuildSend,
-    .parse = ParseMessage,
-    .summarise = SummariseMessage,
-    .notes = "Whether the second text arrived is not reported by the agent.",
-};
+const std::span<const Command> kProbeCommands = kProbeRows;
+const std::span<const Command> kMessageCommands = kMessageRows;
 
 }  // namespace zem::client

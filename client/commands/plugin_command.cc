@@ -10,7 +10,7 @@ namespace zem::client {
 namespace {
 
 constexpr Argument kPluginArguments[] = {
-    {"words", "words,--cmd", ArgumentKind::kMany, "PLUGIN",
+    {"words", "words,--cmd", kMany, "PLUGIN",
      "a plugin of the agent's host and its arguments; behind the first word all is its own"},
     kSecondsArgument,
 };
@@ -64,23 +64,28 @@ std::string ExplainPlugin(const Reply& reply) {
   return killed ? "it ran for longer than --limit SEC, 10 seconds if not given" : "";
 }
 
+constexpr Command kRows[] = {
+    {
+        .name = "plugin",
+        .summary = "run a monitoring plugin of the agent's host",
+        .switch_keys = "shellscript=1",
+        .arguments = kPluginArguments,
+        .build = BuildPlugin,
+        .parse = ParsePlugin,
+        .summarise = SummarisePlugin,
+        .check = CheckPlugin,
+        .range = nullptr,
+        .explain = ExplainPlugin,
+        .always_check = true,
+        .notes =
+            "Options of zemctl stand in front of PLUGIN. Its exit code, text and figures are "
+            "handed\n"
+            "on as they are; a plugin that cannot be run, is killed or prints nothing is UNKNOWN.",
+    },
+};
+
 }  // namespace
 
-const Command kPluginCommand = {
-    .name = "plugin",
-    .summary = "run a monitoring plugin of the agent's host",
-    .switch_keys = "shellscript=1",
-    .arguments = kPluginArguments,
-    .build = BuildPlugin,
-    .parse = ParsePlugin,
-    .summarise = SummarisePlugin,
-    .check = CheckPlugin,
-    .range = nullptr,
-    .explain = ExplainPlugin,
-    .always_check = true,
-    .notes =
-        "Options of zemctl stand in front of PLUGIN. Its exit code, text and figures are handed\n"
-        "on as they are; a plugin that cannot be run, is killed or prints nothing is UNKNOWN.",
-};
+const std::span<const Command> kPluginCommands = kRows;
 
 }  // namespace zem::client

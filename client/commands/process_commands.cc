@@ -4,9 +4,9 @@
 #include <fmt/format.h>
 
 #include "commands/fields.h"
+#include "commands/forms.h"
 #include "commands/table.h"
 #include "model/pieces.h"
-#include "wire/request_text.h"
 
 namespace zem::client {
 
@@ -15,9 +15,9 @@ namespace {
 // --- proc
 
 constexpr Argument kProcArguments[] = {
-    {"name", "name,--name", ArgumentKind::kRequired, "NAME",
+    {"name", "name,--name", kRequired, "NAME",
      "process name; with a blank or \"/\", part of the command line"},
-    {"unquoted", "--unquoted", ArgumentKind::kFlag, "",
+    {"unquoted", "--unquoted", kFlag, "",
      "send a name although the agent's shell would interpret it"},
 };
 
@@ -31,36 +31,24 @@ Plan BuildProc(const Arguments& arguments) {
         "NAME holds a character that the agent's shell would interpret "
         "(--unquoted sends it all the same)");
   }
-  RequestText request("TEST-Process");
-  request.Empty().TrimmedLine(name, "NAME");
-  return PlanOf(request.Finish());
+  return PlanFor("TEST-Process - name", arguments);
 }
 
-Value ParseProc(const Answer& answer) {
-  return Value::Of(Record{{"name", Value::Text(answer.arguments.Text("name"))},
-                          {"count", Value::Int(IntLine(answer.reply, 1))}});
-}
+constexpr Field kProcReply[] = {{"name"}, {"count", 1, FieldKind::kInt}};
 
-std::string SummariseProc(const Answer& answer, const Value& result) {
-  const double count = result["count"].AsNumber();
-  return fmt::format("{:.0f} {} named {}", count, count == 1 ? "process" : "processes",
-                     answer.arguments.Text("name"));
+std::string SummariseProc(const Answer& /*answer*/, const Value& result) {
+  const bool one = result["count"].AsNumber() == 1;
+  return Sentence(one ? "1 process named {name}" : "{count:.0f} processes named {name}", result);
 }
 
 Verdict CheckProc(const Answer& answer, const Value& result, const Thresholds& thresholds) {
-  const double count = result["count"].AsNumber();
   Thresholds limits = thresholds;
   // Who asks after a process without a threshold wants to know that it runs.
   if (!limits.Given()) limits.critical = Range{1};
-  return {
-      limits.Judge(count), SummariseProc(answer, result), {{"count", count, "", limits, 0, {}}}};
+  return Judge<"count", "count">(answer, result, limits);
 }
 
 // --- procs
-
-Plan BuildProcs(const Arguments& /*arguments*/) {
-  return PlanOf(RequestText("GetProcessesList").Finish());
-}
 
 // The agent repeats the last line of a script whose output ends in a line feed.
 bool LastIsDoubled(const std::vector<std::string>& names) {
@@ -76,86 +64,56 @@ Value ParseProcs(const Answer& answer) {
   }
   const bool doubled = LastIsDoubled(names);
   if (doubled) names.pop_back();
-  List list;
-  for (const std::string& name : names) list.push_back(Value::Text(name));
   return Value::Of(Record{{"count", Value::Int(static_cast<int64_t>(names.size()))},
                           {"last_line_doubled", Value::Flag(doubled)},
-                          {"processes", Value::Of(std::move(list))}});
-}
-
-std::string SummariseProcs(const Answer& /*answer*/, const Value& result) {
-  return fmt::format("{:.0f} processes", result["count"].AsNumber());
-}
-
-Verdict CheckProcs(const Answer& answer, const Value& result, const Thresholds& thresholds) {
-  const double count = result["count"].AsNumber();
-  return {thresholds.Judge(count),
-          SummariseProcs(answer, result),
-          {{"count", count, "", thresholds, 0, {}}}};
+                          {"processes", TextList(names)}});
 }
 
 // --- cpu
 
-Plan BuildCpu(const Arguments& /*arguments*/) {
-  return PlanOf(RequestText("TEST-CPU").Finish());
-}
+constexpr Field kCpuReply[] = {{"usage_percent", 1, FieldKind::kPercent}};
 
-Value ParseCpu(const Answer& answer) {
-  return Value::Of(Record{{"usage_percent", Value::Percent(NumberLine(answer.reply, 1))}});
-}
-
-std::string SummariseCpu(const Answer& /*answer*/, const Value& result) {
-  return fmt::format("{:.1f}% used", result["usage_percent"].AsNumber());
-}
-
-Verdict CheckCpu(const Answer& answer, const Value& result, const Thresholds& thresholds) {
-  const double usage = result["usage_percent"].AsNumber();
-  return {thresholds.Judge(usage),
-          SummariseCpu(answer, result),
-          {{"cpu", usage, "%", thresholds, 0, 100}}};
-}
+constexpr Command kRows[] = {
+    {
+        .name = "proc",
+        .summary = "how many processes of a name run",
+        .switch_keys = "process=1",
+        .arguments = kProcArguments,
+        .build = BuildProc,
+        .parse = Fields<kProcReply>,
+        .summarise = SummariseProc,
+        .check = CheckProc,
+        .notes =
+            "Counted by the script named by proccntscript. As a check: -w and -c apply to the\n"
+            "number; without them none is CRITICAL.",
+    },
+    {
+        .name = "procs",
+        .summary = "the names of the processes that run",
+        .switch_keys = "process=1",
+        .build = Request<"GetProcessesList">,
+        .parse = ParseProcs,
+        .summarise = Says<"{count:.0f} processes">,
+        .check = Judge<"count", "count">,
+        .notes =
+            "Listed by the script named by proclistscript. When the last two names are the same,\n"
+            "one is dropped: the agent repeats the last line of output that ends in a line feed.",
+    },
+    {
+        .name = "cpu",
+        .summary = "CPU usage",
+        .switch_keys = "cpuusage=1",
+        .build = Request<"TEST-CPU">,
+        .parse = Fields<kCpuReply>,
+        .summarise = Says<"{usage_percent:.1f}% used">,
+        .check = Judge<"cpu", "usage_percent", 100>,
+        .range = PercentRange,
+        .notes = "Measured by the script named by cpuusagescript, which may take 8 seconds.",
+    },
+};
 
 }  // namespace
 
-const Command kProcCommand = {
-    .name = "proc",
-    .summary = "how many processes of a name run",
-    .switch_keys = "process=1",
-    .arguments = kProcArguments,
-    .build = BuildProc,
-    .parse = ParseProc,
-    .summarise = SummariseProc,
-    .check = CheckProc,
-    .notes =
-        "Counted by the script named by proccntscript. As a check: -w and -c apply to the\n"
-        "number; without them none is CRITICAL.",
-};
-
-const Command kProcsCommand = {
-    .name = "procs",
-    .summary = "the names of the processes that run",
-    .switch_keys = "process=1",
-    .arguments = {},
-    .build = BuildProcs,
-    .parse = ParseProcs,
-    .summarise = SummariseProcs,
-    .check = CheckProcs,
-    .notes =
-        "Listed by the script named by proclistscript. When the last two names are the same,\n"
-        "one is dropped: the agent repeats the last line of output that ends in a line feed.",
-};
-
-const Command kCpuCommand = {
-    .name = "cpu",
-    .summary = "CPU usage",
-    .switch_keys = "cpuusage=1",
-    .arguments = {},
-    .build = BuildCpu,
-    .parse = ParseCpu,
-    .summarise = SummariseCpu,
-    .check = CheckCpu,
-    .range = PercentRange,
-    .notes = "Measured by the script named by cpuusagescript, which may take 8 seconds.",
-};
+const std::span<const Command> kProcessCommands = kRows;
 
 }  // namespace zem::client

@@ -10,11 +10,10 @@ namespace zem::client {
 namespace {
 
 constexpr Argument kArguments[] = {
-    {"command", "command,--command", ArgumentKind::kRequired, "COMMAND", "the command word"},
-    {"lines", "lines", ArgumentKind::kAny, "LINE",
-     "parameter lines, in order; \"\" for an empty one"},
-    {"escape", "-e,--escape", ArgumentKind::kFlag, "", "send line breaks inside a LINE escaped"},
-    {"no-end-mark", "--no-end-mark", ArgumentKind::kFlag, "", "leave the end mark out"},
+    {"command", "command,--command", kRequired, "COMMAND", "the command word"},
+    {"lines", "lines", kAny, "LINE", "parameter lines, in order; \"\" for an empty one"},
+    {"escape", "-e,--escape", kFlag, "", "send line breaks inside a LINE escaped"},
+    {"no-end-mark", "--no-end-mark", kFlag, "", "leave the end mark out"},
 };
 
 // The one line of the protocol that holds a password.
@@ -40,9 +39,7 @@ Plan BuildRaw(const Arguments& arguments) {
 }
 
 Value ParseRaw(const Answer& answer) {
-  List lines;
-  for (const std::string& line : answer.reply.lines) lines.push_back(Value::Text(line));
-  return Value::Of(Record{{"lines", Value::Of(std::move(lines))}});
+  return Value::Of(Record{{"lines", TextList(answer.reply.lines)}});
 }
 
 std::string SummariseRaw(const Answer& answer, const Value& /*result*/) {
@@ -50,17 +47,20 @@ std::string SummariseRaw(const Answer& answer, const Value& /*result*/) {
   return message.empty() ? StatusMeaning(kStatusDone) : message;
 }
 
+constexpr Command kRows[] = {
+    {
+        .name = "raw",
+        .summary = "send any command with its parameter lines as they are",
+        .arguments = kArguments,
+        .build = BuildRaw,
+        .parse = ParseRaw,
+        .summarise = SummariseRaw,
+        .notes = "A LINE that begins with \"-\" goes behind \"--\".",
+    },
+};
+
 }  // namespace
 
-const Command kRawCommand = {
-    .name = "raw",
-    .summary = "send any command with its parameter lines as they are",
-    .switch_keys = "",
-    .arguments = kArguments,
-    .build = BuildRaw,
-    .parse = ParseRaw,
-    .summarise = SummariseRaw,
-    .notes = "A LINE that begins with \"-\" goes behind \"--\".",
-};
+const std::span<const Command> kRawCommands = kRows;
 
 }  // namespace zem::client

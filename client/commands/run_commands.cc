@@ -6,6 +6,7 @@
 #include "commands/command_line.h"
 #include "commands/escapes.h"
 #include "commands/fields.h"
+#include "commands/forms.h"
 #include "commands/sent_shell.h"
 #include "commands/table.h"
 #include "model/decimal.h"
@@ -23,18 +24,18 @@ constexpr int64_t kDefaultLimitMillis = 10'000;
 // --- run and exec
 
 constexpr Argument kRunArguments[] = {
-    {"words", "words,--cmd", ArgumentKind::kMany, "CMD",
+    {"words", "words,--cmd", kMany, "CMD",
      "a command line, or the words of one; behind the first all is CMD"},
-    {"limit", "--limit", ArgumentKind::kOption, "SEC", "kill it after SEC (10); 0 = never"},
-    {"no-wait", "--no-wait", ArgumentKind::kFlag, "", "start it and answer after a second"},
+    {"limit", "--limit", kOption, "SEC", "kill it after SEC (10); 0 = never"},
+    {"no-wait", "--no-wait", kFlag, "", "start it and answer after a second"},
 };
 
 constexpr Argument kExecArguments[] = {
-    {"words", "words,--cmd", ArgumentKind::kMany, "CMD",
+    {"words", "words,--cmd", kMany, "CMD",
      "a command line, or the words of one; behind the first all is CMD"},
-    {"dir", "--dir", ArgumentKind::kOption, "DIR", "working directory"},
-    {"limit", "--limit", ArgumentKind::kOption, "SEC", "kill it after SEC (10); 0 = never"},
-    {"no-wait", "--no-wait", ArgumentKind::kFlag, "", "start it and answer after a second"},
+    {"dir", "--dir", kOption, "DIR", "working directory"},
+    {"limit", "--limit", kOption, "SEC", "kill it after SEC (10); 0 = never"},
+    {"no-wait", "--no-wait", kFlag, "", "start it and answer after a second"},
 };
 
 // Milliseconds as the request carries them: -1 does not wait, 0 has no limit.
@@ -81,12 +82,9 @@ std::string SummariseRun(const Answer& answer, const Value& result) {
 
 // Without thresholds the program is taken for a plugin: its exit code is the state.
 Verdict CheckRun(const Answer& answer, const Value& result, const Thresholds& thresholds) {
-  const double code = result["exit_code"].AsNumber();
-  Verdict verdict = {thresholds.Judge(code),
-                     SummariseRun(answer, result),
-                     {{"exit", code, "", thresholds, 0, 255}}};
+  Verdict verdict = Judge<"exit", "exit_code", 255>(answer, result, thresholds);
   if (!thresholds.Given()) {
-    verdict.state = ParseState(fmt::format("{:.0f}", code)).value_or(State::kUnknown);
+    verdict.state = ParseState(Sentence("{exit_code:.0f}", result)).value_or(State::kUnknown);
   }
   return verdict;
 }
@@ -94,14 +92,11 @@ Verdict CheckRun(const Answer& answer, const Value& result, const Thresholds& th
 // --- script
 
 constexpr Argument kScriptArguments[] = {
-    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the script, a file here", kLocalFile},
-    {"params", "params", ArgumentKind::kAny, "ARG",
-     "its arguments (behind -- if they begin with \"-\")"},
-    {"lines", "--lines", ArgumentKind::kOption, "N",
-     "return the first N lines of its output too (0)"},
+    {"file", "file,--file", kRequired, "FILE", "the script, a file here", kLocalFile},
+    {"params", "params", kAny, "ARG", "its arguments (behind -- if they begin with \"-\")"},
+    {"lines", "--lines", kOption, "N", "return the first N lines of its output too (0)"},
     kSecondsArgument,
-    {"template", "--template", ArgumentKind::kOption, "CMD",
-     "command line with %script% and %params%"},
+    {"template", "--template", kOption, "CMD", "command line with %script% and %params%"},
 };
 
 constexpr int64_t kLargestScript = 8 * 1024 * 1024;
@@ -167,21 +162,61 @@ Value ParseScript(const Answer& answer) {
                           {"lines", Value::Of(std::move(lines))}});
 }
 
-std::string SummariseScript(const Answer& /*answer*/, const Value& result) {
-  return *result["result"].As<std::string>();
-}
-
 // A result that begins with a number can be judged.
-Verdict CheckScript(const Answer& answer, const Value& result, const Thresholds& thresholds) {
-  const std::string text = SummariseScript(answer, result);
+Verdict CheckScript(const Answer& /*answer*/, const Value& result, const Thresholds& thresholds) {
+  const std::string& text = *result["result"].As<std::string>();
   double number = 0;
   const std::string_view word = std::string_view(text).substr(0, text.find_first_of(" \t;,%"));
   if (ParseDecimal(word, &number)) {
-    return {thresholds.Judge(number), text, {{"result", number, "", thresholds, {}, {}}}};
+    return {thresholds.Judge(number), "", {{"result", number, "", thresholds, {}, {}}}};
   }
-  const bool judged = thresholds.Given();
-  return {judged ? State::kUnknown : State::kOk, judged ? "no number: " + text : text, {}};
+  if (!thresholds.Given()) return {};
+  return {State::kUnknown, "no number: " + text, {}};
 }
+
+constexpr Command kRunRows[] = {
+    {
+        .name = "run",
+        .summary = "run a program on the agent's host, as a check",
+        .switch_keys = "external=1",
+        .arguments = kRunArguments,
+        .build = BuildRun,
+        .parse = ParseRun,
+        .summarise = SummariseRun,
+        .check = CheckRun,
+        .notes =
+            "Options of zemctl stand in front of CMD. No shell is involved; the program's output\n"
+            "goes nowhere. As a check: the exit code is the state, unless -w or -c judge it.",
+    },
+    {
+        .name = "script",
+        .summary = "send a script to the agent and run it there",
+        .switch_keys = "shellscript=1",
+        .arguments = kScriptArguments,
+        .build = BuildScript,
+        .parse = ParseScript,
+        .summarise = Says<"{result}">,
+        .check = CheckScript,
+        .notes =
+            "The result is the first line that begins with \"scriptres:\", or the last line that\n"
+            "is not empty. As a check: -w and -c apply to the number at its front.",
+    },
+};
+
+constexpr Command kExecRows[] = {
+    {
+        .name = "exec",
+        .summary = "run a program on the agent's host, as an action",
+        .switch_keys = "executeaction=1",
+        .arguments = kExecArguments,
+        .build = BuildExec,
+        .parse = ParseRun,
+        .summarise = SummariseRun,
+        .notes =
+            "Options of zemctl stand in front of CMD. No shell is involved. A DIR that does not\n"
+            "exist is not reported: the program then runs in the agent's own folder.",
+    },
+};
 
 }  // namespace
 
@@ -197,45 +232,7 @@ std::string TemplateFor(std::string_view script) {
   return simple ? interpreter + " %script% %params%" : "%script% %params%";
 }
 
-const Command kRunCommand = {
-    .name = "run",
-    .summary = "run a program on the agent's host, as a check",
-    .switch_keys = "external=1",
-    .arguments = kRunArguments,
-    .build = BuildRun,
-    .parse = ParseRun,
-    .summarise = SummariseRun,
-    .check = CheckRun,
-    .notes =
-        "Options of zemctl stand in front of CMD. No shell is involved; the program's output\n"
-        "goes nowhere. As a check: the exit code is the state, unless -w or -c judge it.",
-};
-
-const Command kExecCommand = {
-    .name = "exec",
-    .summary = "run a program on the agent's host, as an action",
-    .switch_keys = "executeaction=1",
-    .arguments = kExecArguments,
-    .build = BuildExec,
-    .parse = ParseRun,
-    .summarise = SummariseRun,
-    .notes =
-        "Options of zemctl stand in front of CMD. No shell is involved. A DIR that does not\n"
-        "exist is not reported: the program then runs in the agent's own folder.",
-};
-
-const Command kScriptCommand = {
-    .name = "script",
-    .summary = "send a script to the agent and run it there",
-    .switch_keys = "shellscript=1",
-    .arguments = kScriptArguments,
-    .build = BuildScript,
-    .parse = ParseScript,
-    .summarise = SummariseScript,
-    .check = CheckScript,
-    .notes =
-        "The result is the first line that begins with \"scriptres:\", or the last line that\n"
-        "is not empty. As a check: -w and -c apply to the number at its front.",
-};
+const std::span<const Command> kRunCommands = kRunRows;
+const std::span<const Command> kExecCommands = kExecRows;
 
 }  // namespace zem::client

@@ -21,7 +21,7 @@
 namespace zem::client {
 
 // How to give the whole seconds that the agent lets it run.
-inline constexpr Argument kSecondsArgument = {"limit", "--limit", ArgumentKind::kOption, "SEC",
+inline constexpr Argument kSecondsArgument = {"limit", "--limit", kOption, "SEC",
                                               "whole seconds until it is killed (10); 0 = never"};
 int64_t SecondsOf(const Arguments& arguments);
 // How long to wait for an agent that may take so many milliseconds; 0 = without limit.

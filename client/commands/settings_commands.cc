@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include "commands/fields.h"
+#include "commands/forms.h"
 #include "commands/table.h"
 #include "core/config_file.h"
 #include "core/settings.h"
@@ -21,7 +22,7 @@ constexpr const char* kManagement = "allowmanage=1, and this address in managead
 // --- settings get
 
 constexpr Argument kGetArguments[] = {
-    {"show-password", "--show-password", ArgumentKind::kFlag, "", "do not mask the password"},
+    {"show-password", "--show-password", kFlag, "", "do not mask the password"},
 };
 
 constexpr std::string_view kPasswordLine = "Password=";
@@ -41,10 +42,6 @@ void MaskPassword(const Arguments& arguments, std::string* reply) {
     }
     line = std::min(reply->find('\n', line), reply->size()) + 1;
   }
-}
-
-Plan BuildGet(const Arguments& /*arguments*/) {
-  return PlanOf(RequestText("GetSettings").Finish());
 }
 
 std::string_view Named(const Reply& reply, std::string_view name) {
@@ -93,9 +90,9 @@ std::string SummariseGet(const Answer& answer, const Value& /*result*/) {
 // --- settings set
 
 constexpr Argument kSetArguments[] = {
-    {"settings", "settings", ArgumentKind::kAny, "NAME=VALUE",
+    {"settings", "settings", kAny, "NAME=VALUE",
      "wire names or configuration keys, e.g. Timeout=5000 tcp=off", kSettingNames},
-    {"new-password-file", "--new-password-file", ArgumentKind::kOption, "FILE",
+    {"new-password-file", "--new-password-file", kOption, "FILE",
      "set the password to the first line of FILE; - = stdin", kLocalFile},
 };
 
@@ -233,30 +230,33 @@ std::string SummariseSet(const Answer& answer, const Value& /*result*/) {
   return fmt::format("{} set, saved in the agent's configuration", changed);
 }
 
+constexpr Command kRows[] = {
+    {
+        .name = "settings get",
+        .summary = "the settings that can be changed from afar",
+        .switch_keys = kManagement,
+        .arguments = kGetArguments,
+        .build = Request<"GetSettings">,
+        .parse = ParseGet,
+        .summarise = SummariseGet,
+        .mask = MaskPassword,
+    },
+    {
+        .name = "settings set",
+        .summary = "change settings, live and in the agent's file",
+        .switch_keys = kManagement,
+        .arguments = kSetArguments,
+        .build = BuildSet,
+        .parse = ParseSet,
+        .summarise = SummariseSet,
+        .notes =
+            "Switches take on and off. IPFilterAddr takes addresses between blanks or commas; it\n"
+            "and IPFilterMarks take effect at the next reload.",
+    },
+};
+
 }  // namespace
 
-const Command kSettingsGetCommand = {
-    .name = "settings get",
-    .summary = "the settings that can be changed from afar",
-    .switch_keys = kManagement,
-    .arguments = kGetArguments,
-    .build = BuildGet,
-    .parse = ParseGet,
-    .summarise = SummariseGet,
-    .mask = MaskPassword,
-};
-
-const Command kSettingsSetCommand = {
-    .name = "settings set",
-    .summary = "change settings, live and in the agent's file",
-    .switch_keys = kManagement,
-    .arguments = kSetArguments,
-    .build = BuildSet,
-    .parse = ParseSet,
-    .summarise = SummariseSet,
-    .notes =
-        "Switches take on and off. IPFilterAddr takes addresses between blanks or commas; it\n"
-        "and IPFilterMarks take effect at the next reload.",
-};
+const std::span<const Command> kSettingsCommands = kRows;
 
 }  // namespace zem::client

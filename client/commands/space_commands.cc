@@ -6,8 +6,8 @@
 #include <fmt/format.h>
 
 #include "commands/fields.h"
+#include "commands/forms.h"
 #include "commands/table.h"
-#include "output/units.h"
 #include "wire/request_text.h"
 
 namespace zem::client {
@@ -20,12 +20,8 @@ constexpr const char* kMacroHelp =
 // --- disk
 
 constexpr Argument kDiskArguments[] = {
-    {"path", "path,--path", ArgumentKind::kRequired, "PATH", "anything on the file system"},
+    {"path", "path,--path", kRequired, "PATH", "anything on the file system"},
 };
-
-Plan BuildDisk(const Arguments& arguments) {
-  return PlanOf(RequestText("TEST-UNC").TrimmedLine(arguments.Text("path"), "PATH").Finish());
-}
 
 // Shares as df reckons them: of what ordinary users can use, the superuser's reserve left out.
 Value ParseDisk(const Answer& answer) {
@@ -45,12 +41,6 @@ Value ParseDisk(const Answer& answer) {
       {"free_percent", Value::Percent(free_percent)},
       {"query_ms", Value::Millis(static_cast<double>(IntLine(answer.reply, 4)))},
   });
-}
-
-std::string SummariseDisk(const Answer& answer, const Value& result) {
-  return fmt::format("{} {} free ({:.0f}%)", answer.arguments.Text("path"),
-                     ReadableBytes(result["available_bytes"].AsNumber()),
-                     result["free_percent"].AsNumber());
 }
 
 // The same limit seen from the other side: performance data shows what is used.
@@ -73,68 +63,41 @@ Verdict CheckDisk(const Answer& answer, const Value& result, const Thresholds& t
   const auto alerts = [&](const std::optional<Range>& range) {
     return range && range->Alerts(range->percent ? result["free_percent"].AsNumber() : available);
   };
-  Verdict verdict;
-  verdict.state = alerts(thresholds.critical)  ? State::kCritical
-                  : alerts(thresholds.warning) ? State::kWarning
-                                               : State::kOk;
-  verdict.text = SummariseDisk(answer, result);
-  verdict.metrics = {
-      {answer.arguments.Text("path"),
-       used,
-       "B",
-       {UsedRange(thresholds.warning, usable), UsedRange(thresholds.critical, usable)},
-       0,
-       usable}};
-  return verdict;
+  const Thresholds limits = {UsedRange(thresholds.warning, usable),
+                             UsedRange(thresholds.critical, usable)};
+  return {alerts(thresholds.critical)  ? State::kCritical
+          : alerts(thresholds.warning) ? State::kWarning
+                                       : State::kOk,
+          "",
+          {{answer.arguments.Text("path"), used, "B", limits, 0, usable}}};
 }
 
 // --- du
 
 constexpr Argument kDuArguments[] = {
-    {"path", "path,--path", ArgumentKind::kRequired, "PATH", "a folder, or a folder and /MASK"},
-    {"recursive", "-r,--recursive", ArgumentKind::kFlag, "", "include all sub-folders"},
-    {"macros", "--macros", ArgumentKind::kFlag, "", kMacroHelp},
+    {"path", "path,--path", kRequired, "PATH", "a folder, or a folder and /MASK"},
+    {"recursive", "-r,--recursive", kFlag, "", "include all sub-folders"},
+    {"macros", "--macros", kFlag, "", kMacroHelp},
 };
 
-Plan BuildDu(const Arguments& arguments) {
-  RequestText request("TEST-FolderSize");
-  request.TrimmedLine(arguments.Text("path"), "PATH")
-      .Flag(arguments.Has("recursive"))
-      .Empty(5)
-      .Flag(arguments.Has("macros"));
-  return PlanOf(request.Finish());
-}
-
-Value ParseDu(const Answer& answer) {
-  return Value::Of(Record{{"path", Value::Text(answer.arguments.Text("path"))},
-                          {"size_bytes", Value::Bytes(NumberLine(answer.reply, 1))}});
-}
-
-std::string SummariseDu(const Answer& answer, const Value& result) {
-  return fmt::format("{} holds {}", answer.arguments.Text("path"),
-                     ReadableBytes(result["size_bytes"].AsNumber()));
-}
-
-Verdict CheckDu(const Answer& answer, const Value& result, const Thresholds& thresholds) {
-  const double size = result["size_bytes"].AsNumber();
-  return {thresholds.Judge(size),
-          SummariseDu(answer, result),
-          {{"size", size, "B", thresholds, 0, {}}}};
-}
+constexpr Field kDuReply[] = {{"path"}, {"size_bytes", 1, FieldKind::kBytes}};
 
 // --- count
 
 constexpr Argument kCountArguments[] = {
-    {"folder", "folder,--folder", ArgumentKind::kRequired, "FOLDER", "where to count"},
-    {"mask", "mask,--mask", ArgumentKind::kOptional, "MASK", "shell pattern for names (*)"},
-    {"recursive", "-r,--recursive", ArgumentKind::kFlag, "", "include all sub-folders"},
-    {"older", "--older", ArgumentKind::kOption, "MIN", "files changed more than MIN minutes ago"},
-    {"newer", "--newer", ArgumentKind::kOption, "MIN", "files changed less than MIN minutes ago"},
-    {"bigger", "--bigger", ArgumentKind::kOption, "BYTES", "files above a size (units K, M, G)"},
-    {"smaller", "--smaller", ArgumentKind::kOption, "BYTES", "files below a size"},
-    {"dirs", "--dirs", ArgumentKind::kFlag, "", "count sub-folders instead of files"},
-    {"macros", "--macros", ArgumentKind::kFlag, "", kMacroHelp},
+    {"folder", "folder,--folder", kRequired, "FOLDER", "where to count"},
+    {"mask", "mask,--mask", kOptional, "MASK", "shell pattern for names (*)"},
+    {"recursive", "-r,--recursive", kFlag, "", "include all sub-folders"},
+    {"older", "--older", kOption, "MIN", "files changed more than MIN minutes ago"},
+    {"newer", "--newer", kOption, "MIN", "files changed less than MIN minutes ago"},
+    {"bigger", "--bigger", kOption, "BYTES", "files above a size (units K, M, G)"},
+    {"smaller", "--smaller", kOption, "BYTES", "files below a size"},
+    {"dirs", "--dirs", kFlag, "", "count sub-folders instead of files"},
+    {"macros", "--macros", kFlag, "", kMacroHelp},
 };
+
+constexpr Field kCountReply[] = {
+    {"folder"}, {"mask", 0, FieldKind::kText, "*"}, {"count", 1, FieldKind::kInt}};
 
 // The agent reckons with limits of 32 bits.
 constexpr int64_t kLargestLimit = std::numeric_limits<int32_t>::max();
@@ -161,21 +124,8 @@ CountMode ModeOf(const Arguments& arguments) {
 
 Plan BuildCount(const Arguments& arguments) {
   const CountMode mode = ModeOf(arguments);
-  RequestText request("TEST-CountFiles");
-  request.TrimmedLine(arguments.Text("folder"), "FOLDER")
-      .TrimmedLine(arguments.Text("mask", "*"), "MASK")
-      .Flag(arguments.Has("recursive"))
-      .Number(mode.number)
-      .Number(mode.limit)
-      .Empty(5)
-      .Flag(arguments.Has("macros"));
-  return PlanOf(request.Finish());
-}
-
-Value ParseCount(const Answer& answer) {
-  return Value::Of(Record{{"folder", Value::Text(answer.arguments.Text("folder"))},
-                          {"mask", Value::Text(answer.arguments.Text("mask", "*"))},
-                          {"count", Value::Int(IntLine(answer.reply, 1))}});
+  return PlanFor("TEST-CountFiles folder mask=* recursive? % % - - - - - macros?", arguments,
+                 {mode.number, mode.limit});
 }
 
 std::string SummariseCount(const Answer& answer, const Value& result) {
@@ -184,56 +134,50 @@ std::string SummariseCount(const Answer& answer, const Value& result) {
                      answer.arguments.Text("folder"));
 }
 
-Verdict CheckCount(const Answer& answer, const Value& result, const Thresholds& thresholds) {
-  const double count = result["count"].AsNumber();
-  return {thresholds.Judge(count),
-          SummariseCount(answer, result),
-          {{"count", count, "", thresholds, 0, {}}}};
-}
+constexpr Command kRows[] = {
+    {
+        .name = "disk",
+        .summary = "size and free space of a file system",
+        .switch_keys = "unc=1",
+        .arguments = kDiskArguments,
+        .build = Request<"TEST-UNC path">,
+        .parse = ParseDisk,
+        .summarise = Says<"{path} {available_bytes} free ({free_percent:.0f}%)">,
+        .check = CheckDisk,
+        .range = FreeSpaceRange,
+        .unavailable = State::kCritical,
+        .notes = "As a check: -w 20% -c 5G alert when less than that is free; ranges apply to the\n"
+                 "free space (bytes, or a share with %). Performance data shows what is used.",
+    },
+    {
+        .name = "du",
+        .summary = "size of the files in a folder",
+        .switch_keys = "foldersize=1",
+        .arguments = kDuArguments,
+        .build = Request<"TEST-FolderSize path recursive? - - - - - macros?">,
+        .parse = Fields<kDuReply>,
+        .summarise = Says<"{path} holds {size_bytes}">,
+        .check = Judge<"size", "size_bytes">,
+        .range = BytesRange,
+        .notes =
+            "As a check: -w and -c apply to the size (units K, M, G, T). Symbolic links do not\n"
+            "count.",
+    },
+    {
+        .name = "count",
+        .summary = "number of files in a folder",
+        .switch_keys = "countfiles=1",
+        .arguments = kCountArguments,
+        .build = BuildCount,
+        .parse = Fields<kCountReply>,
+        .summarise = SummariseCount,
+        .check = Judge<"count", "count">,
+        .notes = "As a check: -w and -c apply to the number.",
+    },
+};
 
 }  // namespace
 
-const Command kDiskCommand = {
-    .name = "disk",
-    .summary = "size and free space of a file system",
-    .switch_keys = "unc=1",
-    .arguments = kDiskArguments,
-    .build = BuildDisk,
-    .parse = ParseDisk,
-    .summarise = SummariseDisk,
-    .check = CheckDisk,
-    .range = FreeSpaceRange,
-    .unavailable = State::kCritical,
-    .notes =
-        "As a check: -w 20% -c 5G alert when less than that is free; ranges apply to the\n"
-        "free space (bytes, or a share with %). Performance data shows what is used.",
-};
-
-const Command kDuCommand = {
-    .name = "du",
-    .summary = "size of the files in a folder",
-    .switch_keys = "foldersize=1",
-    .arguments = kDuArguments,
-    .build = BuildDu,
-    .parse = ParseDu,
-    .summarise = SummariseDu,
-    .check = CheckDu,
-    .range = BytesRange,
-    .notes =
-        "As a check: -w and -c apply to the size (units K, M, G, T). Symbolic links do not\n"
-        "count.",
-};
-
-const Command kCountCommand = {
-    .name = "count",
-    .summary = "number of files in a folder",
-    .switch_keys = "countfiles=1",
-    .arguments = kCountArguments,
-    .build = BuildCount,
-    .parse = ParseCount,
-    .summarise = SummariseCount,
-    .check = CheckCount,
-    .notes = "As a check: -w and -c apply to the number.",
-};
+const std::span<const Command> kSpaceCommands = kRows;
 
 }  // namespace zem::client

@@ -5,6 +5,7 @@
 #define ZEM_CLIENT_COMMANDS_TABLE_H_
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,36 +16,24 @@ namespace zem::client {
 
 // In the order of the help text.
 const std::vector<const Command*>& CommandTable();
+// The row of a name that one has.
+const Command& NamedCommand(std::string_view name);
 
-extern const Command kInfoCommand;
-extern const Command kPingCommand;
-extern const Command kDiskCommand;
-extern const Command kDuCommand;
-extern const Command kCountCommand;
-extern const Command kExistsCommand;
-extern const Command kHashCommand;
-extern const Command kCompareCommand;
-extern const Command kContainsCommand;
-extern const Command kGrepCommand;
-extern const Command kListCommand;
-extern const Command kProcCommand;
-extern const Command kProcsCommand;
-extern const Command kCpuCommand;
-extern const Command kTcpCommand;
-extern const Command kUdpCommand;
-extern const Command kRunCommand;
-extern const Command kScriptCommand;
-extern const Command kPluginCommand;
-extern const Command kExecCommand;
-extern const Command kSyslogCommand;
-extern const Command kSendCommand;
-extern const Command kSettingsGetCommand;
-extern const Command kSettingsSetCommand;
-extern const Command kReloadCommand;
-extern const Command kRestartCommand;
-extern const Command kQuitCommand;
-extern const Command kUpgradeCommand;
-extern const Command kRawCommand;
+// The rows of each file.
+extern const std::span<const Command> kInfoCommands;
+extern const std::span<const Command> kSpaceCommands;
+extern const std::span<const Command> kFileCommands;
+extern const std::span<const Command> kListCommands;
+extern const std::span<const Command> kProcessCommands;
+extern const std::span<const Command> kProbeCommands;
+extern const std::span<const Command> kRunCommands;
+extern const std::span<const Command> kPluginCommands;
+extern const std::span<const Command> kExecCommands;
+extern const std::span<const Command> kMessageCommands;
+extern const std::span<const Command> kSettingsCommands;
+extern const std::span<const Command> kControlCommands;
+extern const std::span<const Command> kUpgradeCommands;
+extern const std::span<const Command> kRawCommands;
 
 // The value behind "name=" in the reply, as it was sent.
 std::optional<std::string_view> NamedLine(const Reply& reply, std::string_view name);

@@ -12,10 +12,9 @@ namespace zem::client {
 namespace {
 
 constexpr Argument kArguments[] = {
-    {"file", "file,--file", ArgumentKind::kRequired, "FILE", "the new program, a file here",
-     kLocalFile},
-    {"wait", "--wait", ArgumentKind::kFlag, "", "until the new program answers"},
-    {"force", "--force", ArgumentKind::kFlag, "", "send a file that does not look like a program"},
+    {"file", "file,--file", kRequired, "FILE", "the new program, a file here", kLocalFile},
+    {"wait", "--wait", kFlag, "", "until the new program answers"},
+    {"force", "--force", kFlag, "", "send a file that does not look like a program"},
 };
 
 bool LooksLikeProgram(std::string_view bytes) {
@@ -65,20 +64,23 @@ std::string SummariseUpgrade(const Answer& answer, const Value& /*result*/) {
   return "the agent has taken the program" + (note.empty() ? "" : "; " + note);
 }
 
+constexpr Command kRows[] = {
+    {
+        .name = "upgrade",
+        .summary = "replace the agent's program and restart it",
+        .switch_keys = "allowupdates=1, and this address in updateaddr",
+        .arguments = kArguments,
+        .build = BuildUpgrade,
+        .parse = ParseUpgrade,
+        .summarise = SummariseUpgrade,
+        .ask = AskUpgrade,
+        .notes = "The program travels in the clear, more than 100 bytes and less than 10 MiB; its\n"
+                 "digest travels enciphered. The agent swaps its program and starts anew.",
+    },
+};
+
 }  // namespace
 
-const Command kUpgradeCommand = {
-    .name = "upgrade",
-    .summary = "replace the agent's program and restart it",
-    .switch_keys = "allowupdates=1, and this address in updateaddr",
-    .arguments = kArguments,
-    .build = BuildUpgrade,
-    .parse = ParseUpgrade,
-    .summarise = SummariseUpgrade,
-    .ask = AskUpgrade,
-    .notes =
-        "The program travels in the clear, more than 100 bytes and less than 10 MiB; its\n"
-        "digest travels enciphered. The agent swaps its program and starts anew.",
-};
+const std::span<const Command> kUpgradeCommands = kRows;
 
 }  // namespace zem::client

@@ -22,9 +22,9 @@ namespace zem::client {
 namespace {
 
 constexpr Argument kArguments[] = {
-    {"file", "file,--file", ArgumentKind::kOptional, "FILE",
+    {"file", "file,--file", kOptional, "FILE",
      "the agent's configuration, if not in --agent-config", kLocalFile},
-    {"strict", "--strict", ArgumentKind::kFlag, "", "exit with 1 at warnings too"},
+    {"strict", "--strict", kFlag, "", "exit with 1 at warnings too"},
 };
 
 constexpr int kExitLoads = 0;

@@ -23,9 +23,9 @@ namespace zem::client {
 namespace {
 
 constexpr Argument kArguments[] = {
-    {"file", "file,--file", ArgumentKind::kOptional, "FILE",
+    {"file", "file,--file", kOptional, "FILE",
      "the agent's configuration, if not in --agent-config", kLocalFile},
-    {"name", "--name", ArgumentKind::kOption, "NAME", "count this process (the first one listed)"},
+    {"name", "--name", kOption, "NAME", "count this process (the first one listed)"},
 };
 
 // No process has it.
@@ -67,7 +67,8 @@ class Tester {
 
  private:
   // The agent's own handler, with the switch taken for on.
-  Trial& Try(const char* key, Handler handler, const std::string& input, const Command& command) {
+  Trial& Try(const char* key, Handler handler, const std::string& input, const char* name) {
+    const Command& command = NamedCommand(name);
     Trial& trial = trials_.emplace_back();
     trial.script = key;
     trial.input = input;
@@ -99,7 +100,7 @@ class Tester {
   // Gives the name of a process that runs and that no shell would interpret; empty when there is
   // none.
   std::string TryList() {
-    Trial& trial = Try("proclistscript", ListProcesses, "", kProcsCommand);
+    Trial& trial = Try("proclistscript", ListProcesses, "", "procs");
     const auto* list = trial.result["processes"].As<List>();
     if (list == nullptr) return "";
     if (list->empty()) {
@@ -117,7 +118,7 @@ class Tester {
   }
 
   void TryCount(const std::string& name, bool was_listed) {
-    Trial& trial = Try("proccntscript", CheckProcess, name, kProcCommand);
+    Trial& trial = Try("proccntscript", CheckProcess, name, "proc");
     if (trial.good && was_listed && trial.result["count"].AsNumber() < 1) {
       trial.good = false;
       trial.verdict += ": not counted, although proclistscript lists it";
@@ -125,7 +126,7 @@ class Tester {
   }
 
   void TryAbsent() {
-    Trial& trial = Try("proccntscript", CheckProcess, kAbsentName, kProcCommand);
+    Trial& trial = Try("proccntscript", CheckProcess, kAbsentName, "proc");
     if (trial.good && trial.result["count"].AsNumber() != 0) {
       trial.good = false;
       trial.verdict += ": none runs; does the script count itself?";
@@ -133,7 +134,7 @@ class Tester {
   }
 
   void TryCpu() {
-    Trial& trial = Try("cpuusagescript", CheckCpu, "", kCpuCommand);
+    Trial& trial = Try("cpuusagescript", CheckCpu, "", "cpu");
     const double usage = trial.result["usage_percent"].AsNumber();
     if (trial.good && (usage < 0 || usage > 100)) {
       trial.good = false;

@@ -64,6 +64,8 @@ class Value {
   Form form_ = Form::kPlain;
 };
 
+Value TextList(const std::vector<std::string>& texts);
+
 }  // namespace zem::client
 
 #endif  // ZEM_CLIENT_MODEL_VALUE_H_

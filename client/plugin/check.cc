@@ -13,18 +13,12 @@ namespace {
 
 constexpr State kStates[] = {State::kOk, State::kWarning, State::kCritical, State::kUnknown};
 
-int Weight(State state) {
-  switch (state) {
-    case State::kOk:
-      return 0;
-    case State::kUnknown:
-      return 1;
-    case State::kWarning:
-      return 2;
-    case State::kCritical:
-      return 3;
-  }
-  return 3;
+// In the order of the states.
+constexpr const char* kStateNames[] = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
+constexpr int kWeights[] = {0, 2, 3, 1};
+
+size_t Index(State state) {
+  return static_cast<size_t>(state);
 }
 
 std::string RangeText(const std::optional<Range>& range) {
@@ -54,21 +48,11 @@ std::string WithoutBars(std::string text) {
 }  // namespace
 
 const char* StateName(State state) {
-  switch (state) {
-    case State::kOk:
-      return "OK";
-    case State::kWarning:
-      return "WARNING";
-    case State::kCritical:
-      return "CRITICAL";
-    case State::kUnknown:
-      return "UNKNOWN";
-  }
-  return "UNKNOWN";
+  return kStateNames[Index(state)];
 }
 
 State Worse(State a, State b) {
-  return Weight(a) >= Weight(b) ? a : b;
+  return kWeights[Index(a)] >= kWeights[Index(b)] ? a : b;
 }
 
 std::optional<State> ParseState(std::string_view text) {

@@ -1,30 +1,16 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "wire/failure.h"
 
+#include <cstddef>
+
 namespace zem::client {
 
 const char* FailureName(FailureKind kind) {
-  switch (kind) {
-    case FailureKind::kNone:
-      return "none";
-    case FailureKind::kResolve:
-      return "resolve";
-    case FailureKind::kRefused:
-      return "refused";
-    case FailureKind::kUnreachable:
-      return "unreachable";
-    case FailureKind::kTimeout:
-      return "timeout";
-    case FailureKind::kClosed:
-      return "closed";
-    case FailureKind::kShortReply:
-      return "short_reply";
-    case FailureKind::kUnreadable:
-      return "unreadable";
-    case FailureKind::kLocal:
-      return "local";
-  }
-  return "unknown";
+  // In the order of the kinds.
+  static constexpr const char* kNames[] = {"none",        "resolve",    "refused",
+                                           "unreachable", "timeout",    "closed",
+                                           "short_reply", "unreadable", "local"};
+  return kNames[static_cast<size_t>(kind)];
 }
 
 }  // namespace zem::client

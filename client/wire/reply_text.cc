@@ -2,6 +2,7 @@
 #include "wire/reply_text.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "model/pieces.h"
 
@@ -45,26 +46,19 @@ Reply ParseReply(std::string_view text) {
 }
 
 const char* StatusMeaning(int status) {
-  switch (status) {
-    case kStatusDone:
-      return "done";
-    case kStatusFailed:
-      return "failed";
-    case kStatusUnavailable:
-      return "not available";
-    case kStatusUpgradeBusy:
-      return "another upgrade is running";
-    case kStatusVoid:
-      return "unknown or not available on this agent";
-    case kStatusWrongParameters:
-      return "wrong parameters";
-    case kStatusNoEndMark:
-      return "the request has no end mark";
-    case kStatusNotAllowed:
-      return "not allowed by the agent's configuration";
-    default:
-      return "unknown status";
+  static constexpr std::pair<int, const char*> kMeanings[] = {
+      {kStatusDone, "done"},
+      {kStatusFailed, "failed"},
+      {kStatusUnavailable, "not available"},
+      {kStatusUpgradeBusy, "another upgrade is running"},
+      {kStatusVoid, "unknown or not available on this agent"},
+      {kStatusWrongParameters, "wrong parameters"},
+      {kStatusNoEndMark, "the request has no end mark"},
+      {kStatusNotAllowed, "not allowed by the agent's configuration"}};
+  for (const auto& [known, meaning] : kMeanings) {
+    if (known == status) return meaning;
   }
+  return "unknown status";
 }
 
 }  // namespace zem::client

@@ -41,6 +41,7 @@ Read ReadReply(const std::string& typed, const std::string& text) {
   read.summary = options.command->summarise(answer, read.result);
   if (options.plugin) {
     read.verdict = options.command->check(answer, read.result, options.thresholds);
+    if (read.verdict.text.empty()) read.verdict.text = read.summary;
   }
   return read;
 }

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// What most subcommands are made of: a request whose lines are arguments, a reply whose lines are
+// fields, a sentence about the fields, a figure to judge. A row of the command table names each as
+// a function: .build = Request<"TEST-FolderSize path recursive? macros?">.
+//
+// Errors:  std::invalid_argument for what a person typed, BadReply for what an agent answered.
+// Threads: any; pure functions.
+
+#ifndef ZEM_CLIENT_COMMANDS_FORMS_H_
+#define ZEM_CLIENT_COMMANDS_FORMS_H_
+
+#include <algorithm>
+#include <cstddef>
+#include <initializer_list>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "commands/command.h"
+
+namespace zem::client {
+
+// A text that may stand between angle brackets.
+template <size_t kBytes>
+struct Literal {
+  constexpr Literal(const char (&literal)[kBytes]) { std::copy_n(literal, kBytes, text); }
+  char text[kBytes] = {};
+};
+
+// The command word and then a word for each line: "path" is the argument of that name, called PATH
+// in a refusal, "first:A" one called A, "mask=*" one with a default; "send~:TEXT" may hold line
+// breaks, and --escapes may stand for them; "macros?" is 1 where the flag was given and "files!"
+// where it was not; "-" is an empty line, a number itself, and "%" the next of `numbers`.
+Plan PlanFor(std::string_view form, const Arguments& arguments,
+             std::initializer_list<int64_t> numbers = {});
+
+template <Literal kForm>
+Plan Request(const Arguments& arguments) {
+  return PlanFor(kForm.text, arguments);
+}
+
+enum class FieldKind : uint8_t { kText, kInt, kFlag, kBytes, kMillis, kMinutes, kPercent, kStamp };
+
+struct Field {
+  const char* name;
+  size_t line = 0;  // of the reply; 0 = the argument of the field's name
+  FieldKind kind = FieldKind::kText;
+  const char* otherwise = "";  // where that argument was not given
+};
+
+Value ReadFields(std::span<const Field> fields, const Answer& answer);
+
+template <const auto& kFields>
+Value Fields(const Answer& answer) {
+  return ReadFields(kFields, answer);
+}
+
+// "{path} holds {size_bytes}": fields by their names, sizes and ages as people read them. Other
+// numbers take a format: "{count:.0f}".
+std::string Sentence(const char* form, const Value& result);
+
+template <Literal kForm>
+std::string Says(const Answer& /*answer*/, const Value& result) {
+  return Sentence(kForm.text, result);
+}
+
+// Of a result that is one flag.
+bool IsYes(const Value& result);
+template <Literal kYes, Literal kNo>
+std::string SaysWhether(const Answer& /*answer*/, const Value& result) {
+  return IsYes(result) ? kYes.text : kNo.text;
+}
+// Fine when it is so, or with --invert when it is not.
+Verdict JudgeFlag(const Answer& answer, const Value& result, const Thresholds& thresholds);
+
+// A figure in the unit that plugins know: bytes, seconds, percent, or none. It begins at 0.
+Metric MetricOf(const char* label, const Value& value, const Thresholds& thresholds);
+
+template <Literal kLabel, Literal kField, int kMost = 0>  // 0 = without an end
+Verdict Judge(const Answer& /*answer*/, const Value& result, const Thresholds& thresholds) {
+  Metric metric = MetricOf(kLabel.text, result[kField.text], thresholds);
+  if (kMost != 0) metric.most = kMost;
+  return {thresholds.Judge(metric.value), "", {metric}};
+}
+
+// The commands that only do something: what the agent says, or what was noted on the way.
+Value ParseMessage(const Answer& answer);
+std::string SummariseMessage(const Answer& answer, const Value& result);
+
+}  // namespace zem::client
+
+#endif  // ZEM_CLIENT_COMMANDS_FORMS_H_
