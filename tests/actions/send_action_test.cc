@@ -71,21 +71,5 @@ TEST(SendAction, RefusesWithoutAStatus) {
   }
 }
 
-TEST(SendSocket, ReportsEachOperation) {
-  SendSocket socket(SendSocket::Kind::kDatagram);
-  EXPECT_EQ(socket.Send("x"), -4);
-  EXPECT_EQ(socket.Error(), SystemErrorText(EBADF));
-  EXPECT_EQ(socket.Open("two words", 9, 0), -2);
-  const Bound server(SOCK_DGRAM);
-  EXPECT_EQ(socket.Open("127.0.0.1", server.Port(), 0), 1);
-  EXPECT_EQ(socket.Error(), "");
-  EXPECT_EQ(socket.Send(""), 0);
-  EXPECT_EQ(socket.Send("four"), 4);
-  EXPECT_EQ(socket.Open("255.255.255.255", 9, 0), -6);  // broadcasting takes a permission
-  socket.Close();
-  EXPECT_EQ(socket.Error(), "");
-  EXPECT_EQ(socket.Send("x"), -4);
-}
-
 }  // namespace
 }  // namespace zem

@@ -15,33 +15,6 @@
 namespace zem {
 namespace {
 
-TEST(ProcessControl, ASessionsRequestsAreRaisedAsItCloses) {
-  ProcessControl control;
-  control.SessionOpened();
-  control.SessionOpened();
-  control.SessionOpened();
-  control.ConnectionRejected();
-  control.SessionClosed({});
-  EXPECT_FALSE(control.TerminateRequested() || control.RestartRequested());
-  control.SessionClosed({.restart = true});
-  EXPECT_TRUE(control.RestartRequested());
-  EXPECT_FALSE(control.TerminateRequested());
-  EXPECT_EQ(control.Counters().active, 1);
-  EXPECT_EQ(control.Counters().opened, 3);
-  EXPECT_EQ(control.Counters().rejected, 1);
-
-  EXPECT_TRUE(control.ClaimUpgradeSlot());
-  EXPECT_FALSE(control.ClaimUpgradeSlot());
-  control.SetUpgradePath("/tmp/x");
-  EXPECT_FALSE(control.UpgradeRequested());
-  control.SessionClosed({});
-  EXPECT_TRUE(control.UpgradeRequested());
-  control.ClearUpgrade();
-  EXPECT_FALSE(control.UpgradeRequested());
-  EXPECT_EQ(control.UpgradePath(), "");
-  EXPECT_TRUE(control.ClaimUpgradeSlot());
-}
-
 TEST(ProcessControl, NoReplyBeginsOnceTheyAreStoppedAndTheStopWaits) {
   ProcessControl control;
   ASSERT_TRUE(control.BeginReply());

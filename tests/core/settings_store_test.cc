@@ -3,10 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "temp_dir.h"
 
@@ -110,47 +108,6 @@ TEST_F(SettingsStoreTest, WritersTakeTurnsAndLoseNoChange) {
   add();
   other.join();
   EXPECT_EQ(store_.Snapshot()->timeout, 4000);
-}
-
-// Every writer sets host and comment to the same text and never leaves the password empty.
-TEST_F(SettingsStoreTest, ReadersNeverSeeAHalfMadeRecord) {
-  const std::string loaded = "password=p\nhost=file\ncomment=file\n" + Zempath();
-  WriteConfig(loaded);
-  ASSERT_TRUE(store_.Load(&error_));
-  std::atomic<bool> stop{false};
-  std::atomic<int> faults{0};
-  std::vector<std::thread> readers;
-  for (int i = 0; i < 3; ++i) {
-    readers.emplace_back([&] {
-      while (!stop) {
-        const SettingsPtr settings = store_.Snapshot();
-        if (settings->comment != settings->host || settings->password.IsEmpty()) ++faults;
-      }
-    });
-  }
-  std::thread updater([this] {
-    for (int i = 0; i < 300; ++i) {
-      store_.Update([i](Settings* s) {
-        s->host.Clear();
-        s->comment = OvString("update ").AppendInt(i);
-        s->host = s->comment;
-      });
-    }
-  });
-  std::thread saver([this] {
-    for (int i = 0; i < 40; ++i) {
-      OvString error;
-      const bool saved = store_.UpdateAndSave(
-          [](Settings* s) { s->comment = s->host = "a text long enough to be torn"; }, &error);
-      EXPECT_TRUE(saved) << error.CStr();
-    }
-  });
-  for (int i = 0; i < 100; ++i) EXPECT_TRUE(store_.Load(&error_)) << error_.CStr();
-  updater.join();
-  saver.join();
-  stop = true;
-  for (std::thread& reader : readers) reader.join();
-  EXPECT_EQ(faults, 0);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Peers and surroundings that mean harm: whatever they do, who has the password is answered, and
 // what was used up for them comes back.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -29,12 +28,6 @@ using namespace std::chrono_literals;
 void LimitDescriptors(rlim_t count) {
   const rlimit limit = {count, count};
   setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-// Closing then resets the connection instead of ending it.
-void ResetOnClose(const Connection& connection) {
-  const linger at_once = {1, 0};
-  setsockopt(connection.Fd(), SOL_SOCKET, SO_LINGER, &at_once, sizeof(at_once));
 }
 
 long ResidentKilobytes(const AgentProcess& agent) {
@@ -110,63 +103,6 @@ TEST(HostilePeers, SilentOnesAreDroppedAndDelayNobody) {
   EXPECT_LT(Clock::now() - begin, ZEM_SANITIZED ? 20s : 3s);
   before.ExpectBack();
   for (const Connection& peer : silent) EXPECT_TRUE(peer.ClosesWithin(0));
-}
-
-TEST(HostilePeers, AnnouncementsOfGigabytesCostNothing) {
-  AgentProcess agent(Options{.config = "timeout=-1\n"});
-  const Footprint before(agent);
-  std::string huge = Packet("GetInfo\r");
-  huge.replace(0, 4, std::string("\xFF\xFF\xFF\x7F", 4));
-  std::string large = Packet("GetInfo\r", "a guess");
-  large.replace(0, 4, std::string("\0\0\0\1", 4));
-  const std::string block(64 * 1024, 'x');
-  for (int i = 0; i < 100; ++i) {
-    for (const std::string& head : {huge, large}) {
-      const Connection peer(agent.Port());
-      ASSERT_TRUE(peer.Send(head));
-      while (peer.Send(block)) {
-      }
-    }
-  }
-  before.ExpectBack();
-}
-
-TEST(HostilePeers, RubbishIsNeverAnswered) {
-  AgentProcess agent(Options{.config = "timeout=2000\n"});
-  const Footprint before(agent);
-  std::minstd_rand random(20240917);
-  std::vector<Connection> peers;
-  for (int i = 0; i < 400; ++i) {
-    std::string bytes(random() % 3000, '\0');
-    for (char& byte : bytes) byte = static_cast<char>(random() >> 8);
-    // Some announce their true size, so that they are taken for whole packets.
-    if (i % 2 == 0 && bytes.size() > 14) {
-      bytes[0] = static_cast<char>((bytes.size() - 4) & 0xFF);
-      bytes[1] = static_cast<char>((bytes.size() - 4) >> 8);
-      bytes[2] = bytes[3] = '\0';
-    }
-    const Connection& peer = peers.emplace_back(agent.Port());
-    (void)peer.Send(bytes);  // may be refused before it is all out
-    if (i % 3 == 0) peer.FinishSending();
-  }
-  for (const Connection& peer : peers) EXPECT_TRUE(peer.ClosesWithin(30'000));
-  before.ExpectBack();
-}
-
-TEST(HostilePeers, ConnectionsResetBeforeTheyAreAcceptedAreNoFatalError) {
-  AgentProcess agent;
-  const Footprint before(agent);
-  for (int round = 0; round < 25; ++round) {
-    // Stopped, it cannot accept in between.
-    agent.Signal(SIGSTOP);
-    std::vector<Connection> peers;
-    for (int i = 0; i < 20; ++i) ResetOnClose(peers.emplace_back(agent.Port()));
-    peers.clear();
-    agent.Signal(SIGCONT);
-    EXPECT_TRUE(agent.Answers());
-  }
-  EXPECT_FALSE(Holds(agent.BadLog(), "Accept fatal error"));
-  before.ExpectBack();
 }
 
 TEST(HostilePeers, AThousandRejectedOnesStayBounded) {
@@ -262,16 +198,6 @@ TEST(HostileSystem, AFullDiskCostsLogEntriesAndNothingElse) {
   EXPECT_EQ(agent.WaitForExit(), 0);
 }
 
-TEST(HostileSystem, LogsThatCannotBeWrittenStopNobody) {
-  const TempDir dir;
-  ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
-  AgentProcess agent(Options{.switches = {"-i", "-v"},
-                             .config = "oklogfile=/dev/full\nbadlogfile=" + dir.Path() +
-                                       "\nverboselogfile=" + (dir / "fifo") + "\n"});
-  EXPECT_TRUE(agent.Answers());
-  EXPECT_EQ(agent.Ask("NoSuchCommand\n"), "500\n");
-}
-
 TEST(HostileSystem, WithoutThreadsConnectionsAreClosedAndLogged) {
   if (ZEM_SANITIZED) GTEST_SKIP() << "sanitizers cap the stack themselves";
   AgentProcess agent(Options{.wait_until_listening = false, .before_exec = [] {
@@ -286,19 +212,6 @@ TEST(HostileSystem, WithoutThreadsConnectionsAreClosedAndLogged) {
     return Holds(agent.BadLog(), "]\t 127.0.0.1\t Error: cannot start session thread\n");
   }));
   EXPECT_FALSE(agent.HasExited());
-}
-
-TEST(HostileSystem, APidFileThatIsSomethingElseIsLoggedAndTolerated) {
-  const TempDir dir;
-  ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
-  for (const std::string& path : {dir / "fifo", dir.Path()}) {
-    SCOPED_TRACE(path);
-    AgentProcess agent(Options{.switches = {"-d"}, .config = "pidfile=" + path + "\n"});
-    EXPECT_TRUE(agent.Answers());
-    EXPECT_TRUE(Holds(agent.BadLog(), "Failed to create pid file " + path + "\n"));
-    EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
-    EXPECT_TRUE(FileExists(path)) << "what it did not make it does not remove";
-  }
 }
 
 TEST(HostileSystem, SignalsAtAnyMomentUnderLoad) {

@@ -188,16 +188,5 @@ TEST_F(Upgrade, SizesAtTheBounds) {
   EXPECT_TRUE(TempIsEmpty());
 }
 
-TEST_F(Upgrade, TheDigestMayComeWithTheLastBytesOfTheProgram) {
-  Start("-i");
-  const std::string program(2000, 'q');
-  const Connection connection(agent_->Port());
-  ASSERT_EQ(Announce(connection, "2000"), "200\n");
-  ASSERT_TRUE(connection.Send(program.substr(0, 1990)));
-  Drain();
-  ASSERT_TRUE(connection.Send(program.substr(1990) + Enciphered(Md5("no"))));
-  EXPECT_EQ(connection.ReceiveReply(), "300\nWrong CRC\n");
-}
-
 }  // namespace
 }  // namespace zem::test

@@ -94,10 +94,6 @@ bool Connection::ClosesWithin(int milliseconds) const {
   return IsReadable(fd_, milliseconds) && recv(fd_, &byte, 1, 0) <= 0;
 }
 
-void Connection::FinishSending() const {
-  shutdown(fd_, SHUT_WR);
-}
-
 std::string Packet(std::string_view text, std::string_view password, std::string_view key) {
   return std::string(BuildRequestPacket(text, key, password).View());
 }

@@ -33,7 +33,6 @@ class Connection {
   std::optional<std::string> ReceiveReply(std::string_view key = kSessionKey) const;
   // True when the peer closes (or resets) within the time, without sending anything.
   bool ClosesWithin(int milliseconds) const;
-  void FinishSending() const;
 
  private:
   int fd_ = -1;

@@ -35,18 +35,6 @@ TEST(Path, IsCutAtItsLastSlash) {
   EXPECT_EQ(ExtractFileName("/x/" + std::string(5000, 'n')).Length(), 4095U);
 }
 
-TEST(FileInfo, AZeroByteNamesNothing) {
-  const OvString hidden = OvString("/tmp").Append('\0').Append("x");
-  struct stat info;
-  errno = 0;
-  EXPECT_FALSE(StatPath(hidden, &info));
-  EXPECT_EQ(errno, ENOENT);
-  EXPECT_FALSE(LinkStatPath(hidden, &info));
-  EXPECT_FALSE(DirectoryExists(hidden));
-  EXPECT_TRUE(DirectoryExists("/tmp"));
-  EXPECT_FALSE(IsRegularFile("/tmp"));
-}
-
 TEST(SystemError, TellsTheReasonAndKeepsErrno) {
   errno = EACCES;
   EXPECT_EQ(SystemErrorText(ENOENT), "No such file or directory");

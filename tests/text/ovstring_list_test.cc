@@ -40,16 +40,5 @@ TEST(OvStringList, BehavesAsAnOrdinaryListDoes) {
   EXPECT_TRUE(list.IsEmpty());
 }
 
-TEST(OvStringListDeathTest, AnIndexOutsideEndsTheProcessAndNamesItsSource) {
-  testing::GTEST_FLAG(death_test_style) = "threadsafe";
-  OvStringList list;
-  EXPECT_DEATH((void)list[0], "operator\\[\\].*ovstring");
-  EXPECT_DEATH(list.Delete(0), "Delete.*ovstring");
-  list.Add("only");
-  EXPECT_DEATH((void)list[1], "ovstring");
-  EXPECT_DEATH(list.Delete(1), "ovstring");
-  EXPECT_DEATH(list.Delete(static_cast<size_t>(-1)), "ovstring");
-}
-
 }  // namespace
 }  // namespace zem

@@ -3,16 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <csignal>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <thread>
 
 #include "checks/files/crc32_register.h"
-#include "plain_user.h"
 #include "temp_dir.h"
 
 namespace zem {
@@ -81,15 +77,6 @@ TEST(FileHash, MultiplesOf20480AreReadErrors) {
   }
 }
 
-// What the system makes up as it is read tells no size, and is hashed all the same.
-TEST(FileHash, FilesOfTheSystem) {
-  const char* path = "/proc/version";
-  std::ifstream stream(path);
-  const std::string contents{std::istreambuf_iterator<char>(stream), {}};
-  if (contents.empty()) GTEST_SKIP() << "no such file on this system";
-  EXPECT_EQ(HashOrError(path, HashAlgorithm::kCrc32), std::to_string(SlowRegister(contents)));
-}
-
 #if defined(F_SETLEASE)
 // File servers take leases on what their clients have open. To open such a file is to wait until
 // the holder has given way.
@@ -111,26 +98,6 @@ TEST(FileHash, FileUnderALease) {
   signal(SIGIO, previous);
 }
 #endif
-
-TEST(FileHash, FileThatShrinksWhileRead) {
-  TempDir top;
-  const std::string path = top / "file";
-  const std::string large(3'000'001, 'l');
-  WriteFile(path, large);
-  std::atomic<bool> stop = false;
-  std::thread changer([&] {
-    while (!stop) {
-      (void)!truncate(path.c_str(), 1);
-      (void)!truncate(path.c_str(), 3'000'001);
-    }
-  });
-  for (int i = 0; i < 200; ++i) {
-    const std::string hash = HashOrError(path, HashAlgorithm::kMd5);
-    EXPECT_TRUE(hash.size() == 32 || hash == "Read error") << hash;
-  }
-  stop = true;
-  changer.join();
-}
 
 }  // namespace
 }  // namespace zem

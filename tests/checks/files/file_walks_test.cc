@@ -96,20 +96,6 @@ TEST(FileWalks, EqualTheModelOnRandomTrees) {
   }
 }
 
-TEST(FileWalks, FindFirstTellsWhyAndClosesItself) {
-  TempDir top;
-  SearchRecord record;
-  EXPECT_EQ(FindFirst(OvString(top / "missing"), "*", 63, &record), ENOENT);
-  EXPECT_EQ(FindFirst(OvString(std::string_view("/\0", 2)), "*", 63, &record), ENOENT);
-  EXPECT_EQ(FindFirst(OvString(top.Path()), "none", 63, &record), -1);
-  EXPECT_EQ(record.handle, nullptr);
-  EXPECT_EQ(FindFirst(OvString(top.Path()), "*", 63, &record), 0);
-  EXPECT_EQ(record.directory, top.Path() + "/");
-  FindClose(&record);
-  FindClose(&record);
-  EXPECT_EQ(FindNext(&record), -1);
-}
-
 // The current directory stands for an empty one. In a process of its own, as the directory is
 // everybody's.
 TEST(FileWalks, EmptyFolderIsTheCurrentOne) {

@@ -39,23 +39,6 @@ TEST(CommandWords, AgreesWithASlowModelOnEveryShortLine) {
   }
 }
 
-TEST(CommandWords, SplitsWhatAdministratorsWrite) {
-  const struct {
-    const char* line;
-    Words words;
-  } cases[] = {
-      {"prog 'a b' \"c d\" e", {"prog", "a b", "c d", "e"}},
-      {"prog it's \"it's\" d\"q", {"prog", "it's", "it's", "d\"q"}},
-      {"prog 'the rest of it \"", {"prog", "the rest of it \""}},
-      {"prog '' x", {"prog", "", "x"}},
-      {"prog 'a'b", {"prog", "a", "b"}},
-      {"a\tb \tc\t\td", {"a", "b", "\tc", "\td"}},
-      {"  $HOME *.c \\n ", {"$HOME", "*.c", "\\n"}},
-      {"   ", {}},
-  };
-  for (const auto& c : cases) EXPECT_EQ(Split(c.line), c.words) << c.line;
-}
-
 TEST(CommandWords, StopsAtTwentyThreeWords) {
   std::string line;
   for (int i = 1; i <= 30; ++i) line += std::to_string(i) + " ";

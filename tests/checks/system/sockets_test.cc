@@ -2,7 +2,6 @@
 #include "checks/system/sockets.h"
 
 #include <fcntl.h>
-#include <netdb.h>
 #include <sys/resource.h>
 
 #include <cerrno>
@@ -14,8 +13,6 @@
 
 namespace zem {
 namespace {
-
-constexpr const char* kNotResolved = "Cannot resolve server name to IP address";
 
 #ifdef __linux__
 TEST(ConnectTcp, TimesOutWhenNobodyAnswers) {

@@ -57,24 +57,6 @@ TEST(TempNames, StandInTheTemporaryDirectory) {
   EXPECT_STREQ(path, "./n");
 }
 
-TEST(TempNames, RefuseABufferWithoutRoomForAName) {
-  char path[64] = "untouched";
-  EXPECT_FALSE(MakeTempName(nullptr, 512, nullptr));
-  EXPECT_FALSE(MakeTempName(path, 15, "x"));
-  EXPECT_FALSE(MakeTempName(path, -1, "x"));
-  EXPECT_STREQ(path, "untouched");
-  // Directory and "/" make 20 bytes; 16 more have to fit.
-  Scratch::Use("/a-directory-with-19");
-  ASSERT_EQ(strlen(getenv("TMPDIR")) + 1, 21u);
-  EXPECT_FALSE(MakeTempName(path, 36, "x"));
-  EXPECT_STREQ(path, "");
-  ASSERT_TRUE(MakeTempName(path, 37, "a-long-name-that-is-cut"));
-  EXPECT_STREQ(path, "/a-directory-with-19/a-long-name-tha");
-  Scratch::Use("/" + std::string(2000, 'd'));
-  EXPECT_FALSE(MakeTempName(path, sizeof(path), "x"));
-  EXPECT_STREQ(path, "");
-}
-
 TEST(TempNames, TryNineteenHundredNinetyNineCandidatesAndNoMore) {
   const Scratch scratch;
   const FreshName last = TakeFreshName();
