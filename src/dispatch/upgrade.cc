@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "core/environment.h"
+#include "core/inherited_state.h"
 #include "text/file_info.h"
 #include "text/numbers.h"
 #include "text/path.h"
@@ -50,6 +51,16 @@ bool IsPlainPath(std::string_view path) {
   constexpr std::string_view kPlain =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/._-+,:@%=";
   return !path.empty() && path.front() != '-' && path.find_first_not_of(kPlain) == path.npos;
+}
+
+// The script hands on the arguments that the agent was started with, without quotes too: what a
+// shell splits, drops or takes for a pattern would start no agent.
+bool ArePlainArguments(char* const* argument) {
+  for (; argument != nullptr && *argument != nullptr; ++argument) {
+    const std::string_view text = *argument;
+    if (text.empty() || text.find_first_of(" \t\n*?[\\") != text.npos) return false;
+  }
+  return true;
 }
 
 // Whether the program's folder can take `size` bytes more, beside the program that is there. Some
@@ -182,15 +193,18 @@ bool UpgradeContext::Finish(std::string_view trailer, OvString* error) {
 
 bool UpgradeContext::WriteScript(OvString* error) {
   const OvString path = ScriptPath();
-  if (!IsPlainPath(program_path_) || !IsPlainPath(temp_path_) || !IsPlainPath(path)) {
+  if (!IsPlainPath(program_path_) || !IsPlainPath(temp_path_) || !IsPlainPath(path) ||
+      !ArePlainArguments(InheritedState::Get().Arguments())) {
     return Fail(kNoScript, error);
   }
   const UniqueFd file = MakeFile(path);
   if (!file.IsOpen() || !WriteAll(file.Get(), ScriptText(program_path_, temp_path_, path))) {
     return Fail(kNoScript, error);
   }
-  if (fchmod(file.Get(), kExecutableMode) != 0)
+  // The flag alone does not do where the folder's file system executes nothing.
+  if (fchmod(file.Get(), kExecutableMode) != 0 || access(path.CStr(), X_OK) != 0) {
     return Fail("Cannot set exec flag for script", error);
+  }
   script_path_ = path;
   return true;
 }

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "core/inherited_state.h"
 #include "dispatch/upgrade.h"
 #include "protocol/cipher.h"
 #include "temp_dir.h"
@@ -151,6 +152,25 @@ TEST_F(UpgradeTransfer, RefusesPathsThatAShellWouldTakeApart) {
   UseFolder(dir_ / "a b");
   mkdir((dir_ / "a b").c_str(), 0700);
   ExpectFailure(kNoScript);
+}
+
+// The new program is started with them by the same script.
+TEST_F(UpgradeTransfer, RefusesArgumentsThatAShellWouldTakeApart) {
+  const auto capture = [](std::string config) {
+    char program[] = "zem";
+    char* arguments[] = {program, config.data()};
+    InheritedState::Mutable() = {};
+    InheritedState::Capture(2, arguments);
+  };
+  for (const char* config : {"/etc/my zem.cfg", "a\tb", "a\nb", "a*", "a?", "[a]", "a\\b", ""}) {
+    SCOPED_TRACE(config);
+    capture(config);
+    ExpectFailure(kNoScript);
+  }
+  capture("-/~(ü)&;$'\"");
+  UpgradeContext upgrade(&control_);
+  EXPECT_EQ(Transfer(&upgrade), "");
+  InheritedState::Mutable() = {};
 }
 
 TEST_F(UpgradeTransfer, ADiskThatFailsIsAWriteError) {

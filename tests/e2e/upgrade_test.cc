@@ -128,22 +128,30 @@ TEST_F(Upgrade, AnExitInTheMiddleLeavesNoFileBehind) {
 }
 
 #ifdef __linux__
-// The script removes the old program before it copies the new one to the same disk.
-TEST_F(Upgrade, NeedsRoomForTheNewProgramBesideTheOldOne) {
-  const std::string disk = dir_ / "disk";
-  mkdir(disk.c_str(), 0700);
-  constexpr int kCannotMount = 77;
-  agent_.emplace(Options{.zempath = disk + "/zem", .before_exec = [disk] {
-                           if (unshare(CLONE_NEWNS) != 0 ||
-                               mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-                               mount("zem", disk.c_str(), "tmpfs", 0, "size=64k") != 0) {
-                             _exit(kCannotMount);
-                           }
-                           WriteFile(disk + "/zem", std::string(4096, 'z'));
-                         }});
-  if (agent_->HasExited() && agent_->WaitForExit() == kCannotMount) {
-    GTEST_SKIP() << "only the superuser mounts a small disk";
+class UpgradeOnDisk : public Upgrade {
+ protected:
+  // The agent sees a disk of its own there, with a program on it.
+  bool StartWithDisk(unsigned long flags, const std::string& config) {
+    constexpr int kCannotMount = 77;
+    mkdir(disk_.c_str(), 0700);
+    const auto mount_disk = [flags, disk = disk_] {
+      if (unshare(CLONE_NEWNS) != 0 ||
+          mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+          mount("zem", disk.c_str(), "tmpfs", flags, "size=64k") != 0) {
+        _exit(kCannotMount);
+      }
+      WriteFile(disk + "/zem", std::string(4096, 'z'));
+    };
+    agent_.emplace(Options{.config = config, .zempath = disk_ + "/zem", .before_exec = mount_disk});
+    return !agent_->HasExited() || agent_->WaitForExit() != kCannotMount;
   }
+
+  const std::string disk_ = dir_ / "disk";
+};
+
+// The script removes the old program before it copies the new one to the same disk.
+TEST_F(UpgradeOnDisk, NeedsRoomForTheNewProgramBesideTheOldOne) {
+  if (!StartWithDisk(0, "")) GTEST_SKIP() << "only the superuser mounts a small disk";
   const Connection refused(agent_->Port());
   EXPECT_EQ(Announce(refused, "61440"), "300\nWrite error\n");
   EXPECT_TRUE(TempIsEmpty());
@@ -153,10 +161,21 @@ TEST_F(Upgrade, NeedsRoomForTheNewProgramBesideTheOldOne) {
   ASSERT_EQ(Announce(connection, "61439"), "200\n");
   ASSERT_TRUE(connection.Send(program));
   Drain();
-  WriteFile("/proc/" + std::to_string(agent_->Pid()) + "/root" + disk + "/filler", "takes a block");
+  WriteFile("/proc/" + std::to_string(agent_->Pid()) + "/root" + disk_ + "/filler",
+            "takes a block");
   ASSERT_TRUE(connection.Send(Enciphered(Md5(program))));
   EXPECT_EQ(connection.ReceiveReply(), "300\nWrite error\n");
   EXPECT_TRUE(TempIsEmpty());
+}
+
+// An agent that fails to execute the script has closed its listening socket by then, for good.
+TEST_F(UpgradeOnDisk, NeedsATemporaryFolderInWhichAScriptCanRun) {
+  if (!StartWithDisk(MS_NOEXEC, "tmpdir=" + disk_ + "\n")) {
+    GTEST_SKIP() << "only the superuser mounts a disk without programs";
+  }
+  const std::string program(5000, 'p');
+  EXPECT_EQ(Transfer(program, Enciphered(Md5(program))), "300\nCannot set exec flag for script\n");
+  EXPECT_TRUE(agent_->Answers());
 }
 #endif
 
