@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "core/process_control.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <ctime>
 #include <thread>
-
-#include "core/unique_fd.h"
-#include "temp_dir.h"
 
 namespace zem {
 namespace {
@@ -35,22 +31,6 @@ TEST(ProcessControl, NoReplyBeginsOnceTheyAreStoppedAndTheStopWaits) {
   const time_t start = time(nullptr);
   control.StopReplies(1);  // gives up on a reply that never ends
   EXPECT_LE(time(nullptr) - start, 3);
-}
-
-TEST(UniqueFd, FilesAreMadeExclusivelyAndNotThroughLinks) {
-  const TempDir scratch;
-  WriteFile(scratch / "there", "untouched");
-  ASSERT_EQ(symlink((scratch / "dangling").c_str(), (scratch / "link").c_str()), 0);
-  EXPECT_FALSE(CreateExclusively(OvString(scratch / "there"), 0600).IsOpen());
-  EXPECT_FALSE(CreateExclusively(OvString(scratch / "link"), 0600).IsOpen());
-  EXPECT_FALSE(CreateExclusively(OvString(scratch / "a").Append('\0'), 0600).IsOpen());
-  EXPECT_FALSE(FileExists(scratch / "dangling") || FileExists(scratch / "a"));
-  const UniqueFd made = CreateExclusively(OvString(scratch / "new"), 0600);
-  ASSERT_TRUE(made.IsOpen());
-  EXPECT_NE(fcntl(made.Get(), F_GETFD) & FD_CLOEXEC, 0);
-  EXPECT_TRUE(WriteAll(made.Get(), "bytes"));
-  EXPECT_EQ(ReadFile(scratch / "new"), "bytes");
-  EXPECT_EQ(ReadFile(scratch / "there"), "untouched");
 }
 
 }  // namespace

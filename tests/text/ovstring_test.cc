@@ -17,26 +17,6 @@ std::string Str(std::string_view text) {
   return std::string(text);
 }
 
-TEST(OvString, GrowsToTheNextMultipleOf128StrictlyAboveItsNeed) {
-  const struct {
-    size_t length;
-    size_t allocated;
-  } cases[] = {{1, 128}, {126, 128}, {127, 128}, {128, 256}, {255, 256}, {256, 384}, {1000, 1024}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.length);
-    const std::string bytes(c.length, 'x');
-    OvString appended;
-    for (const char byte : bytes) appended.Append(byte);
-    OvString resized;
-    resized.Resize(c.length);
-    for (const OvString* text : {&appended, &resized}) {
-      EXPECT_EQ(text->Capacity() + 1, c.allocated);
-      for (size_t i = text->Length(); i < c.allocated; ++i) EXPECT_EQ(text->CStr()[i], '\0');
-    }
-    EXPECT_EQ(OvString(bytes).Capacity() + 1, c.allocated);
-  }
-}
-
 TEST(OvString, FixedFormCutsSilentlyAndIsKeptByAssignment) {
   OvString text = OvString::Fixed(5);
   text.Append("abc").Append("defg");
