@@ -2,16 +2,13 @@
 // Peers and surroundings that mean harm: whatever they do, who has the password is answered, and
 // what was used up for them comes back.
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <fstream>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,28 +34,6 @@ long ResidentKilobytes(const AgentProcess& agent) {
   statm >> all >> resident;
   return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
-
-// Asks without a pause, from several threads, for as long as it lives.
-class Load {
- public:
-  explicit Load(const AgentProcess& agent) {
-    for (int i = 0; i < 8; ++i) {
-      askers_.emplace_back([this, &agent] {
-        while (!stop_) answered_ += agent.Answers() ? 1 : 0;
-      });
-    }
-  }
-  ~Load() {
-    stop_ = true;
-    for (std::thread& asker : askers_) asker.join();
-  }
-  int Answered() const { return answered_; }
-
- private:
-  std::atomic<bool> stop_{false};
-  std::atomic<int> answered_{0};
-  std::vector<std::thread> askers_;
-};
 
 // Notes what the agent uses while nobody does anything, and asks for it back at the end.
 class Footprint {
@@ -212,36 +187,6 @@ TEST(HostileSystem, WithoutThreadsConnectionsAreClosedAndLogged) {
     return Holds(agent.BadLog(), "]\t 127.0.0.1\t Error: cannot start session thread\n");
   }));
   EXPECT_FALSE(agent.HasExited());
-}
-
-TEST(HostileSystem, SignalsAtAnyMomentUnderLoad) {
-  AgentProcess agent(Options{.switches = {"-d"}});
-  ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0 && agent.Answers(); }));
-  {
-    const Load load(agent);
-    std::minstd_rand random(7);
-    for (int round = 0; round < 8; ++round) {
-      SCOPED_TRACE(round);
-      const pid_t life = agent.Pid();
-      for (int i = 0; i < 20; ++i) {
-        agent.Signal(SIGHUP);
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 4000));
-      }
-      EXPECT_EQ(agent.Pid(), life) << "a reload ends nobody";
-      // The thread sanitizer's own handler faults in a thread that is just being born.
-      if (ZEM_SANITIZED) {
-        (void)agent.Ask("ReloadApp\n");
-      } else {
-        agent.Signal(SIGSEGV);
-      }
-      ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0 && agent.Pid() != life; }));
-      ASSERT_TRUE(Eventually([&] { return agent.Answers(); }));
-    }
-    const int so_far = load.Answered();
-    EXPECT_TRUE(Eventually([&] { return load.Answered() > so_far + 50; }));
-  }
-  Footprint(agent).ExpectBack();
-  EXPECT_EQ(agent.Ask("QUIT\n"), "200\nOk\n");
 }
 
 }  // namespace

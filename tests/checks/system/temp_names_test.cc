@@ -4,8 +4,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
-#include <set>
-#include <thread>
 
 #include "checks/system/scratch.h"
 
@@ -24,21 +22,6 @@ FreshName TakeFreshName() {
   EXPECT_EQ(sscanf(strrchr(path, '/'), "/tmp-%" SCNd64 "-%" SCNd64, &name.id, &name.suffix), 2)
       << path;
   return name;
-}
-
-TEST(TempNames, AreUniqueAcrossThreads) {
-  const Scratch scratch;
-  std::vector<std::vector<int64_t>> taken(8);
-  std::vector<std::thread> threads;
-  for (auto& mine : taken) {
-    threads.emplace_back([&mine] {
-      for (int i = 0; i < 500; ++i) mine.push_back(i % 2 == 0 ? NextTempId() : TakeFreshName().id);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  std::set<int64_t> all;
-  for (const auto& mine : taken) all.insert(mine.begin(), mine.end());
-  EXPECT_EQ(all.size(), 8u * 500u);
 }
 
 TEST(TempNames, StandInTheTemporaryDirectory) {
