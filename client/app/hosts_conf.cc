@@ -44,9 +44,7 @@ void HostsConf::Store(std::string_view key, std::string_view value, Section* sec
   if (key == "address") {
     section->address = value;
   } else if (key == "port") {
-    Arguments number;
-    number.Set("port", {std::string(value)});
-    section->port = static_cast<int>(number.Int("port", 0, 1, 65535));
+    section->port = static_cast<int>(WholeNumber("port", value, 1, 65535));
   } else if (key == "source") {
     section->source = value;
   } else if (key == "password") {

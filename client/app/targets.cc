@@ -144,9 +144,7 @@ void SplitHostPort(const std::string& text, std::string* host, int* port) {
   } else {
     return;  // a name, or a bare IPv6 address
   }
-  Arguments parsed;
-  parsed.Set("port", {number});
-  *port = static_cast<int>(parsed.Int("port", 0, 1, 65535));
+  *port = static_cast<int>(WholeNumber("port", number, 1, 65535));
   if (host->empty()) throw std::invalid_argument(text + " names no host");
 }
 

@@ -20,6 +20,16 @@ namespace {
 
 }  // namespace
 
+int64_t WholeNumber(std::string_view name, std::string_view text, int64_t least, int64_t most) {
+  int64_t number = 0;
+  const auto end = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (end.ec != std::errc() || end.ptr != text.data() + text.size() || number < least ||
+      number > most) {
+    Refuse(name, text, fmt::format("a whole number from {} to {}", least, most));
+  }
+  return number;
+}
+
 bool Arguments::Has(std::string_view name) const {
   return values_.find(name) != values_.end();
 }
@@ -37,15 +47,7 @@ const std::vector<std::string>& Arguments::All(std::string_view name) const {
 
 int64_t Arguments::Int(std::string_view name, int64_t otherwise, int64_t least,
                        int64_t most) const {
-  if (!Has(name)) return otherwise;
-  const std::string text = Text(name);
-  int64_t number = 0;
-  const auto end = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (end.ec != std::errc() || end.ptr != text.data() + text.size() || number < least ||
-      number > most) {
-    Refuse(name, text, fmt::format("a whole number from {} to {}", least, most));
-  }
-  return number;
+  return Has(name) ? WholeNumber(name, Text(name), least, most) : otherwise;
 }
 
 int64_t Arguments::Millis(std::string_view name, int64_t otherwise) const {

@@ -44,6 +44,9 @@ inline constexpr std::string_view kLocalFile[] = {":files"};
 inline constexpr std::string_view kHostNames[] = {":hosts"};
 inline constexpr std::string_view kSettingNames[] = {":settings"};
 
+// A whole number in the given bounds; `name` is what a refusal calls it.
+int64_t WholeNumber(std::string_view name, std::string_view text, int64_t least, int64_t most);
+
 class Arguments {
  public:
   void Set(const std::string& name, std::vector<std::string> values) {
@@ -53,7 +56,7 @@ class Arguments {
   bool Has(std::string_view name) const;
   std::string Text(std::string_view name, std::string_view otherwise = "") const;
   const std::vector<std::string>& All(std::string_view name) const;
-  // A whole number in the given bounds; `otherwise` when it was not given.
+  // `otherwise` when it was not given, here and below.
   int64_t Int(std::string_view name, int64_t otherwise, int64_t least, int64_t most) const;
   // Seconds with an optional fraction, in milliseconds; -1 is taken as it stands.
   int64_t Millis(std::string_view name, int64_t otherwise) const;

@@ -39,14 +39,17 @@ std::string QuoteWord(std::string_view word) {
       "the agent cannot be told a word with blanks and both kinds of quotes: {}", word));
 }
 
-std::string JoinCommandLine(const std::vector<std::string>& words) {
-  if (words.size() == 1) return words.front();
+std::string QuoteWords(const std::vector<std::string>& words) {
   std::string line;
   for (const std::string& word : words) {
     if (!line.empty()) line += ' ';
     line += QuoteWord(word);
   }
   return line;
+}
+
+std::string JoinCommandLine(const std::vector<std::string>& words) {
+  return words.size() == 1 ? words.front() : QuoteWords(words);
 }
 
 void CheckCommandLine(std::string_view line) {

@@ -20,6 +20,9 @@ inline constexpr size_t kWordBytes = 1024;
 // One word, quoted where it has to be. A word that needs both kinds of quotes cannot be said.
 std::string QuoteWord(std::string_view word);
 
+// Words side by side, each quoted where it has to be.
+std::string QuoteWords(const std::vector<std::string>& words);
+
 // One argument is a command line as it stands; several are the words of one.
 std::string JoinCommandLine(const std::vector<std::string>& words);
 

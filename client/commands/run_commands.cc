@@ -116,21 +116,12 @@ std::string CheckedTemplate(const Arguments& arguments, std::string_view script)
   return line;
 }
 
-std::string ScriptParams(const Arguments& arguments) {
-  std::string params;
-  for (const std::string& word : arguments.All("params")) {
-    if (!params.empty()) params += ' ';
-    params += QuoteWord(word);
-  }
-  return params;
-}
-
 Plan BuildScript(const Arguments& arguments) {
   constexpr int64_t kMostLines = 1'000'000;
   Plan plan;
   const std::string script = ReadLocalFile(arguments.Text("file"), kLargestScript);
   const std::string line = CheckedTemplate(arguments, script);
-  const std::string params = ScriptParams(arguments);
+  const std::string params = QuoteWords(arguments.All("params"));
   CheckCommandLine(line + ' ' + params);
   const int64_t seconds = SecondsOf(arguments);
   WarnOfEscapes(script, "the script", &plan.warnings);

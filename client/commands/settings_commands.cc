@@ -128,11 +128,9 @@ std::string FlagValue(std::string_view name, std::string_view value) {
 }
 
 std::string NumberValue(const SettingRow& row, std::string_view value) {
-  Arguments number;
-  const std::string name(row.wire_name);
-  number.Set(name, {std::string(value)});
   const bool port = IsPort(row);
-  return std::to_string(number.Int(name, 0, port ? 1 : -1, port ? 65535 : 86'400'000));
+  return std::to_string(
+      WholeNumber(row.wire_name, value, port ? 1 : -1, port ? 65535 : 86'400'000));
 }
 
 // Addresses between blanks or commas, one a line on the wire.

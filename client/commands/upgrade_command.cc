@@ -46,7 +46,7 @@ Plan BuildUpgrade(const Arguments& arguments) {
 Exchange AskUpgrade(const Endpoint& endpoint, const Plan& plan, std::string_view password,
                     const Deadline& deadline) {
   Exchange exchange =
-      TransferUpgrade(endpoint, plan.text, plan.payload, password, deadline, plan.progress);
+      TransferUpgrade({endpoint, plan.text, password, deadline}, plan.payload, plan.progress);
   const bool taken = !exchange.failure && ParseReply(exchange.reply).IsDone();
   if (taken && plan.wait_for_return) WaitForReturn(endpoint, password, deadline, &exchange);
   return exchange;

@@ -16,8 +16,10 @@ std::chrono::microseconds Since(Clock::time_point start) {
   return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
 }
 
-bool Converse(Connection* connection, SessionKey* key, const Endpoint& endpoint,
-              std::string_view packet, const Deadline& deadline, Exchange* exchange) {
+bool Converse(Connection* connection, SessionKey* key, const Question& question,
+              std::string_view packet, Exchange* exchange) {
+  const Endpoint& endpoint = question.endpoint;
+  const Deadline& deadline = question.deadline;
   const Clock::time_point start = Clock::now();
   if (!connection->Open(endpoint, deadline.Within(endpoint.connect_time), &exchange->failure)) {
     return false;
@@ -42,20 +44,18 @@ SessionKeyPtr FreshSessionKey() {
   return MakeSessionKey(RandomBytes(kSessionKeyBytes).View());
 }
 
-bool AskOn(Connection* connection, SessionKey* key, const Endpoint& endpoint,
-           std::string_view request, std::string_view password, const Deadline& deadline,
-           Exchange* exchange) {
-  const OvString packet = BuildRequestPacket(request, key->Text(), password);
+bool AskOn(Connection* connection, SessionKey* key, const Question& question, Exchange* exchange) {
+  const OvString packet = BuildRequestPacket(question.request, key->Text(), question.password);
   if (packet.Length() > static_cast<size_t>(kLargestPacketSize)) {
     exchange->failure = {FailureKind::kLocal, "the request is larger than an agent accepts", ""};
     return false;
   }
   exchange->request_bytes = packet.Length();
   const Clock::time_point start = Clock::now();
-  const bool answered = Converse(connection, key, endpoint, packet, deadline, exchange);
+  const bool answered = Converse(connection, key, question, packet, exchange);
   exchange->elapsed = Since(start);
   if (!answered && exchange->failure.kind == FailureKind::kClosed) {
-    exchange->failure = DiagnoseClose(endpoint, deadline);
+    exchange->failure = DiagnoseClose(question.endpoint, question.deadline);
   }
   return answered;
 }
@@ -66,7 +66,7 @@ Exchange Ask(const Endpoint& endpoint, std::string_view request, std::string_vie
   Connection connection;
   const SessionKeyPtr key = FreshSessionKey();
   // The outcome stands in the exchange either way.
-  (void)AskOn(&connection, key.get(), endpoint, request, password, deadline, &exchange);
+  (void)AskOn(&connection, key.get(), {endpoint, request, password, deadline}, &exchange);
   return exchange;
 }
 

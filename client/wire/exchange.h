@@ -31,6 +31,14 @@ struct Exchange {
   double ElapsedMillis() const { return static_cast<double>(elapsed.count()) / 1000; }
 };
 
+// What is asked, whom, and until when. It refers to what its maker keeps.
+struct Question {
+  const Endpoint& endpoint;
+  std::string_view request;
+  std::string_view password;
+  const Deadline& deadline;
+};
+
 // A key of its own for every request, from the system's random source.
 SessionKeyPtr FreshSessionKey();
 
@@ -38,9 +46,8 @@ Exchange Ask(const Endpoint& endpoint, std::string_view request, std::string_vie
              const Deadline& deadline);
 
 // The steps of Ask, for a caller that goes on with the connection.
-[[nodiscard]] bool AskOn(Connection* connection, SessionKey* key, const Endpoint& endpoint,
-                         std::string_view request, std::string_view password,
-                         const Deadline& deadline, Exchange* exchange);
+[[nodiscard]] bool AskOn(Connection* connection, SessionKey* key, const Question& question,
+                         Exchange* exchange);
 
 // Says why an agent closed without a reply, as far as a second connection can tell.
 Failure DiagnoseClose(const Endpoint& endpoint, const Deadline& deadline);

@@ -46,15 +46,14 @@ bool SendDigest(Connection* connection, SessionKey* key, std::string_view progra
 
 }  // namespace
 
-Exchange TransferUpgrade(const Endpoint& endpoint, std::string_view request,
-                         std::string_view program, std::string_view password,
-                         const Deadline& deadline, const Progress& progress) {
+Exchange TransferUpgrade(const Question& question, std::string_view program,
+                         const Progress& progress) {
+  const Deadline& deadline = question.deadline;
   Exchange exchange;
   Connection connection;
   const SessionKeyPtr key = FreshSessionKey();
   const Clock::time_point start = Clock::now();
-  if (!AskOn(&connection, key.get(), endpoint, request, password, deadline, &exchange) ||
-      !ParseReply(exchange.reply).IsDone()) {
+  if (!AskOn(&connection, key.get(), question, &exchange) || !ParseReply(exchange.reply).IsDone()) {
     return exchange;
   }
   exchange.reply.clear();

@@ -21,9 +21,8 @@ inline constexpr size_t kProgramTooLarge = 0xA00000;
 using Progress = std::function<void(size_t sent, size_t total)>;
 
 // The exchange's reply is the last one: the verdict on the program, or the refusal to take it.
-Exchange TransferUpgrade(const Endpoint& endpoint, std::string_view request,
-                         std::string_view program, std::string_view password,
-                         const Deadline& deadline, const Progress& progress);
+Exchange TransferUpgrade(const Question& question, std::string_view program,
+                         const Progress& progress);
 
 }  // namespace zem::client
 
