@@ -10,6 +10,8 @@
 
 #include <utility>
 
+#include "core/own_connections.h"
+
 namespace zem {
 
 namespace {
@@ -82,6 +84,7 @@ UniqueFd OpenListener(const OvString& host, int port, OvString* error) {
 }
 
 UniqueFd ListenWithRetry(const Settings& settings, OvString* error) {
+  SetOwnPort(settings.port);
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     UniqueFd listener = OpenListener(settings.host, settings.port, error);
     if (listener.IsOpen()) return listener;

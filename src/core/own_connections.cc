@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "core/own_connections.h"
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -14,8 +15,8 @@ namespace zem {
 
 namespace {
 
-// While a backlog is full the far end of a connection may be made late, from what this end sends
-// again: the system gives that up within two minutes.
+// While the listener's backlog is full the far end of a connection may be made late, from what this
+// end sends again: the system gives that up within two minutes.
 constexpr int64_t kHalfOpenMs = 128'000;
 
 struct Use {
@@ -25,6 +26,7 @@ struct Use {
 
 Mutex g_lock;
 std::unordered_map<uint64_t, Use> g_uses ZEM_GUARDED_BY(g_lock);
+uint16_t g_own_port ZEM_GUARDED_BY(g_lock) = 0;  // network byte order
 
 uint64_t Key(const Endpoint& end) {
   return uint64_t{end.address} << 16 | end.port;
@@ -34,15 +36,24 @@ bool HasEnded(const Use& use, int64_t now_ms) {
   return use.open == 0 && use.keep_until_ms < now_ms;
 }
 
+// `get`: getsockname or getpeername.
+bool GetEnd(int (*get)(int, sockaddr*, socklen_t*), int socket, Endpoint* end) {
+  sockaddr_in address = {};
+  socklen_t length = sizeof(address);
+  if (get(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return false;
+  *end = {address.sin_addr.s_addr, address.sin_port};
+  return true;
+}
+
 }  // namespace
 
 bool OwnConnection::Register(int socket) {
   if (registered_) return true;
-  sockaddr_in local = {};
-  socklen_t length = sizeof(local);
-  if (getsockname(socket, reinterpret_cast<sockaddr*>(&local), &length) != 0) return false;
-  near_end_ = {local.sin_addr.s_addr, local.sin_port};
+  Endpoint far_end;
+  const bool has_far_end = GetEnd(getpeername, socket, &far_end);
+  if (!GetEnd(getsockname, socket, &near_end_)) return false;
   MutexLock lock(&g_lock);
+  may_be_half_open_ = !has_far_end || far_end.port == g_own_port;
   ++g_uses[Key(near_end_)].open;
   registered_ = true;
   return true;
@@ -51,11 +62,16 @@ bool OwnConnection::Register(int socket) {
 void OwnConnection::End() {
   if (!registered_) return;
   registered_ = false;
-  const int64_t keep_until_ms = MonotonicMilliseconds() + (answered_ ? 0 : kHalfOpenMs);
+  const int64_t keep_until_ms = MonotonicMilliseconds() + (may_be_half_open_ ? kHalfOpenMs : 0);
   MutexLock lock(&g_lock);
   Use& use = g_uses[Key(near_end_)];
   --use.open;
   use.keep_until_ms = std::max(use.keep_until_ms, keep_until_ms);
+}
+
+void SetOwnPort(int port) {
+  MutexLock lock(&g_lock);
+  g_own_port = htons(static_cast<uint16_t>(port));
 }
 
 bool IsOwnConnection(const Endpoint& near_end) {

@@ -5,7 +5,9 @@
 // from this host's own address, which the lists of managers mostly hold; by its end here it is told
 // from a request of somebody who really is on this host.
 // An end outlives its connection: what was sent may still wait in the backlog. The accept loop
-// forgets it once nobody can be at the other end any more.
+// forgets it once nobody can be at the other end any more, soon where that is another port than the
+// agent's: the system may give the same end to a manager on this host. It is kept until then all
+// the same, since a packet filter can lead a connection here that was made to another port.
 // Threads: any; one table behind its own mutex. An OwnConnection has one owner.
 
 #ifndef ZEM_CORE_OWN_CONNECTIONS_H_
@@ -29,14 +31,17 @@ class OwnConnection {
   // To be called before the first byte is sent; later calls do nothing. False leaves errno set.
   [[nodiscard]] bool Register(int socket);
   // The other end has been heard of, so whoever is there has the connection in hand.
-  void Answered() { answered_ = true; }
+  void Answered() { may_be_half_open_ = false; }
   void End();
 
  private:
   bool registered_ = false;
-  bool answered_ = false;
+  bool may_be_half_open_ = true;  // with the agent itself
   Endpoint near_end_;
 };
+
+// Before the agent listens on the port.
+void SetOwnPort(int port);
 
 bool IsOwnConnection(const Endpoint& near_end);
 
