@@ -163,16 +163,16 @@ struct CheckKind {
 namespace {
 
 const CheckKind kKinds[] = {
-    {"disk", &client::kDiskCommand, kDiskOptions, WriteDisk},
-    {"cpu", &client::kCpuCommand, {}, WriteCpu},
-    {"processes", &client::kProcCommand, kProcessesOptions, WriteProcesses},
-    {"du", &client::kDuCommand, kDuOptions, WriteDu},
-    {"count", &client::kCountCommand, kCountOptions, WriteCount},
-    {"exists", &client::kExistsCommand, kExistsOptions, WriteExists, Metric::kFileExists},
-    {"hash", &client::kHashCommand, kHashOptions, WriteHash, Metric::kFileHashMatch},
-    {"contains", &client::kGrepCommand, kContainsOptions, WriteContains},
-    {"tcp", &client::kTcpCommand, kTcpOptions, WriteTcp, Metric::kTcpUp},
-    {"udp", &client::kUdpCommand, kUdpOptions, WriteUdp, Metric::kUdpUp},
+    {"disk", &client::NamedCommand("disk"), kDiskOptions, WriteDisk},
+    {"cpu", &client::NamedCommand("cpu"), {}, WriteCpu},
+    {"processes", &client::NamedCommand("proc"), kProcessesOptions, WriteProcesses},
+    {"du", &client::NamedCommand("du"), kDuOptions, WriteDu},
+    {"count", &client::NamedCommand("count"), kCountOptions, WriteCount},
+    {"exists", &client::NamedCommand("exists"), kExistsOptions, WriteExists, Metric::kFileExists},
+    {"hash", &client::NamedCommand("hash"), kHashOptions, WriteHash, Metric::kFileHashMatch},
+    {"contains", &client::NamedCommand("grep"), kContainsOptions, WriteContains},
+    {"tcp", &client::NamedCommand("tcp"), kTcpOptions, WriteTcp, Metric::kTcpUp},
+    {"udp", &client::NamedCommand("udp"), kUdpOptions, WriteUdp, Metric::kUdpUp},
 };
 
 const Option* FindOption(const CheckKind& kind, const std::string& key) {
@@ -260,7 +260,7 @@ void FinishStep(const CheckKind& kind, const Entry& entry, const std::string* su
                 std::vector<Step>* steps) {
   Step step = entry.common;
   if (subject != nullptr) SetOption(*entry.each, *subject, &step);
-  if (kind.command == &client::kCountCommand && !step.arguments.Has("mask")) {
+  if (kind.command == &client::NamedCommand("count") && !step.arguments.Has("mask")) {
     step.labels.emplace_back("mask", "*");
   }
   step.kind = &kind;
@@ -300,7 +300,7 @@ void ReadCheck(const YAML::Node& node, std::vector<Step>* steps) {
 }
 
 const std::string& InfoRequest() {
-  static const std::string kRequest = client::kInfoCommand.build(client::Arguments()).text;
+  static const std::string kRequest = client::NamedCommand("info").build(client::Arguments()).text;
   return kRequest;
 }
 
@@ -336,7 +336,7 @@ std::string RecordAnswer(const Step& step, const client::Exchange& exchange, Pag
 
 std::string RecordInfo(const client::Exchange& exchange, Page* page) {
   const Reply reply = client::ParseReply(exchange.reply);
-  if (!reply.IsDone()) return Refusal(client::kInfoCommand, reply);
+  if (!reply.IsDone()) return Refusal(client::NamedCommand("info"), reply);
   try {
     const Value info = client::ParseInfo({reply, client::Arguments(), exchange});
     Labels labels;
