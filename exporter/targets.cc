@@ -2,6 +2,8 @@
 #include "targets.h"
 
 #include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <charconv>

@@ -13,7 +13,13 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/types.h>
+#ifdef __FreeBSD__
+#include <sys/param.h>
+
+#include <sys/mount.h>
+#else
 #include <sys/vfs.h>
+#endif
 
 #include <cstdio>
 #include <string>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "memory_tree.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>

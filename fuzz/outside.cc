@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "outside.h"
 
+#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <algorithm>

@@ -8,9 +8,8 @@
 // The agent opens its result file once for each standard descriptor, from offset 0: the answer is
 // written to standard output in one piece, when it is whole, and nothing ever to the others.
 
+#include <signal.h>
 #include <unistd.h>
-
-#include <csignal>
 
 #include "helpers/answers.h"
 

@@ -2,6 +2,7 @@
 #include "wire/resolver.h"
 
 #include <netdb.h>
+#include <sys/socket.h>
 
 #include <atomic>
 #include <condition_variable>

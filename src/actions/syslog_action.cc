@@ -2,6 +2,7 @@
 #include "actions/syslog_action.h"
 
 #include <arpa/inet.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 

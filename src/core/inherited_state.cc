@@ -2,6 +2,8 @@
 #include "core/inherited_state.h"
 
 #include <pthread.h>
+#include <signal.h>
+#include <sys/resource.h>
 
 #include <cstring>
 

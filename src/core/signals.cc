@@ -2,6 +2,7 @@
 #include "core/signals.h"
 
 #include <pthread.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <atomic>

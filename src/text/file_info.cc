@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "text/file_info.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>

@@ -84,7 +84,7 @@ std::string Scratch(const std::string& text, unsigned mode) {
   const int fd = mkstemp(path.data());
   FILE* file = fdopen(fd, "w");
   fwrite(text.data(), 1, text.size(), file);
-  fchmod(fd, mode);
+  fchmod(fd, static_cast<mode_t>(mode));
   fclose(file);
   files.paths.push_back(path);
   return path;

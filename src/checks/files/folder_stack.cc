@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "checks/files/folder_stack.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 

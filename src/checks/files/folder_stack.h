@@ -13,6 +13,7 @@
 #ifndef ZEM_CHECKS_FILES_FOLDER_STACK_H_
 #define ZEM_CHECKS_FILES_FOLDER_STACK_H_
 
+#include <dirent.h>
 #include <sys/types.h>
 
 #include <cstddef>

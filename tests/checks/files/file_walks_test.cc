@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>

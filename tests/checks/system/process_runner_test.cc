@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "checks/system/process_runner.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstring>
