@@ -7,8 +7,7 @@
 // Errors:  false and one line in *error, which is emptied on entry; *exit_code then keeps what it
 //          held.
 // Threads: any; blocks the caller. Every child is reaped, one that is not waited for by a later
-// look,
-//          except those that run on past a restart of the agent.
+//          look, except those that run on past a restart of the agent.
 
 #ifndef ZEM_CHECKS_SYSTEM_PROCESS_RUNNER_H_
 #define ZEM_CHECKS_SYSTEM_PROCESS_RUNNER_H_
