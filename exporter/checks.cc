@@ -153,7 +153,7 @@ std::string WriteUdp(const Step& step, const Answer& answer, const Value& result
 
 struct CheckKind {
   const char* name;
-  const Command* command;
+  const Command& command;
   std::span<const Option> options;
   Writer write;
   // The figure that is 0 when the agent says that there is nothing of the kind.
@@ -162,18 +162,27 @@ struct CheckKind {
 
 namespace {
 
-const CheckKind kKinds[] = {
-    {"disk", &client::NamedCommand("disk"), kDiskOptions, WriteDisk},
-    {"cpu", &client::NamedCommand("cpu"), {}, WriteCpu},
-    {"processes", &client::NamedCommand("proc"), kProcessesOptions, WriteProcesses},
-    {"du", &client::NamedCommand("du"), kDuOptions, WriteDu},
-    {"count", &client::NamedCommand("count"), kCountOptions, WriteCount},
-    {"exists", &client::NamedCommand("exists"), kExistsOptions, WriteExists, Metric::kFileExists},
-    {"hash", &client::NamedCommand("hash"), kHashOptions, WriteHash, Metric::kFileHashMatch},
-    {"contains", &client::NamedCommand("grep"), kContainsOptions, WriteContains},
-    {"tcp", &client::NamedCommand("tcp"), kTcpOptions, WriteTcp, Metric::kTcpUp},
-    {"udp", &client::NamedCommand("udp"), kUdpOptions, WriteUdp, Metric::kUdpUp},
-};
+const std::vector<CheckKind>& Kinds() {
+  using client::NamedCommand;
+  static const std::vector<CheckKind> kKinds = {
+      {"disk", NamedCommand("disk"), kDiskOptions, WriteDisk},
+      {"cpu", NamedCommand("cpu"), {}, WriteCpu},
+      {"processes", NamedCommand("proc"), kProcessesOptions, WriteProcesses},
+      {"du", NamedCommand("du"), kDuOptions, WriteDu},
+      {"count", NamedCommand("count"), kCountOptions, WriteCount},
+      {"exists", NamedCommand("exists"), kExistsOptions, WriteExists, Metric::kFileExists},
+      {"hash", NamedCommand("hash"), kHashOptions, WriteHash, Metric::kFileHashMatch},
+      {"contains", NamedCommand("grep"), kContainsOptions, WriteContains},
+      {"tcp", NamedCommand("tcp"), kTcpOptions, WriteTcp, Metric::kTcpUp},
+      {"udp", NamedCommand("udp"), kUdpOptions, WriteUdp, Metric::kUdpUp},
+  };
+  return kKinds;
+}
+
+const Command& InfoCommand() {
+  static const Command& info = client::NamedCommand("info");
+  return info;
+}
 
 const Option* FindOption(const CheckKind& kind, const std::string& key) {
   for (const Option& option : kind.options) {
@@ -260,11 +269,11 @@ void FinishStep(const CheckKind& kind, const Entry& entry, const std::string* su
                 std::vector<Step>* steps) {
   Step step = entry.common;
   if (subject != nullptr) SetOption(*entry.each, *subject, &step);
-  if (kind.command == &client::NamedCommand("count") && !step.arguments.Has("mask")) {
+  if (kind.write == WriteCount && !step.arguments.Has("mask")) {
     step.labels.emplace_back("mask", "*");
   }
   step.kind = &kind;
-  step.request = kind.command->build(step.arguments).text;
+  step.request = kind.command.build(step.arguments).text;
   step.label = LabelOf(kind, entry, step);
   steps->push_back(std::move(step));
 }
@@ -277,9 +286,9 @@ void ReadCheck(const YAML::Node& node, std::vector<Step>* steps) {
   }
   const YAML::Node name = node.begin()->first;
   const std::string wanted = TextOf(name, "the kind of a check");
-  const auto* kind = std::find_if(std::begin(kKinds), std::end(kKinds),
-                                  [&](const CheckKind& row) { return wanted == row.name; });
-  if (kind == std::end(kKinds)) Refuse(name, "\"" + wanted + "\" is no kind of check");
+  const auto kind = std::find_if(Kinds().begin(), Kinds().end(),
+                                 [&](const CheckKind& row) { return wanted == row.name; });
+  if (kind == Kinds().end()) Refuse(name, "\"" + wanted + "\" is no kind of check");
   Entry entry;
   try {
     EachKey(node.begin()->second, wanted,
@@ -300,7 +309,7 @@ void ReadCheck(const YAML::Node& node, std::vector<Step>* steps) {
 }
 
 const std::string& InfoRequest() {
-  static const std::string kRequest = client::NamedCommand("info").build(client::Arguments()).text;
+  static const std::string kRequest = InfoCommand().build(client::Arguments()).text;
   return kRequest;
 }
 
@@ -326,9 +335,9 @@ std::string RecordAnswer(const Step& step, const client::Exchange& exchange, Pag
     page->Set(*kind.absent, step.labels, 0);
     return "";
   }
-  if (!reply.IsDone()) return Refusal(*kind.command, reply);
+  if (!reply.IsDone()) return Refusal(kind.command, reply);
   try {
-    return kind.write(step, answer, kind.command->parse(answer), page);
+    return kind.write(step, answer, kind.command.parse(answer), page);
   } catch (const client::BadReply& error) {
     return error.what();
   }
@@ -336,7 +345,7 @@ std::string RecordAnswer(const Step& step, const client::Exchange& exchange, Pag
 
 std::string RecordInfo(const client::Exchange& exchange, Page* page) {
   const Reply reply = client::ParseReply(exchange.reply);
-  if (!reply.IsDone()) return Refusal(client::NamedCommand("info"), reply);
+  if (!reply.IsDone()) return Refusal(InfoCommand(), reply);
   try {
     const Value info = client::ParseInfo({reply, client::Arguments(), exchange});
     Labels labels;

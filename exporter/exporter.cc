@@ -7,7 +7,6 @@
 
 #include <fmt/format.h>
 
-#include "model/decimal.h"
 #include "model/printable.h"
 
 namespace zem::exporter {
@@ -18,26 +17,12 @@ using client::Milliseconds;
 namespace {
 
 constexpr const char* kMetricsType = "text/plain; version=0.0.4; charset=utf-8";
-constexpr const char* kDefaultModule = "default";
 constexpr const char* kReloadKey = "reload";
-constexpr double kDefaultSeconds = 10;
-constexpr double kMostSeconds = 120;
-// Left to the way back: an answer that comes after its scrape has ended is lost.
-constexpr double kSpareSeconds = 0.5;
 constexpr Milliseconds kReloadTime{10'000};
 constexpr size_t kMostPast = 50;
-constexpr size_t kMostModules = 16;
 
 Response Text(unsigned status, std::string text) {
   return {.status = status, .body = std::move(text) + '\n'};
-}
-
-Milliseconds TimeFor(const std::string& scrape_timeout) {
-  double seconds = 0;
-  if (!client::ParseDecimal(scrape_timeout, &seconds) || seconds <= 0) seconds = kDefaultSeconds;
-  seconds = std::min(seconds, kMostSeconds);
-  seconds = std::max(seconds - kSpareSeconds, seconds / 2);
-  return Milliseconds(static_cast<int64_t>(seconds * 1000));
 }
 
 // The steps of all modules; what two of them share is asked once.
@@ -71,32 +56,6 @@ std::string DebugText(const ProbeRequest& wanted, const ProbeResult& result) {
 }
 
 }  // namespace
-
-ProbeRequest ParseProbeRequest(const Request& request) {
-  ProbeRequest wanted;
-  std::string target;
-  for (const auto& [name, value] : request.query) {
-    if (name == "target") {
-      if (!target.empty()) throw std::invalid_argument("one target at a time");
-      target = value;
-    } else if (name == "module") {
-      const auto& names = wanted.modules;
-      if (std::find(names.begin(), names.end(), value) == names.end()) {
-        wanted.modules.push_back(value);
-      }
-    } else if (name == "debug") {
-      wanted.debug = value == "true";
-    } else {
-      throw std::invalid_argument("the parameters are target, module and debug");
-    }
-  }
-  if (target.empty()) throw std::invalid_argument("there is no target");
-  if (wanted.modules.size() > kMostModules) throw std::invalid_argument("too many modules");
-  if (wanted.modules.empty()) wanted.modules = {kDefaultModule};
-  wanted.target = ParseTarget(target);
-  wanted.time = TimeFor(request.scrape_timeout);
-  return wanted;
-}
 
 Exporter::Exporter(std::string config_path, size_t workers, size_t most_waiting)
     : config_path_(std::move(config_path)), queue_(workers, most_waiting) {}

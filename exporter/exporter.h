@@ -19,21 +19,11 @@
 #include "http_server.h"
 #include "own_metrics.h"
 #include "probe.h"
+#include "probe_request.h"
 #include "resolver.h"
 #include "work_queue.h"
 
 namespace zem::exporter {
-
-// What the query and the headers of a probe ask for.
-struct ProbeRequest {
-  Target target;
-  std::vector<std::string> modules;
-  bool debug = false;
-  client::Milliseconds time;  // for all of it
-};
-
-// std::invalid_argument with a text for who asked.
-ProbeRequest ParseProbeRequest(const Request& request);
 
 // A probe that is over, for the page that shows the last ones.
 struct PastProbe {

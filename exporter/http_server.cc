@@ -24,11 +24,6 @@ namespace {
 constexpr size_t kConnectionMemory = 16 * 1024;
 constexpr size_t kMostUpload = 64 * 1024;
 constexpr size_t kMostParameters = 64;
-// For the whole of a first request.
-constexpr std::chrono::seconds kFirstRequest{10};
-// From one answer to the next request: longer than the usual minute between two scrapes. Also for
-// taking an answer.
-constexpr std::chrono::seconds kBetweenRequests{75};
 
 std::string Header(MHD_Connection* connection, const char* name) {
   const char* text = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
@@ -53,15 +48,15 @@ struct HttpServer::Exchange {
   std::atomic<bool> ready = false;
 };
 
-HttpServer::HttpServer(UniqueFd listener, unsigned most_connections, Handler handler)
-    : handler_(std::move(handler)) {
+HttpServer::HttpServer(UniqueFd listener, const HttpLimits& limits, Handler handler)
+    : limits_(limits), handler_(std::move(handler)) {
   // One address may not take them all: a second one has to get through.
-  const unsigned most_each = std::max(most_connections - most_connections / 4, 1U);
+  const unsigned most_each = std::max(limits.connections - limits.connections / 4, 1U);
   daemon_ = MHD_start_daemon(
       MHD_USE_AUTO_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, Access, this,
-      MHD_OPTION_LISTEN_SOCKET, listener.Get(), MHD_OPTION_CONNECTION_LIMIT, most_connections,
+      MHD_OPTION_LISTEN_SOCKET, listener.Get(), MHD_OPTION_CONNECTION_LIMIT, limits.connections,
       MHD_OPTION_PER_IP_CONNECTION_LIMIT, most_each, MHD_OPTION_CONNECTION_TIMEOUT,
-      static_cast<unsigned>(kBetweenRequests.count()), MHD_OPTION_CONNECTION_MEMORY_LIMIT,
+      static_cast<unsigned>(limits.between.count() / 1000), MHD_OPTION_CONNECTION_MEMORY_LIMIT,
       kConnectionMemory, MHD_OPTION_NOTIFY_CONNECTION, Connected, this, MHD_OPTION_NOTIFY_COMPLETED,
       Completed, this, MHD_OPTION_END);
   if (daemon_ == nullptr) throw std::runtime_error("cannot start the HTTP server");
@@ -107,7 +102,7 @@ void HttpServer::Sweep() {
   const Clock::time_point now = Clock::now();
   const std::lock_guard lock(mutex_);
   for (const Peer& peer : peers_) {
-    const Clock::duration most = peer.has_asked ? kBetweenRequests : kFirstRequest;
+    const Clock::duration most = peer.has_asked ? limits_.between : limits_.first_request;
     if (!peer.waits && now - peer.since > most) (void)shutdown(peer.socket, SHUT_RDWR);
   }
 }

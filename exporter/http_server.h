@@ -21,16 +21,10 @@
 #include <vector>
 
 #include "core/unique_fd.h"
+#include "probe_request.h"
 #include "wire/deadline.h"
 
 namespace zem::exporter {
-
-struct Request {
-  bool is_post = false;
-  std::string path;
-  std::vector<std::pair<std::string, std::string>> query;
-  std::string scrape_timeout;  // as the header says it
-};
 
 struct Response {
   unsigned status = 200;
@@ -44,9 +38,18 @@ using Later = std::function<void(Responder respond)>;
 // The answer, or nothing with *later set.
 using Handler = std::function<std::optional<Response>(const Request& request, Later* later)>;
 
+struct HttpLimits {
+  unsigned connections = 2048;
+  // For the whole of a first request.
+  client::Milliseconds first_request{10'000};
+  // From an answer to the next request, longer than the usual minute between two scrapes; also for
+  // taking an answer.
+  client::Milliseconds between{75'000};
+};
+
 class HttpServer {
  public:
-  HttpServer(UniqueFd listener, unsigned most_connections, Handler handler);
+  HttpServer(UniqueFd listener, const HttpLimits& limits, Handler handler);
   // Every request that was handed on has to be answered before.
   ~HttpServer();
   HttpServer(const HttpServer&) = delete;
@@ -75,6 +78,7 @@ class HttpServer {
   MHD_Result Send(MHD_Connection* connection, const Response& response);
   void Mark(MHD_Connection* connection, bool waits);
 
+  const HttpLimits limits_;
   const Handler handler_;
   std::mutex mutex_;
   std::list<Peer> peers_;  // guarded by mutex_

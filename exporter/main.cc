@@ -30,7 +30,7 @@ struct Options {
   std::string listen = "127.0.0.1:9755";
   size_t workers = 128;
   size_t queue = 1024;
-  unsigned connections = 2048;
+  HttpLimits http;
   bool check_only = false;
 };
 
@@ -74,7 +74,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
         options->queue = static_cast<size_t>(NumberOf(optarg, 1, 100'000));
         break;
       case kConnections:
-        options->connections = static_cast<unsigned>(NumberOf(optarg, 4, 100'000));
+        options->http.connections = static_cast<unsigned>(NumberOf(optarg, 4, 100'000));
         break;
       case kCheck:
         options->check_only = true;
@@ -144,9 +144,9 @@ int Run(const Options& options) {
   if (!exporter.Load(&error)) throw std::runtime_error(error);
   bool is_public = false;
   UniqueFd listener = Listen(options.listen, &is_public);
-  HttpServer server(
-      std::move(listener), options.connections,
-      [&](const Request& request, Later* later) { return exporter.Answer(request, later); });
+  HttpServer server(std::move(listener), options.http, [&](const Request& request, Later* later) {
+    return exporter.Answer(request, later);
+  });
   fmt::print(stderr, "zem-exporter: listening on {}{}\n", options.listen,
              is_public ? ", which other machines may reach; it neither enciphers nor asks for a "
                          "password, so put a reverse proxy in front"
