@@ -35,6 +35,7 @@ const std::vector<const LocalCommand*>& LocalCommandTable();
 extern const LocalCommand kConfigcheckCommand;
 extern const LocalCommand kScripttestCommand;
 extern const LocalCommand kGenpassCommand;
+extern const LocalCommand kHostsCommand;
 
 }  // namespace zem::client
 

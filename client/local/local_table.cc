@@ -16,6 +16,7 @@ const std::vector<const LocalCommand*>& LocalCommandTable() {
       &kConfigcheckCommand,
       &kScripttestCommand,
       &kGenpassCommand,
+      &kHostsCommand,
   };
   return kTable;
 }
