@@ -165,8 +165,9 @@ void AcceptLoop::UpgradeIfRequested() {
 }
 
 void AcceptLoop::SwitchPortIfChanged() {
-  SettingsPtr settings = agent_->settings.Snapshot();
-  if (settings->port == port_in_use_) return;
+  if (refused_port_) PutPortBack();
+  const SettingsPtr settings = agent_->settings.Snapshot();
+  if (settings->port == port_in_use_ || settings->port == refused_port_) return;
   OvString ignored;
   listener_.Reset();
   listener_ = ListenWithRetry(*settings, &ignored);
@@ -176,14 +177,29 @@ void AcceptLoop::SwitchPortIfChanged() {
     return;
   }
   agent_->log.WriteLog("Error: cannot open new port for listening\n", 0, LogKind::kFailure);
-  agent_->settings.Update([this](Settings* changed) { changed->port = port_in_use_; });
-  settings = agent_->settings.Snapshot();
-  listener_ = ListenWithRetry(*settings, &ignored);
+  refused_port_ = settings->port;
+  PutPortBack();
+  Settings original = *settings;
+  original.port = port_in_use_;
+  listener_ = ListenWithRetry(original, &ignored);
   if (!listener_.IsOpen()) {
     agent_->log.WriteLog("Cannot open original port either. Terminating\n", 0, LogKind::kFailure);
     End(exit_status::kListen);
   }
   agent_->log.WriteLog("Return to original port\n", 0, LogKind::kFailure);
+}
+
+// The session that asked for the port may still be saving it, which a slow disk can draw out: the
+// original port is opened meanwhile.
+void AcceptLoop::PutPortBack() {
+  const auto put_back = [this](Settings* changed) {
+    if (changed->port == refused_port_) changed->port = port_in_use_;
+  };
+  if (agent_->settings.TryUpdate(put_back)) {
+    refused_port_.reset();
+  } else {
+    agent_->control.WakeOnSessionClose(true);
+  }
 }
 
 bool AcceptLoop::IsListenerWanted() const {

@@ -8,6 +8,7 @@
 #define ZEM_CORE_ACCEPT_LOOP_H_
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "core/agent.h"
@@ -33,6 +34,7 @@ class AcceptLoop {
   void RestartIfRequested();
   void UpgradeIfRequested();
   void SwitchPortIfChanged();
+  void PutPortBack();
   void ExecuteInPlace(const char* announcement, const OvString& path, const char* failure);
   bool IsListenerWanted() const;
   bool WaitForConnection();
@@ -51,6 +53,7 @@ class AcceptLoop {
   UniqueFd listener_;
   PidFile* const pid_file_;
   int port_in_use_;
+  std::optional<int> refused_port_;  // still to be put back in the settings
   // The number of an accepted descriptor from which on the agent is short of them.
   const int shortage_from_;
   ParkedDescriptors parked_;

@@ -58,6 +58,7 @@ class Session {
         unproven_(connection_.Get(), peer),
         upgrade_(&agent->control) {}
 
+  Agent* GetAgent() const { return agent_; }
   UnprovenSession* Unproven() { return &unproven_; }
 
   void Run();
@@ -237,7 +238,6 @@ void Session::Close() {
   connection_.Reset();
   upgrade_.HandOver();
   agent_->control.SessionClosed(requests_);
-  agent_->wrong_passwords.Tell();
 }
 
 WaitingThreads<Session> g_waiting_threads;
@@ -248,7 +248,9 @@ void* SessionThread(void* argument) {
   pthread_detach(pthread_self());
   auto* session = static_cast<Session*>(argument);
   do {
+    Agent* const agent = session->GetAgent();
     std::unique_ptr<Session>(session)->Run();
+    agent->wrong_passwords.Tell();
     session = g_waiting_threads.Take();
   } while (session != nullptr);
   return nullptr;

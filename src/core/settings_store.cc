@@ -98,10 +98,13 @@ bool SettingsStore::TryLoad() {
   return true;
 }
 
-void SettingsStore::Update(const std::function<void(Settings*)>& change) {
-  Turn turn(this);
+bool SettingsStore::TryUpdate(const std::function<void(Settings*)>& change) {
+  SettingsPtr previous = TryBeginTurn();
+  if (previous == nullptr) return false;
+  Turn turn(this, std::move(previous));
   change(turn.Copy());
   turn.Publish();
+  return true;
 }
 
 bool SettingsStore::UpdateAndSave(const std::function<void(Settings*)>& change, OvString* error) {

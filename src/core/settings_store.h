@@ -33,13 +33,13 @@ class SettingsStore {
   // turn, however slow its file.
   [[nodiscard]] bool TryLoad();
 
-  // Publishes what `change` makes of a copy.
-  void Update(const std::function<void(Settings*)>& change);
+  // Publishes what `change` makes of a copy, on the same condition.
+  [[nodiscard]] bool TryUpdate(const std::function<void(Settings*)>& change);
 
-  // The same, then saves the file. The change is live even when the save fails. After a failed load
-  // the file is loaded first: the defaults that such a load leaves, an open filter and switched-on
-  // checks, must not be written over a file that is whole again. Where that fails as well the
-  // change is made to what is in force.
+  // Publishes what `change` makes of a copy, then saves the file. The change is live even when the
+  // save fails. After a failed load the file is loaded first: the defaults that such a load leaves,
+  // an open filter and switched-on checks, must not be written over a file that is whole again.
+  // Where that fails as well the change is made to what is in force.
   [[nodiscard]] bool UpdateAndSave(const std::function<void(Settings*)>& change, OvString* error);
 
  private:

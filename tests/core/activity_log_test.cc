@@ -26,7 +26,7 @@ class ActivityLogTest : public testing::Test {
     });
   }
 
-  void Change(const std::function<void(Settings*)>& change) { store_.Update(change); }
+  void Change(const std::function<void(Settings*)>& change) { (void)store_.TryUpdate(change); }
 
   // Digits become "9", so that the clock does not matter.
   static std::string Masked(std::string text) {

@@ -102,7 +102,9 @@ TEST_F(SettingsStoreTest, AChangeAfterAFailedLoadLoadsFirst) {
 
 TEST_F(SettingsStoreTest, WritersTakeTurnsAndLoseNoChange) {
   const auto add = [this] {
-    for (int i = 0; i < 2000; ++i) store_.Update([](Settings* s) { ++s->timeout; });
+    for (int i = 0; i < 2000; ++i) {
+      while (!store_.TryUpdate([](Settings* s) { ++s->timeout; })) std::this_thread::yield();
+    }
   };
   std::thread other(add);
   add();

@@ -24,7 +24,7 @@ class ConnectionLogTest : public testing::Test {
  protected:
   ConnectionLogTest() : store_(Settings()), log_(&store_) {
     now_ms = 1'000'000;
-    store_.Update([this](Settings* s) {
+    (void)store_.TryUpdate([this](Settings* s) {
       s->log_success = s->log_fails = true;
       s->ok_log_file = scratch_ / "ok.log";
       s->bad_log_file = scratch_ / "bad.log";
