@@ -2,7 +2,7 @@
 # Where everything goes. Paths follow GNUInstallDirs; what the agent needs in its settings, in the
 # unit and in the rc script is filled in from the same variables, so that they cannot disagree.
 #
-# Components: zem-agent and zem-client, the two packages of cmake/ZemPackage.cmake.
+# Components: zem-agent, zem-client and zem-exporter, the packages of cmake/ZemPackage.cmake.
 
 include(GNUInstallDirs)
 
@@ -62,8 +62,10 @@ install(FILES ${ZEM_ROOT}/README.md ${ZEM_ROOT}/SECURITY.md ${ZEM_ROOT}/CHANGELO
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT zem-agent)
 install(FILES ${ZEM_ROOT}/docs/architecture.md ${ZEM_ROOT}/docs/protocol.md
               ${ZEM_ROOT}/docs/security.md ${ZEM_ROOT}/docs/troubleshooting.md
-              ${ZEM_ROOT}/docs/performance.md
+              ${ZEM_ROOT}/docs/performance.md ${ZEM_ROOT}/docs/monitoring.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT zem-agent)
+install(FILES ${ZEM_ROOT}/docs/pictures/prometheus-console.png
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs/pictures COMPONENT zem-agent)
 
 # ---- The client; check_zem is the same program under the name that makes it a plugin.
 if(TARGET zemctl)
@@ -82,6 +84,36 @@ if(TARGET zemctl)
   file(CREATE_LINK ${client_from_plugins} ${ZEM_OUT}/links/check_zem SYMBOLIC)
   install(FILES ${ZEM_OUT}/links/check_zem
     DESTINATION ${ZEM_PLUGINDIR} COMPONENT zem-client)
+endif()
+
+# ---- The exporter
+if(TARGET zem-exporter)
+  set(exporter_dir ${CMAKE_INSTALL_DATADIR}/zem-exporter)
+  install(TARGETS zem-exporter
+    RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT zem-exporter)
+  install(FILES ${ZEM_ROOT}/man/zem-exporter.8
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT zem-exporter)
+  install(FILES ${ZEM_ROOT}/etc/exporter.yml.sample
+    DESTINATION ${exporter_dir} COMPONENT zem-exporter)
+  install(DIRECTORY ${ZEM_ROOT}/exporter/prometheus
+    DESTINATION ${exporter_dir} COMPONENT zem-exporter)
+  if(ZEM_INSTALL_SERVICE AND CMAKE_SYSTEM_NAME STREQUAL "FreeBSD")
+    file(READ ${ZEM_ROOT}/packaging/freebsd/port/files/zem_exporter.in rc_script)
+    string(REPLACE "%%PREFIX%%" "${CMAKE_INSTALL_PREFIX}" rc_script "${rc_script}")
+    file(WRITE ${ZEM_OUT}/packaging/rc.d/zem_exporter "${rc_script}")
+    install(FILES ${ZEM_OUT}/packaging/rc.d/zem_exporter
+      DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/rc.d PERMISSIONS ${x_bits}
+      COMPONENT zem-exporter)
+  elseif(ZEM_INSTALL_SERVICE)
+    configure_file(${ZEM_ROOT}/packaging/systemd/zem-exporter.service.in
+      ${ZEM_OUT}/packaging/zem-exporter.service @ONLY)
+    install(FILES ${ZEM_OUT}/packaging/zem-exporter.service
+      DESTINATION ${ZEM_SYSTEMD_UNITDIR} COMPONENT zem-exporter)
+    install(FILES ${ZEM_ROOT}/packaging/sysusers/zem-exporter.conf
+      DESTINATION lib/sysusers.d COMPONENT zem-exporter)
+    install(FILES ${ZEM_ROOT}/packaging/debian/exporter/default RENAME zem-exporter
+      DESTINATION ${ZEM_DEFAULTSDIR} COMPONENT zem-exporter)
+  endif()
 endif()
 
 # ---- The system's own files

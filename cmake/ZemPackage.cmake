@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-# Debian packages zem-agent and zem-client by CPack. Include after ZemInstall, last of all:
+# Debian packages zem-agent, zem-client and zem-exporter by CPack. Include after ZemInstall, last of all:
 #
 #   cmake --preset release -DCMAKE_INSTALL_PREFIX=/usr && cmake --build --preset release
 #   cd build/release && cpack -G DEB
@@ -16,8 +16,16 @@ set(deb ${ZEM_ROOT}/packaging/debian)
 set(control ${PROJECT_BINARY_DIR}/packaging/deb)
 set(deb_release 1)
 
+set(components zem-agent)
+if(TARGET zemctl)
+  list(APPEND components zem-client)
+endif()
+if(TARGET zem-exporter)
+  list(APPEND components zem-exporter)
+endif()
+
 # Each package brings its copyright and its changelog; a plain install needs neither.
-foreach(component zem-agent zem-client)
+foreach(component ${components})
   install(FILES ${deb}/copyright DESTINATION share/doc/${component}
     COMPONENT ${component} EXCLUDE_FROM_ALL)
   install(FILES ${deb}/changelog RENAME changelog.Debian DESTINATION share/doc/${component}
@@ -37,10 +45,7 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGE_HOMEPAGE_URL "https://ovrant.example/")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL zem-agent)
-if(TARGET zemctl)
-  list(APPEND CPACK_COMPONENTS_ALL zem-client)
-endif()
+set(CPACK_COMPONENTS_ALL ${components})
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/ZemPackageStage.cmake)
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -55,6 +60,7 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 # The scripts name the folders of this build.
 foreach(script postinst prerm postrm conffiles)
   configure_file(${deb}/${script}.in ${control}/${script} @ONLY)
+  configure_file(${deb}/exporter/${script}.in ${control}/exporter/${script} @ONLY)
 endforeach()
 
 set(CPACK_DEBIAN_ZEM-AGENT_PACKAGE_NAME zem-agent)
@@ -80,5 +86,18 @@ zemctl sends any request to a zem agent and prints the reply as a table, as
 JSON or as it is; it manages the agent of this host and explains why a
 connection fails. Under the name check_zem it is a plugin with thresholds and
 performance data for servers that follow the Monitoring Plugins rules.")
+
+set(CPACK_DEBIAN_ZEM-EXPORTER_PACKAGE_NAME zem-exporter)
+set(CPACK_DEBIAN_ZEM-EXPORTER_PACKAGE_DEPENDS adduser)
+set(CPACK_DEBIAN_ZEM-EXPORTER_PACKAGE_SUGGESTS prometheus)
+set(CPACK_DEBIAN_ZEM-EXPORTER_PACKAGE_CONTROL_EXTRA
+  ${control}/exporter/postinst ${control}/exporter/prerm ${control}/exporter/postrm
+  ${control}/exporter/conffiles)
+set(CPACK_COMPONENT_ZEM-EXPORTER_DESCRIPTION
+"metrics of zem agents for Prometheus
+One process that Prometheus asks about a whole fleet: it sends the enciphered
+requests of a check to the agent that a scrape names and answers with metrics.
+It asks nobody that its configuration does not list, and comes with a scrape
+configuration, alert rules and a console page.")
 
 include(CPack)
