@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -253,7 +254,7 @@ int StatVfs(const char* path, struct statvfs* info) {
   info->f_bsize = info->f_frsize = 4096;
   info->f_blocks = same.f_blocks;
   info->f_bfree = same.f_bfree;
-  info->f_bavail = same.f_bavail;
+  info->f_bavail = static_cast<fsblkcnt_t>(same.f_bavail);
   return 0;
 }
 

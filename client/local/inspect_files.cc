@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <fmt/format.h>
 
