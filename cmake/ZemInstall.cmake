@@ -78,6 +78,8 @@ if(TARGET zemctl)
   install(FILES ${completions}/zemctl.fish
     DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT zem-client)
   install(FILES ${completions}/_zemctl DESTINATION ${ZEM_ZSHDIR} COMPONENT zem-client)
+  install(DIRECTORY ${ZEM_ROOT}/client/checks DESTINATION ${CMAKE_INSTALL_DATADIR}/zem
+    COMPONENT zem-client)
   file(RELATIVE_PATH client_from_plugins
     ${CMAKE_INSTALL_PREFIX}/${ZEM_PLUGINDIR} ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/zemctl)
   file(MAKE_DIRECTORY ${ZEM_OUT}/links)

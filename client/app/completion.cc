@@ -10,6 +10,7 @@
 #include "app/global_arguments.h"
 #include "app/hosts_conf.h"
 #include "app/options.h"
+#include "commands/ready_check.h"
 #include "commands/table.h"
 #include "core/settings.h"
 #include "model/pieces.h"
@@ -63,6 +64,16 @@ std::vector<Candidate> Hosts(std::string_view current) {
   return hosts;
 }
 
+std::vector<Candidate> Checks() {
+  std::vector<Candidate> names;
+  try {
+    for (const std::string& name : CheckNames(ZEM_CHECKS_DIR)) names.push_back({name, ""});
+  } catch (const std::exception&) {
+    // Not installed.
+  }
+  return names;
+}
+
 std::vector<Candidate> Settings() {
   std::vector<Candidate> names;
   for (const SettingRow& row : SettingsTable()) {
@@ -76,6 +87,7 @@ std::vector<Candidate> Settings() {
 
 std::vector<Candidate> Values(const Argument& argument, std::string_view current) {
   if (argument.words.data() == kSettingNames) return Settings();
+  if (argument.words.data() == kReadyChecks) return Checks();
   if (argument.words.data() == kHostNames) return Hosts(current);
   std::vector<Candidate> values;
   for (const std::string_view word : argument.words) values.push_back({std::string(word), ""});

@@ -309,6 +309,12 @@ int NumberOption(const char* name, const std::string& text, int most) {
 }
 
 void TakeThresholds(const Texts& texts, Options* options) {
+  const bool own = options->command != nullptr && options->command->thresholds != nullptr;
+  if (own && options->plugin) {
+    options->thresholds =
+        options->command->thresholds(options->arguments, texts.warning, texts.critical);
+    return;
+  }
   if (texts.warning.empty() && texts.critical.empty()) return;
   if (!options->plugin || options->command == nullptr) {
     throw std::invalid_argument("-w and -c belong to checks: use check_zem, or --plugin");

@@ -106,6 +106,10 @@ void ReportRaw(const std::vector<Outcome>& outcomes, const Style& err, Report* r
   }
 }
 
+std::string NameOf(const Verdict& verdict, const Options& options) {
+  return verdict.name.empty() ? options.command->name : verdict.name;
+}
+
 Report PluginReport(const std::vector<Outcome>& outcomes, const Options& options) {
   Report report;
   State worst = State::kOk;
@@ -117,7 +121,8 @@ Report PluginReport(const std::vector<Outcome>& outcomes, const Options& options
     return report;
   }
   if (outcomes.size() == 1) {
-    report.out = PluginLine(options.command->name, outcomes.front().verdict) + '\n';
+    report.out =
+        PluginLine(NameOf(outcomes.front().verdict, options), outcomes.front().verdict) + '\n';
     return report;
   }
   Verdict all;
@@ -133,7 +138,7 @@ Report PluginReport(const std::vector<Outcome>& outcomes, const Options& options
     rows += HostLine(outcome.name, outcome.verdict) + '\n';
   }
   all.text = fmt::format("{} of {} hosts OK", fine, outcomes.size());
-  report.out = PluginLine(options.command->name, all) + '\n' + rows;
+  report.out = PluginLine(NameOf(outcomes.front().verdict, options), all) + '\n' + rows;
   return report;
 }
 

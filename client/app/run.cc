@@ -52,6 +52,11 @@ std::vector<Outcome> AskWithProgress(const std::vector<Target>& targets, Plan* p
 }
 
 int RunRemote(const Options& options) {
+  if (options.command->answer_here != nullptr) {
+    const std::string answer = options.command->answer_here(options.arguments);
+    fmt::print("{}", answer);
+    if (!answer.empty()) return kExitDone;
+  }
   Plan plan = options.command->build(options.arguments);
   if (!options.plugin) {
     for (const std::string& warning : plan.warnings) {

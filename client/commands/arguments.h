@@ -39,10 +39,11 @@ struct Argument {
 };
 
 // Words that stand for others: the files of this machine, the hosts the person has a list of, the
-// names of the settings.
+// names of the settings, the ready checks.
 inline constexpr std::string_view kLocalFile[] = {":files"};
 inline constexpr std::string_view kHostNames[] = {":hosts"};
 inline constexpr std::string_view kSettingNames[] = {":settings"};
+inline constexpr std::string_view kReadyChecks[] = {":checks"};
 
 // A whole number in the given bounds; `name` is what a refusal calls it.
 int64_t WholeNumber(std::string_view name, std::string_view text, int64_t least, int64_t most);

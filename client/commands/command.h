@@ -43,6 +43,9 @@ struct Plan {
   std::string payload;  // the program file of an upgrade
   // Told how much of the payload has been sent; may be empty.
   std::function<void(size_t sent, size_t total)> progress;
+  // Under which name, and in which folder, something is kept of each host from run to run.
+  std::string kept_in;
+  std::string kept_as;
   // Afterwards wait until the agent answers again.
   bool wait_for_return = false;
 };
@@ -89,6 +92,9 @@ struct Command {
   CheckFunction check = nullptr;
   // Reads -w and -c; null = they have nothing to apply to.
   RangeParser range = PlainRange;
+  // Reads them its own way, where it has some of its own or the unit depends on the arguments.
+  Thresholds (*thresholds)(const Arguments& arguments, const std::string& warning,
+                           const std::string& critical) = nullptr;
   // What a "301" means to a check.
   State unavailable = State::kUnknown;
   // Null = one request, one reply.
@@ -98,6 +104,8 @@ struct Command {
   std::string (*explain)(const Reply& reply) = nullptr;
   // Rewrites reply text before anybody sees it; null = nothing to hide.
   void (*mask)(const Arguments& arguments, std::string* reply) = nullptr;
+  // What can be said without asking an agent; empty = ask.
+  std::string (*answer_here)(const Arguments& arguments) = nullptr;
   // A check under the name zemctl too, unless it is asked for JSON or the raw reply.
   bool always_check = false;
   const char* notes = "";  // more lines of help

@@ -59,11 +59,6 @@ Verdict CheckPlugin(const Answer& answer, const Value& result, const Thresholds&
   return {State::kUnknown, complaint + (said.empty() ? "" : ": ") + said, {}};
 }
 
-std::string ExplainPlugin(const Reply& reply) {
-  const bool killed = reply.Line(1).ends_with("abnormal termination");
-  return killed ? "it ran for longer than --limit SEC, 10 seconds if not given" : "";
-}
-
 constexpr Command kRows[] = {
     {
         .name = "plugin",
@@ -75,7 +70,7 @@ constexpr Command kRows[] = {
         .summarise = SummarisePlugin,
         .check = CheckPlugin,
         .range = nullptr,
-        .explain = ExplainPlugin,
+        .explain = ExplainKill,
         .always_check = true,
         .notes =
             "Options of zemctl stand in front of PLUGIN. Its exit code, text and figures are "

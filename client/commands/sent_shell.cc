@@ -50,8 +50,8 @@ bool IsHexadecimal(std::string_view text) {
 
 }  // namespace
 
-int64_t SecondsOf(const Arguments& arguments) {
-  return arguments.Int("limit", 10, 0, 2'000'000);
+int64_t SecondsOf(const Arguments& arguments, int64_t otherwise) {
+  return arguments.Int("limit", otherwise, 0, 2'000'000);
 }
 
 Milliseconds TimeForLimit(int64_t limit) {
@@ -113,6 +113,11 @@ ShellSaid ReadSentShell(const Reply& reply) {
   said.output = Bytes(digits);
   said.errors = Trimmed(Bytes(code));
   return said;
+}
+
+std::string ExplainKill(const Reply& reply) {
+  const bool killed = reply.Line(1).ends_with("abnormal termination");
+  return killed ? "it ran for longer than --limit SEC allows" : "";
 }
 
 }  // namespace zem::client

@@ -23,7 +23,7 @@ namespace zem::client {
 // How to give the whole seconds that the agent lets it run.
 inline constexpr Argument kSecondsArgument = {"limit", "--limit", kOption, "SEC",
                                               "whole seconds until it is killed (10); 0 = never"};
-int64_t SecondsOf(const Arguments& arguments);
+int64_t SecondsOf(const Arguments& arguments, int64_t otherwise = 10);
 // How long to wait for an agent that may take so many milliseconds; 0 = without limit.
 Milliseconds TimeForLimit(int64_t limit);
 
@@ -40,6 +40,8 @@ struct ShellSaid {
 };
 
 ShellSaid ReadSentShell(const Reply& reply);
+// Why the agent could not run it; empty when it has said so itself.
+std::string ExplainKill(const Reply& reply);
 
 }  // namespace zem::client
 

@@ -10,8 +10,8 @@ const std::vector<const Command*>& CommandTable() {
     std::vector<const Command*> table;
     for (const auto& rows :
          {kInfoCommands, kSpaceCommands, kFileCommands, kListCommands, kProcessCommands,
-          kProbeCommands, kRunCommands, kPluginCommands, kExecCommands, kMessageCommands,
-          kSettingsCommands, kControlCommands, kUpgradeCommands, kRawCommands}) {
+          kProbeCommands, kRunCommands, kPluginCommands, kCheckCommands, kExecCommands,
+          kMessageCommands, kSettingsCommands, kControlCommands, kUpgradeCommands, kRawCommands}) {
       for (const Command& row : rows) table.push_back(&row);
     }
     return table;

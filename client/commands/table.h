@@ -28,6 +28,7 @@ extern const std::span<const Command> kProcessCommands;
 extern const std::span<const Command> kProbeCommands;
 extern const std::span<const Command> kRunCommands;
 extern const std::span<const Command> kPluginCommands;
+extern const std::span<const Command> kCheckCommands;
 extern const std::span<const Command> kExecCommands;
 extern const std::span<const Command> kMessageCommands;
 extern const std::span<const Command> kSettingsCommands;

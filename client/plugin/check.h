@@ -46,6 +46,7 @@ struct Verdict {
   std::string text;
   std::vector<Metric> metrics;
   std::string whole = {};  // handed on as it is instead of all that; may be empty
+  std::string name = {};   // in front of the line instead of the command's; may be empty
 };
 
 // 'label'=value[unit];[warn];[crit];[min];[max], as many fields as are needed.

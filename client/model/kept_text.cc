@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "model/kept_text.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+#include "core/unique_fd.h"
+#include "protocol/digest.h"
+#include "text/system_error.h"
+
+namespace zem::client {
+
+namespace {
+
+[[noreturn]] void Fail(const char* what, const std::string& path) {
+  throw std::runtime_error(
+      fmt::format("cannot {} {}: {}", what, path, SystemErrorText(errno).CStr()));
+}
+
+std::string PathOf(const std::string& folder, const std::string& key) {
+  std::string path = folder + '/';
+  for (const char byte : Sha1(key)) path += fmt::format("{:02x}", static_cast<uint8_t>(byte));
+  return path;
+}
+
+void MakeFolders(const std::string& folder) {
+  for (size_t end = 1; end != std::string::npos;) {
+    end = folder.find('/', end + 1);
+    const std::string part = folder.substr(0, end);
+    if (mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) Fail("make the folder", part);
+  }
+}
+
+}  // namespace
+
+std::string KeptFolder() {
+  const char* state = getenv("XDG_STATE_HOME");
+  if (state != nullptr && *state == '/') return std::string(state) + "/zem";
+  const char* home = getenv("HOME");
+  return home != nullptr && *home == '/' ? std::string(home) + "/.local/state/zem" : "";
+}
+
+std::string ReadKept(const std::string& folder, const std::string& key) {
+  const std::string path = PathOf(folder, key);
+  const UniqueFd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!fd.IsOpen()) {
+    if (errno == ENOENT) return "";
+    Fail("open", path);
+  }
+  std::string text;
+  char buffer[4096];
+  ssize_t got = 0;
+  while ((got = read(fd.Get(), buffer, sizeof(buffer))) > 0) {
+    text.append(buffer, static_cast<size_t>(got));
+  }
+  if (got < 0) Fail("read", path);
+  if (!text.starts_with(key + '\n')) throw std::runtime_error(path + " does not belong to " + key);
+  return text.substr(key.size() + 1);
+}
+
+void WriteKept(const std::string& folder, const std::string& key, const std::string& text) {
+  MakeFolders(folder);
+  const std::string path = PathOf(folder, key);
+  const std::string fresh = fmt::format("{}.{}", path, getpid());
+  unlink(fresh.c_str());  // of a run that was killed
+  const UniqueFd fd = CreateExclusively(OvString(fresh), 0600);
+  if (!fd.IsOpen()) Fail("make", fresh);
+  if (!WriteAll(fd.Get(), key + '\n' + text) || !SyncToDisk(fd.Get()) ||
+      rename(fresh.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    unlink(fresh.c_str());
+    errno = error;
+    Fail("write", path);
+  }
+}
+
+}  // namespace zem::client
