@@ -6,6 +6,7 @@
 #include <sys/mount.h>
 #endif
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
 #include <thread>
