@@ -26,6 +26,9 @@ constexpr Argument kCheckArguments[] = {
 // A package manager on a busy host takes its time.
 constexpr int64_t kSeconds = 30;
 
+// Positions in two files; an agent must not fill the disk of this host.
+constexpr size_t kMostKept = 1024;
+
 // Stands for what was kept of the host, until it is known which one it is. It is the first word,
 // so the first place where the request holds this is the right one.
 constexpr const char* kKeptWord = "'@kept@'";
@@ -99,6 +102,7 @@ Exchange AskCheck(const Endpoint& endpoint, const Plan& plan, std::string_view p
   std::string fresh;
   if (reply.IsDone()) (void)ParseOutput(reply, &fresh);
   if (fresh.empty()) return exchange;
+  if (fresh.size() > kMostKept) throw BadReply("the check wants too much to be kept");
   if (plan.kept_in.empty())
     throw std::runtime_error("no place to keep how far the log was read: use --state DIR");
   WriteKept(plan.kept_in, key, fresh);
