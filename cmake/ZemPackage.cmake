@@ -89,6 +89,8 @@ performance data for servers that follow the Monitoring Plugins rules.")
 
 set(CPACK_DEBIAN_ZEM-EXPORTER_PACKAGE_NAME zem-exporter)
 set(CPACK_DEBIAN_ZEM-EXPORTER_PACKAGE_DEPENDS adduser)
+# The ready checks are files of the client.
+set(CPACK_DEBIAN_ZEM-EXPORTER_PACKAGE_RECOMMENDS zem-client)
 set(CPACK_DEBIAN_ZEM-EXPORTER_PACKAGE_SUGGESTS prometheus)
 set(CPACK_DEBIAN_ZEM-EXPORTER_PACKAGE_CONTROL_EXTRA
   ${control}/exporter/postinst ${control}/exporter/prerm ${control}/exporter/postrm

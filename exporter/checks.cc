@@ -25,6 +25,7 @@ enum class OptionKind : uint8_t {
   kFlag,
   kTexts,      // one step each
   kHostPorts,  // the same, HOST:PORT
+  kWords,      // all of them for one step
 };
 
 struct Option {
@@ -77,15 +78,36 @@ constexpr Option kUdpOptions[] = {kTargets,
                                   {"limit", "limit"},
                                   {"expect", "expect"}};
 
+constexpr Option kReadyOptions[] = {{"name", "name", OptionKind::kText, true, "script"},
+                                    {"arguments", "words", OptionKind::kWords, false, "arguments"},
+                                    {"warning", "warning"},
+                                    {"critical", "critical"},
+                                    {"from", "from"},
+                                    {"state", "state"},
+                                    {"limit", "limit"}};
+
 bool Expected(const Answer& answer, const Value& result) {
   const std::string wanted = answer.arguments.Text("expect");
   const auto* data = result["received"].As<std::string>();
   return wanted.empty() || (data != nullptr && data->find(wanted) != std::string::npos);
 }
 
-// What each kind makes of an answer; the text says why it is none.
+}  // namespace
+
+// What a kind makes of an answer; the text says why it is none.
 using Writer = std::string (*)(const Step& step, const Answer& answer, const Value& result,
                                Page* page);
+
+struct CheckKind {
+  const char* name;
+  const Command& command;
+  std::span<const Option> options;
+  Writer write;
+  // The figure that is 0 when the agent says that there is nothing of the kind.
+  std::optional<Metric> absent = std::nullopt;
+};
+
+namespace {
 
 std::string WriteDisk(const Step& step, const Answer&, const Value& result, Page* page) {
   page->Set(Metric::kDiskSize, step.labels, result["total_bytes"].AsNumber());
@@ -149,16 +171,24 @@ std::string WriteUdp(const Step& step, const Answer& answer, const Value& result
   return "";
 }
 
-}  // namespace
+// In base units, as Prometheus wants them.
+std::string WriteReady(const Step& step, const Answer& answer, const Value& result, Page* page) {
+  const client::Verdict verdict = step.kind->command.check(answer, result, step.thresholds);
+  page->Set(Metric::kScriptStatus, step.labels, static_cast<double>(verdict.state));
+  for (const client::Metric& figure : verdict.metrics) {
+    Labels labels = step.labels;
+    labels.emplace_back("figure", figure.label);
+    const bool is_share = figure.unit == "%";
+    const Metric metric = figure.unit == "B"   ? Metric::kScriptBytes
+                          : figure.unit == "s" ? Metric::kScriptSeconds
+                          : is_share           ? Metric::kScriptRatio
+                                               : Metric::kScriptValue;
+    page->Set(metric, std::move(labels), is_share ? figure.value / 100 : figure.value);
+  }
+  return "";
+}
 
-struct CheckKind {
-  const char* name;
-  const Command& command;
-  std::span<const Option> options;
-  Writer write;
-  // The figure that is 0 when the agent says that there is nothing of the kind.
-  std::optional<Metric> absent = std::nullopt;
-};
+}  // namespace
 
 namespace {
 
@@ -175,6 +205,7 @@ const std::vector<CheckKind>& Kinds() {
       {"contains", NamedCommand("grep"), kContainsOptions, WriteContains},
       {"tcp", NamedCommand("tcp"), kTcpOptions, WriteTcp, Metric::kTcpUp},
       {"udp", NamedCommand("udp"), kUdpOptions, WriteUdp, Metric::kUdpUp},
+      {"check", NamedCommand("check"), kReadyOptions, WriteReady},
   };
   return kKinds;
 }
@@ -243,12 +274,18 @@ void ReadField(const CheckKind& kind, const std::string& key, const YAML::Node& 
   entry->seen.push_back(key);
   if (key == "timeout") {
     entry->common.limit = LimitOf(value);
-  } else if (key == "name") {
+  } else if (key == "name" && option == nullptr) {
     entry->name = TextOf(value, key);
   } else if (option == nullptr) {
     Refuse(key_node, "\"" + key + "\" is no key of the check " + kind.name);
   } else if (option->kind == OptionKind::kFlag) {
     if (FlagOf(value, key)) SetOption(*option, "true", &entry->common);
+  } else if (option->kind == OptionKind::kWords) {
+    const std::vector<std::string> words = TextsOf(value, key);
+    std::string joined;
+    for (const std::string& word : words) joined += (joined.empty() ? "" : " ") + word;
+    SetOption(*option, joined, &entry->common);
+    entry->common.arguments.Set(option->argument, words);
   } else if (option->kind == OptionKind::kText) {
     SetOption(*option, TextOf(value, key), &entry->common);
   } else {
@@ -273,7 +310,14 @@ void FinishStep(const CheckKind& kind, const Entry& entry, const std::string* su
     step.labels.emplace_back("mask", "*");
   }
   step.kind = &kind;
-  step.request = kind.command.build(step.arguments).text;
+  client::Plan plan = kind.command.build(step.arguments);
+  // Nothing is kept of a host where nobody said where.
+  if (!step.arguments.Has("state")) plan.kept_in.clear();
+  step.plan = std::make_shared<const client::Plan>(std::move(plan));
+  if (kind.command.thresholds != nullptr) {
+    step.thresholds = kind.command.thresholds(step.arguments, step.arguments.Text("warning"),
+                                              step.arguments.Text("critical"));
+  }
   step.label = LabelOf(kind, entry, step);
   steps->push_back(std::move(step));
 }
@@ -325,6 +369,20 @@ std::string Refusal(const Command& command, const Reply& reply) {
 }
 
 }  // namespace
+
+client::Exchange AskStep(const Step& step, const client::Endpoint& endpoint,
+                         std::string_view password, const client::Deadline& deadline) {
+  const auto ask = step.kind->command.ask;
+  try {
+    return ask == nullptr ? client::Ask(endpoint, step.plan->text, password, deadline)
+                          : ask(endpoint, *step.plan, password, deadline);
+  } catch (const std::exception& error) {
+    client::Exchange exchange;
+    exchange.connected = std::chrono::microseconds(1);  // the agent is there
+    exchange.failure = {client::FailureKind::kLocal, error.what(), ""};
+    return exchange;
+  }
+}
 
 std::string RecordAnswer(const Step& step, const client::Exchange& exchange, Page* page) {
   const CheckKind& kind = *step.kind;

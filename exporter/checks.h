@@ -10,6 +10,7 @@
 #define ZEM_EXPORTER_CHECKS_H_
 
 #include <ctime>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,7 +29,8 @@ struct Step {
   std::string label;  // of the check, unique in its module
   Labels labels;      // of its figures
   client::Arguments arguments;
-  std::string request;
+  std::shared_ptr<const client::Plan> plan;
+  client::Thresholds thresholds;  // of a ready check
   std::optional<client::Milliseconds> limit;
 };
 
@@ -37,6 +39,10 @@ void ReadCheck(const YAML::Node& node, std::vector<Step>* steps);
 
 // The request that every probe begins with.
 const std::string& InfoRequest();
+
+// Asks it; whatever goes wrong stands in the exchange.
+client::Exchange AskStep(const Step& step, const client::Endpoint& endpoint,
+                         std::string_view password, const client::Deadline& deadline);
 
 // Sets the figures of a reply. What went wrong, in one line; empty when the check worked, whatever
 // it found.

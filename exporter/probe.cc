@@ -92,8 +92,8 @@ class OneProbe {
     if (alive_ && deadline_.HasPassed()) error = "not asked, since the time was over";
     if (alive_ && !deadline_.HasPassed()) {
       const Deadline share = is_last ? deadline_ : Share();
-      const Exchange exchange = client::Ask(endpoint_, step.request, password_,
-                                            step.limit ? deadline_.Within(*step.limit) : share);
+      const Exchange exchange = exporter::AskStep(
+          step, endpoint_, password_, step.limit ? deadline_.Within(*step.limit) : share);
       error =
           exchange.failure ? Line(exchange.failure) : RecordAnswer(step, exchange, &result->page);
       alive_ = !IsOffTheNet(exchange);

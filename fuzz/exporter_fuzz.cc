@@ -66,7 +66,7 @@ void TryConfig(std::string_view text) {
       FUZZ_CHECK(config.auths.contains(rule.auth) && !rule.ports.empty());
     }
     for (const auto& [name, steps] : config.modules) {
-      for (const Step& step : steps) FUZZ_CHECK(step.request.ends_with("\n\r"));
+      for (const Step& step : steps) FUZZ_CHECK(step.plan->text.ends_with("\n\r"));
     }
   } catch (const std::runtime_error& error) {
     const std::string_view said = error.what();
