@@ -26,7 +26,7 @@ namespace {
 
 std::string PathOf(const std::string& folder, const std::string& key) {
   std::string path = folder + '/';
-  for (const char byte : Sha1(key)) path += fmt::format("{:02x}", static_cast<uint8_t>(byte));
+  for (const uint8_t byte : Sha1(key)) path += fmt::format("{:02x}", byte);
   return path;
 }
 
