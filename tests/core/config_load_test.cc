@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -169,75 +170,76 @@ TEST_F(ConfigLoadTest, DefaultsAreResetOrKeptPerKey) {
   using S = Settings;
   enum Reload { kReset, kKept };
   const struct {
-    const char* key;
-    SettingMember member;
     const char *fallback, *sample;
     Reload reload;
+    const char* keys;
+    std::vector<SettingMember> members;  // in the same order
   } cases[] = {
-      {"host", &S::host, "", "x", kKept},
-      {"timeout", &S::timeout, "4000", "77", kKept},
-      {"comment", &S::comment, "", "x", kReset},
-      {"filteractive", &S::filter_active, "0", "1", kReset},
-      {"filtermarks", &S::filter_marks, "127.0.0.1", "x", kReset},
-      {"filterlist", &S::filter_list, "1", "x", kReset},
-      {"logsuccess", &S::log_success, "0", "1", kReset},
-      {"logfails", &S::log_fails, "1", "0", kReset},
-      {"oklogfile", &S::ok_log_file, "log1.txt", "x", kReset},
-      {"badlogfile", &S::bad_log_file, "log2.txt", "x", kReset},
-      {"verboselogfile", &S::verbose_log_file, "", "x", kKept},
-      {"allowupdates", &S::allow_updates, "1", "0", kReset},
-      {"allowmanage", &S::allow_manage, "1", "0", kReset},
-      {"updateaddr", &S::update_addr, "127.0.0.1", "x", kReset},
-      {"manageaddr", &S::manage_addr, "127.0.0.1", "x", kReset},
-      {"unc", &S::unc, "1", "0", kReset},
-      {"freespace", &S::free_space, "1", "0", kReset},
-      {"foldersize", &S::folder_size, "1", "0", kReset},
-      {"countfiles", &S::count_files, "1", "0", kReset},
-      {"fileexists", &S::file_exists, "1", "0", kReset},
-      {"filecrc", &S::file_crc, "1", "0", kReset},
-      {"comparefiles", &S::compare_files, "1", "0", kReset},
-      {"process", &S::process, "1", "0", kReset},
-      {"cpuusage", &S::cpu_usage, "1", "0", kReset},
-      {"script", &S::script, "1", "0", kReset},
-      {"external", &S::external, "1", "0", kReset},
-      {"ping", &S::ping, "1", "0", kReset},
-      {"tcp", &S::tcp, "1", "0", kReset},
-      {"udp", &S::udp, "1", "0", kReset},
-      {"textlog", &S::text_log, "1", "0", kReset},
-      {"shellscript", &S::shell_script, "1", "0", kReset},
-      {"cpuusagescript", &S::cpu_usage_script, "", "/x", kKept},
-      {"proclistscript", &S::proc_list_script, "", "/x", kKept},
-      {"proccntscript", &S::proc_cnt_script, "", "/x", kKept},
-      {"tmpdir", &S::tmp_dir, "", "/", kKept},
-      {"executeaction", &S::execute_action, "0", "1", kReset},
-      {"tcpudpaction", &S::tcp_udp_action, "0", "1", kReset},
-      {"syslogaction", &S::syslog_action, "0", "1", kReset},
-      {"pidfile", &S::pid_file, "", "x", kReset},
-      {"delayforscripts", &S::delay_for_scripts, "90000", "5", kReset},
+      {"", "x", kKept, "host verboselogfile", {&S::host, &S::verbose_log_file}},
+      {"", "x", kReset, "comment pidfile", {&S::comment, &S::pid_file}},
+      {"",
+       "/x",
+       kKept,
+       "cpuusagescript proclistscript proccntscript",
+       {&S::cpu_usage_script, &S::proc_list_script, &S::proc_cnt_script}},
+      {"", "/", kKept, "tmpdir", {&S::tmp_dir}},
+      {"4000", "77", kKept, "timeout", {&S::timeout}},
+      {"90000", "5", kReset, "delayforscripts", {&S::delay_for_scripts}},
+      {"127.0.0.1",
+       "x",
+       kReset,
+       "filtermarks updateaddr manageaddr",
+       {&S::filter_marks, &S::update_addr, &S::manage_addr}},
+      {"1", "x", kReset, "filterlist", {&S::filter_list}},
+      {"log1.txt", "x", kReset, "oklogfile", {&S::ok_log_file}},
+      {"log2.txt", "x", kReset, "badlogfile", {&S::bad_log_file}},
+      {"0",
+       "1",
+       kReset,
+       "filteractive logsuccess executeaction tcpudpaction syslogaction",
+       {&S::filter_active, &S::log_success, &S::execute_action, &S::tcp_udp_action,
+        &S::syslog_action}},
+      {"1",
+       "0",
+       kReset,
+       "logfails allowupdates allowmanage unc freespace foldersize countfiles fileexists",
+       {&S::log_fails, &S::allow_updates, &S::allow_manage, &S::unc, &S::free_space,
+        &S::folder_size, &S::count_files, &S::file_exists}},
+      {"1",
+       "0",
+       kReset,
+       "filecrc comparefiles process cpuusage script external ping tcp udp textlog shellscript",
+       {&S::file_crc, &S::compare_files, &S::process, &S::cpu_usage, &S::script, &S::external,
+        &S::ping, &S::tcp, &S::udp, &S::text_log, &S::shell_script}},
   };
   const std::string least = "port=1\npassword=p\nzempath=" + scratch_ / "zem" + "\n";
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.key);
-    settings_ = Settings();
-    settings_.config_path = scratch_ / "zem.cfg";
-    const auto present = [&] {
-      return std::visit(
-          [this](auto member) {
-            using Held = std::decay_t<decltype(settings_.*member)>;
-            if constexpr (std::is_same_v<Held, OvString>) {
-              return std::string((settings_.*member).View());
-            } else {
-              return std::to_string(static_cast<int>(settings_.*member));
-            }
-          },
-          c.member);
-    };
-    EXPECT_TRUE(Load(least));
-    EXPECT_EQ(present(), c.fallback);
-    EXPECT_TRUE(Load(least + c.key + "=" + c.sample + "\n"));
-    EXPECT_EQ(present(), c.sample);
-    EXPECT_TRUE(Load(least));
-    EXPECT_EQ(present(), c.reload == kReset ? c.fallback : c.sample);
+    std::istringstream keys(c.keys);
+    for (const SettingMember& bound : c.members) {
+      std::string key;
+      keys >> key;
+      SCOPED_TRACE(key);
+      settings_ = Settings();
+      settings_.config_path = scratch_ / "zem.cfg";
+      const auto present = [&] {
+        return std::visit(
+            [this](auto member) {
+              using Held = std::decay_t<decltype(settings_.*member)>;
+              if constexpr (std::is_same_v<Held, OvString>) {
+                return std::string((settings_.*member).View());
+              } else {
+                return std::to_string(static_cast<int>(settings_.*member));
+              }
+            },
+            bound);
+      };
+      EXPECT_TRUE(Load(least));
+      EXPECT_EQ(present(), c.fallback);
+      EXPECT_TRUE(Load(least + key + "=" + c.sample + "\n"));
+      EXPECT_EQ(present(), c.sample);
+      EXPECT_TRUE(Load(least));
+      EXPECT_EQ(present(), c.reload == kReset ? c.fallback : c.sample);
+    }
   }
   unsetenv("TMPDIR");
 }

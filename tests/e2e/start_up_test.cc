@@ -8,6 +8,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <iterator>
+#include <sstream>
 #include <string>
 
 #include "e2e/agent_process.h"
@@ -47,32 +49,18 @@ std::string CannotLoad(const std::string& text, const std::string& path) {
 }
 
 TEST(StartUp, CommandLinesThatAreRefused) {
-  const std::string missing = "Error\nInvalid or missed command line parameter\n\n";
-  const std::string bad_port = "Error\nInvalid port number\n\n";
-  struct Case {
-    std::vector<std::string> arguments;
-    std::string text;
+  const auto expect = [](const std::string& text, const std::vector<std::string>& lines) {
+    for (const std::string& line : lines) {
+      std::istringstream words(line);
+      const Ended ended = RunToEnd({std::istream_iterator<std::string>(words), {}});
+      EXPECT_EQ(ended.status, 1);
+      EXPECT_EQ(ended.console, kBanner + text + kUsage) << line;
+    }
   };
-  const Case cases[] = {
-      {{}, missing},
-      {{"-i"}, missing},
-      {{"-d"}, missing},
-      {{"-i", "-v"}, missing},
-      {{"-v", "-vd"}, missing},
-      {{"-i", "-v", "-vd"}, missing},
-      {{"-p"}, missing},
-      {{"-p", "1055"}, missing},
-      {{"-p", "0", "x"}, bad_port},
-      {{"-p", "abc", "x"}, bad_port},
-      {{"-p", "65536", "x"}, bad_port},
-      {{"-p", "-1", "x"}, bad_port},
-      {{"-p", "4294967297", "x"}, bad_port},
-  };
-  for (const Case& c : cases) {
-    const Ended ended = RunToEnd(c.arguments);
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_EQ(ended.console, kBanner + c.text + kUsage);
-  }
+  expect("Error\nInvalid or missed command line parameter\n\n",
+         {"", "-i", "-d", "-i -v", "-v -vd", "-i -v -vd", "-p", "-p 1055"});
+  expect("Error\nInvalid port number\n\n",
+         {"-p 0 x", "-p abc x", "-p 65536 x", "-p -1 x", "-p 4294967297 x"});
 }
 
 TEST(StartUp, WhatStandsInTheWrongPlaceIsTheConfiguration) {
@@ -93,29 +81,15 @@ TEST(StartUp, WhatStandsInTheWrongPlaceIsTheConfiguration) {
   }
 }
 
+// One line that is missing stands for all: the loader's own tests have the others.
 TEST(StartUp, AConfigurationThatCannotServe) {
   const TempDir dir;
-  const std::string path = dir / "bad.cfg";
-  const struct {
-    const char* text;
-    const char* error;
-  } cases[] = {
-      {"filtermarks=\n",
-       "  TCP post is not specified!\n  Password is not specified!\n"
-       "  Full path to the agent is not specified!\n"},
-      {"",
-       "FilterMarks has less items than FilterList  TCP post is not specified!\n"
-       "  Password is not specified!\n  Full path to the agent is not specified!\n"},
-      {"port=1\npassword=x\nzempath=zem\nfiltermarks=\n",
-       "  Full path to the agent is not specified!\n"},
-      {"port=1\npassword=x\nzempath=/no/such\nfiltermarks=\n", "  Invalid path to the agent!\n"},
-  };
-  for (const auto& c : cases) {
-    WriteFile(path, c.text);
-    const Ended ended = RunToEnd({"-i", path});
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_EQ(ended.console, CannotLoad(c.error, path));
-  }
+  WriteFile(dir / "bad.cfg", "port=1\npassword=x\nzempath=zem\n");
+  const Ended ended = RunToEnd({"-i", dir / "bad.cfg"});
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_EQ(ended.console, CannotLoad("FilterMarks has less items than FilterList"
+                                      "  Full path to the agent is not specified!\n",
+                                      dir / "bad.cfg"));
 }
 
 TEST(StartUp, AGoodStartOnTheConsole) {

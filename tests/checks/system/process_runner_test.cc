@@ -14,6 +14,7 @@
 
 #include "checks/system/scratch.h"
 #include "checks/system/shell_command.h"
+#include "plain_user.h"
 
 namespace zem {
 namespace {
@@ -244,27 +245,13 @@ TEST(ProcessRunner, WaitsForTheLastWriterOfAScript) {
   waitpid(writer, nullptr, 0);
 }
 
-// Runs a check in a process of its own, as an ordinary user, whatever the test runs as.
-bool HoldsForAnOrdinaryUser(bool (*check)(const std::string&), const std::string& argument) {
-  const pid_t child = fork();
-  if (child == 0) {
-    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(1);
-    _exit(check(argument) ? 0 : 1);
-  }
-  int status = -1;
-  waitpid(child, &status, 0);
-  return status == 0;
-}
-
 TEST(ProcessRunner, TellsWhenNoProcessCanBeStarted) {
-  EXPECT_TRUE(HoldsForAnOrdinaryUser(
-      [](const std::string&) {
-        const rlimit none = {0, 0};
-        setrlimit(RLIMIT_NPROC, &none);
-        const Outcome outcome = Quiet("true");
-        return !outcome.done && outcome.error == "fork error" && RunShellCommand("true") == -1;
-      },
-      ""));
+  EXPECT_TRUE(HoldsForPlainUser([] {
+    const rlimit none = {0, 0};
+    setrlimit(RLIMIT_NPROC, &none);
+    EXPECT_EQ(Quiet("true").error, "fork error");
+    EXPECT_EQ(RunShellCommand("true"), -1);
+  }));
 }
 
 TEST(ProcessRunner, AProgramOfAnotherUserIsReapedWhenItEndsByItself) {
@@ -277,15 +264,14 @@ TEST(ProcessRunner, AProgramOfAnotherUserIsReapedWhenItEndsByItself) {
   for (const std::string& folder : {scratch / "", scratch.Temp()}) {
     chmod(folder.c_str(), 0777);
   }
-  EXPECT_TRUE(HoldsForAnOrdinaryUser(
-      [](const std::string& program) {
-        const std::string command = program + " --reuid=0 --regid=0 --clear-groups sleep 2";
-        if (Quiet(command, 500).error != "cannot terminate process") return false;
-        if (HasNoChild()) return false;
-        sleep(2);
-        return Quiet("true").done && HasNoChild();
-      },
-      become_root));
+  EXPECT_TRUE(HoldsForPlainUser([&] {
+    const std::string command = become_root + " --reuid=0 --regid=0 --clear-groups sleep 2";
+    EXPECT_EQ(Quiet(command, 500).error, "cannot terminate process");
+    EXPECT_FALSE(HasNoChild());
+    sleep(2);
+    EXPECT_TRUE(Quiet("true").done);
+    EXPECT_TRUE(HasNoChild());
+  }));
 }
 
 // The reason's file has a name that can be foreseen. Others take process numbers meanwhile, so the
