@@ -152,12 +152,14 @@ int Measure(int rounds, Seconds turn) {
       figures[server.name].push_back(CpuMicroseconds(server, turn));
     }
     MeasureCipher(&figures);
-    figures["true"].push_back(MicrosecondsEach(CLOCK_MONOTONIC, 100, [] { Run({"/bin/true"}); }));
+    // In turn: an exchange right behind another would find everything at hand.
+    figures["true and exchange"].push_back(MicrosecondsEach(CLOCK_MONOTONIC, 100, [&] {
+      Run({"/bin/true"});
+      Ask(agent.Port(), info);
+    }));
     figures["ping"].push_back(MicrosecondsEach(CLOCK_MONOTONIC, 100, [&] {
       Run({zemctl, "--agent-config", agent.ConfigPath(), "ping"});
     }));
-    figures["exchange"].push_back(
-        MicrosecondsEach(CLOCK_MONOTONIC, 100, [&] { Ask(agent.Port(), info); }));
   }
 
   const auto median = [&](const std::string& name) { return Median(figures[name]); };
@@ -178,10 +180,8 @@ int Measure(int rounds, Seconds turn) {
     Row(servers[4].name.c_str(), median(servers[4].name), "us");
     Row("small request beside it", median("small") / median(servers[4].name), "", 0.8);
   }
-  Row("/bin/true, from start to exit", median("true"), "us");
-  Row("an exchange (GetInfo), wall time", median("exchange"), "us");
-  Row("zemctl ping, beside both together", median("ping") / (median("true") + median("exchange")),
-      "", 1.5);
+  Row("/bin/true and an exchange (GetInfo), wall time", median("true and exchange"), "us");
+  Row("zemctl ping, from start to exit", median("ping"), "us", 1.5 * median("true and exchange"));
   return 0;
 }
 

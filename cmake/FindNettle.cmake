@@ -1,6 +1,6 @@
-# Finds the library of digests. Defines the target Nettle::nettle.
+# Finds the library of digests, as an archive where there is one. Defines the target Nettle::nettle.
 find_path(NETTLE_INCLUDE_DIR nettle/sha2.h)
-find_library(NETTLE_LIBRARY nettle)
+find_library(NETTLE_LIBRARY NAMES libnettle.a nettle)
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(Nettle REQUIRED_VARS NETTLE_LIBRARY NETTLE_INCLUDE_DIR)
 if(Nettle_FOUND AND NOT TARGET Nettle::nettle)

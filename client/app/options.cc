@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <span>
 #include <stdexcept>
 #include <string_view>
+#include <type_traits>
 #include <variant>
 
 #include <fmt/format.h>
@@ -224,29 +224,45 @@ CLI::App* AddSubcommand(CLI::App* root, std::string_view name, const char* summa
   return app;
 }
 
-// Only a subcommand that one of the words names gets its arguments: all of them together take
-// longer than an exchange.
+bool IsOneOf(std::string_view word, std::span<const char* const> words) {
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+// The first word of a subcommand's name.
+std::string_view FirstWord(std::string_view name) {
+  return name.substr(0, name.find(' '));
+}
+
+// Only the subcommands that the words name, if there is one: all of them together take longer than
+// an exchange. Help and errors about a missing one list them all.
 std::vector<Bound> AddSubcommands(CLI::App* root, std::span<const char* const> words) {
+  const auto is_named = [&](const auto* command) {
+    return IsOneOf(FirstWord(command->name), words);
+  };
+  const auto& commands = CommandTable();
+  const auto& locals = LocalCommandTable();
+  const bool named_only = (std::any_of(commands.begin(), commands.end(), is_named) ||
+                           std::any_of(locals.begin(), locals.end(), is_named)) &&
+                          !IsOneOf("--help", words) && !IsOneOf("-h", words);
   std::vector<Bound> all;
-  const auto add = [&](const char* name, const char* summary, std::span<const Argument> arguments,
-                       const char* notes) -> Bound& {
+  const auto add = [&](const auto* command) {
+    if (named_only && !is_named(command)) return;
     Bound& bound = all.emplace_back();
-    bound.app = AddSubcommand(root, name, summary);
-    const std::string_view first = std::string_view(name).substr(0, strcspn(name, " "));
-    if (std::find(words.begin(), words.end(), first) == words.end()) arguments = {};
-    for (const Argument& argument : arguments) {
+    bound.app = AddSubcommand(root, command->name, command->summary);
+    if constexpr (std::is_same_v<decltype(command), const Command*>) {
+      bound.command = command;
+    } else {
+      bound.local = command;
+    }
+    for (const Argument& argument : command->arguments) {
       bound.arguments.push_back(AddArgument(bound.app, argument));
     }
-    bound.app->footer(std::string(notes) + (*notes == '\0' ? "" : "\n") +
+    const std::string_view notes = command->notes;
+    bound.app->footer(std::string(notes) + (notes.empty() ? "" : "\n") +
                       "What all subcommands share: zemctl --help");
-    return bound;
   };
-  for (const Command* command : CommandTable()) {
-    add(command->name, command->summary, command->arguments, command->notes).command = command;
-  }
-  for (const LocalCommand* local : LocalCommandTable()) {
-    add(local->name, local->summary, local->arguments, local->notes).local = local;
-  }
+  std::for_each(commands.begin(), commands.end(), add);
+  std::for_each(locals.begin(), locals.end(), add);
   return all;
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <algorithm>
-#include <cmath>
+#include <cstdint>
 #include <limits>
 
 #include <fmt/format.h>
@@ -50,7 +50,11 @@ std::optional<Range> UsedRange(const std::optional<Range>& free, double usable) 
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   Range used;
   used.inside = free->inside;
-  const auto mirror = [&](double end) { return std::round(std::max(usable - end * unit, 0.0)); };
+  const auto mirror = [&](double end) {
+    const double bytes = std::max(usable - end * unit, 0.0);
+    // Beyond that every number is whole.
+    return bytes < 1e15 ? static_cast<double>(static_cast<int64_t>(bytes + 0.5)) : bytes;
+  };
   used.low = free->high == kInfinity ? 0 : mirror(free->high);
   used.high = free->low == -kInfinity ? kInfinity : mirror(free->low);
   return used;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 
@@ -45,7 +46,7 @@ double ByteUnit(std::string_view unit) {
   const size_t power = kLetters.find(LowerAscii(unit[0]));
   const std::string_view rest = unit.substr(1);
   if (power == std::string_view::npos || (rest != "" && rest != "B" && rest != "iB")) return 0;
-  return std::pow(1024.0, static_cast<double>(power + 1));
+  return static_cast<double>(uint64_t{1} << 10 * (power + 1));
 }
 
 }  // namespace zem::client
