@@ -7,7 +7,7 @@
 
 #include "fuzz.h"
 #include "protocol/address_filter.h"
-#include "protocol/slow_address_match.h"
+#include "slow_address_match.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   uint32_t peer = 0;

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "checks/system/command_words.h"
-#include "checks/system/slow_command_words.h"
 #include "fuzz.h"
+#include "slow_command_words.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string line(zem::Text(data, size));

@@ -13,12 +13,12 @@
 #include "checks/files/file_macros.h"
 #include "checks/files/folder_size.h"
 #include "checks/files/name_mask.h"
-#include "checks/files/walk_model.h"
 #include "fuzz.h"
 #include "inside.h"
 #include "protocol/agent_request.h"
 #include "small_tree.h"
 #include "text/path.h"
+#include "walk_model.h"
 
 namespace zem {
 namespace {

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "fuzz.h"
-#include "text/ovstring_model.h"
+#include "ovstring_model.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;

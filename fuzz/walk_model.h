@@ -2,8 +2,8 @@
 // The walks as one would write them without a thought for speed, memory or depth: every question
 // asked anew with the full path, one recursive call a folder. The truth for the tests.
 
-#ifndef ZEM_TESTS_CHECKS_FILES_WALK_MODEL_H_
-#define ZEM_TESTS_CHECKS_FILES_WALK_MODEL_H_
+#ifndef ZEM_FUZZ_WALK_MODEL_H_
+#define ZEM_FUZZ_WALK_MODEL_H_
 
 #include <cstdint>
 #include <ctime>
@@ -30,4 +30,4 @@ std::string ResolveMacros(const std::string& path);
 
 }  // namespace zem::model
 
-#endif  // ZEM_TESTS_CHECKS_FILES_WALK_MODEL_H_
+#endif  // ZEM_FUZZ_WALK_MODEL_H_

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The text type beside a std::string, through the same operations.
 
-#ifndef ZEM_TESTS_TEXT_OVSTRING_MODEL_H_
-#define ZEM_TESTS_TEXT_OVSTRING_MODEL_H_
+#ifndef ZEM_FUZZ_OVSTRING_MODEL_H_
+#define ZEM_FUZZ_OVSTRING_MODEL_H_
 
 #include <algorithm>
 #include <functional>
@@ -112,4 +112,4 @@ class OvStringPair {
 
 }  // namespace zem
 
-#endif  // ZEM_TESTS_TEXT_OVSTRING_MODEL_H_
+#endif  // ZEM_FUZZ_OVSTRING_MODEL_H_

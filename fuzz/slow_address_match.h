@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // An address matcher that is slow and obvious, to compare the real one with.
 
-#ifndef ZEM_TESTS_PROTOCOL_SLOW_ADDRESS_MATCH_H_
-#define ZEM_TESTS_PROTOCOL_SLOW_ADDRESS_MATCH_H_
+#ifndef ZEM_FUZZ_SLOW_ADDRESS_MATCH_H_
+#define ZEM_FUZZ_SLOW_ADDRESS_MATCH_H_
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -64,4 +64,4 @@ inline std::pair<bool, std::string> SlowMatch(uint32_t peer, const std::string& 
 
 }  // namespace zem
 
-#endif  // ZEM_TESTS_PROTOCOL_SLOW_ADDRESS_MATCH_H_
+#endif  // ZEM_FUZZ_SLOW_ADDRESS_MATCH_H_

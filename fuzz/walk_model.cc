@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "checks/files/walk_model.h"
+#include "walk_model.h"
 
 #include <dirent.h>
 #include <fnmatch.h>

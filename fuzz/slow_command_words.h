@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // A splitter of command lines that is slow and obvious, to compare the real one with.
 
-#ifndef ZEM_TESTS_CHECKS_SYSTEM_SLOW_COMMAND_WORDS_H_
-#define ZEM_TESTS_CHECKS_SYSTEM_SLOW_COMMAND_WORDS_H_
+#ifndef ZEM_FUZZ_SLOW_COMMAND_WORDS_H_
+#define ZEM_FUZZ_SLOW_COMMAND_WORDS_H_
 
 #include <string>
 #include <vector>
@@ -45,4 +45,4 @@ inline std::vector<std::string> SplitSlowlyWithinLimits(const std::string& line)
 
 }  // namespace zem
 
-#endif  // ZEM_TESTS_CHECKS_SYSTEM_SLOW_COMMAND_WORDS_H_
+#endif  // ZEM_FUZZ_SLOW_COMMAND_WORDS_H_
