@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "client/fake_agent.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,6 +8,7 @@
 #include <chrono>
 #include <utility>
 
+#include "core/unique_fd.h"
 #include "protocol/digest.h"
 #include "protocol/packet.h"
 
@@ -68,17 +67,7 @@ void FakeSession::Sleep(int milliseconds) {
 }
 
 FakeAgent::FakeAgent(Script script) {
-  listener_.Reset(socket(AF_INET, SOCK_STREAM, 0));
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  auto* generic = reinterpret_cast<sockaddr*>(&address);
-  socklen_t length = sizeof(address);
-  if (bind(listener_.Get(), generic, length) != 0 || listen(listener_.Get(), 64) != 0 ||
-      getsockname(listener_.Get(), generic, &length) != 0) {
-    return;  // the port stays 0, and every connection fails
-  }
-  port_ = ntohs(address.sin_port);
+  if (listen(listener_.Fd(), 64) != 0) return;  // every connection fails
   thread_ = std::thread([this, script = std::move(script)] { Serve(script); });
 }
 
@@ -89,9 +78,9 @@ FakeAgent::~FakeAgent() {
 
 void FakeAgent::Serve(const Script& script) {
   for (int number = 0; !over_;) {
-    pollfd wait = {listener_.Get(), POLLIN, 0};
+    pollfd wait = {listener_.Fd(), POLLIN, 0};
     if (poll(&wait, 1, kTick) <= 0) continue;
-    const UniqueFd connection(accept(listener_.Get(), nullptr, nullptr));
+    const UniqueFd connection(accept(listener_.Fd(), nullptr, nullptr));
     if (!connection.IsOpen()) continue;
     FakeSession session(connection.Get(), &over_);
     script(&session, number++);

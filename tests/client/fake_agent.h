@@ -11,7 +11,7 @@
 #include <thread>
 #include <utility>
 
-#include "core/unique_fd.h"
+#include "checks/system/loopback.h"
 
 namespace zem::test {
 
@@ -52,13 +52,12 @@ class FakeAgent {
   FakeAgent(const FakeAgent&) = delete;
   FakeAgent& operator=(const FakeAgent&) = delete;
 
-  int Port() const { return port_; }
+  int Port() const { return listener_.Port(); }
 
  private:
   void Serve(const Script& script);
 
-  UniqueFd listener_;
-  int port_ = 0;
+  const Bound listener_{SOCK_STREAM};
   std::atomic<bool> over_ = false;
   std::thread thread_;
 };

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "core/own_connections.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 
+#include "checks/system/loopback.h"
 #include "core/monotonic_clock.h"
 #include "core/unique_fd.h"
 
@@ -15,22 +14,16 @@ namespace {
 // Only the agent's own listener can still be about to accept a connection that this end has closed.
 // The end of any other may be a local manager's next.
 TEST(OwnConnection, IsKeptForHalfAnOpeningToTheAgentAlone) {
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  socklen_t length = sizeof(address);
-  const UniqueFd listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  ASSERT_EQ(bind(listener.Get(), generic, length), 0);
-  ASSERT_EQ(listen(listener.Get(), 8), 0);
-  ASSERT_EQ(getsockname(listener.Get(), generic, &length), 0);
+  const Bound listener(SOCK_STREAM);
+  ASSERT_EQ(listen(listener.Fd(), 8), 0);
+  const sockaddr_in address = LoopbackAddress(listener.Port());
   constexpr int64_t kHalfOpenMs = 128'000;
   for (const bool own : {false, true}) {
     SCOPED_TRACE(own);
-    SetOwnPort(own ? ntohs(address.sin_port) : 1);
+    SetOwnPort(own ? listener.Port() : 1);
     OwnConnection connection;
     const UniqueFd fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    ASSERT_EQ(connect(fd.Get(), generic, length), 0);
+    ASSERT_EQ(connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
     ASSERT_TRUE(connection.Register(fd.Get()));
     const int64_t before_ms = MonotonicMilliseconds();
     EXPECT_TRUE(EndedOwnConnections(before_ms + 2 * kHalfOpenMs).empty()) << "it is open";

@@ -13,6 +13,7 @@
 #include "dispatch/command_table.h"
 #include "protocol/cipher.h"
 #include "protocol/digest.h"
+#include "protocol/known_answers.h"
 #include "protocol/packet.h"
 
 namespace zem {
@@ -42,14 +43,6 @@ std::string Hex(std::string_view bytes) {
     text += kDigits[static_cast<unsigned char>(byte) & 15];
   }
   return text;
-}
-
-std::string Unhex(const std::string& text) {
-  std::string bytes;
-  for (size_t i = 0; i + 1 < text.size(); i += 2) {
-    bytes += static_cast<char>(std::stoi(text.substr(i, 2), nullptr, 16));
-  }
-  return bytes;
 }
 
 std::string Sha1Hex(std::string_view text) {
@@ -122,9 +115,9 @@ TEST(Papers, TheExamplesOfTheProtocolAreTrue) {
   const auto ciphers = Blocks("zem-cipher");
   EXPECT_FALSE(requests.empty() || replies.empty() || ciphers.empty());
   for (Block block : requests) {
-    const std::string password = Unhex(block["password"]);
-    const std::string key = Unhex(block["session-key"]);
-    const std::string text = Unhex(block["request-text"]);
+    const std::string password = known::FromHex(block["password"]);
+    const std::string key = known::FromHex(block["session-key"]);
+    const std::string text = known::FromHex(block["request-text"]);
     EXPECT_EQ(block["password-sha1"], Sha1Hex(password));
     EXPECT_EQ(block["password-field"], Hex(PasswordDigest(password)));
     EXPECT_EQ(block["key-field"], Hex(EncipherText(key, password)));
@@ -132,18 +125,18 @@ TEST(Papers, TheExamplesOfTheProtocolAreTrue) {
     EXPECT_EQ(block["packet"], Hex(BuildRequestPacket(text, key, password)));
   }
   for (Block block : replies) {
-    EXPECT_EQ(block["packet"],
-              Hex(BuildPacket(Unhex(block["reply-text"]), Unhex(block["session-key"]), 4)));
+    EXPECT_EQ(block["packet"], Hex(BuildPacket(known::FromHex(block["reply-text"]),
+                                               known::FromHex(block["session-key"]), 4)));
   }
   for (Block block : ciphers) {
-    const std::string key = Unhex(block["key-string"]);
+    const std::string key = known::FromHex(block["key-string"]);
     uint8_t vector[kCipherBlock];
     for (uint8_t& byte : vector) byte = 0xFF;
     Cipher(key).EncipherBlock(vector, vector);
     EXPECT_EQ(block["cipher-key-sha1"], Sha1Hex(key));
     EXPECT_EQ(block["starting-vector"],
               Hex({reinterpret_cast<const char*>(vector), sizeof(vector)}));
-    EXPECT_EQ(block["ciphertext"], Hex(EncipherText(Unhex(block["text"]), key)));
+    EXPECT_EQ(block["ciphertext"], Hex(EncipherText(known::FromHex(block["text"]), key)));
   }
 }
 

@@ -204,4 +204,11 @@ std::vector<pid_t> AgentProcess::Children() const {
   return children;
 }
 
+long AgentProcess::ResidentKilobytes() const {
+  std::istringstream statm(ReadFile("/proc/" + std::to_string(Pid()) + "/statm"));
+  long pages = 0;
+  statm >> pages >> pages;  // the second figure
+  return pages * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
 }  // namespace zem::test

@@ -69,8 +69,6 @@ class AgentProcess {
   // Answers at all: for waiting until it is back.
   bool Answers() const { return Ask("GetInfo").has_value(); }
 
-  // The child started here: in daemon mode the parent, which ends at once.
-  pid_t ChildPid() const { return child_; }
   // The process that serves: from the pid file in daemon mode.
   pid_t Pid() const;
   void Signal(int number) const;
@@ -87,6 +85,7 @@ class AgentProcess {
   // Open descriptors and direct children of the serving process, as /proc shows them.
   size_t OpenDescriptors() const;
   std::vector<pid_t> Children() const;
+  long ResidentKilobytes() const;
 
  private:
   TempDir dir_;

@@ -201,12 +201,6 @@ int open(const char* path, int flags, ...) {
   return Open(path, flags, mode);
 }
 
-int open64(const char* path, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = ModeOf(flags, arguments);
-  va_end(arguments);
-  return Open(path, flags, mode);
-}
+int open64(const char* path, int flags, ...) __attribute__((alias("open")));
 
 }  // extern "C"

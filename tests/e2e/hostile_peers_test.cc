@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -27,26 +26,18 @@ void LimitDescriptors(rlim_t count) {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-long ResidentKilobytes(const AgentProcess& agent) {
-  std::ifstream statm("/proc/" + std::to_string(agent.Pid()) + "/statm");
-  long all = 0;
-  long resident = 0;
-  statm >> all >> resident;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
-}
-
 // Notes what the agent uses while nobody does anything, and asks for it back at the end.
 class Footprint {
  public:
   explicit Footprint(const AgentProcess& agent)
-      : agent_(agent), descriptors_(WhenAlone()), kilobytes_(ResidentKilobytes(agent)) {}
+      : agent_(agent), descriptors_(WhenAlone()), kilobytes_(agent.ResidentKilobytes()) {}
 
   void ExpectBack() const {
     EXPECT_LE(WhenAlone(), descriptors_);
     if (!ZEM_SANITIZED) {
       // Given back in the first quiet second.
-      EXPECT_TRUE(Eventually([&] { return ResidentKilobytes(agent_) <= kilobytes_ + 512; }))
-          << ResidentKilobytes(agent_) << " KiB, at first " << kilobytes_;
+      EXPECT_TRUE(Eventually([&] { return agent_.ResidentKilobytes() <= kilobytes_ + 512; }))
+          << agent_.ResidentKilobytes() << " KiB, at first " << kilobytes_;
     }
   }
 

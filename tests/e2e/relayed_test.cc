@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // A peer in no list has the agent send requests to itself. They come from this host's address,
 // which the lists hold, and are no manager's all the same.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -11,6 +9,7 @@
 #include <future>
 #include <string>
 
+#include "checks/system/loopback.h"
 #include "e2e/agent_process.h"
 #include "protocol/cipher.h"
 
@@ -18,13 +17,6 @@ namespace zem::test {
 namespace {
 
 using Options = AgentProcess::Options;
-
-std::string Replaced(std::string text, const std::string& part, const std::string& by) {
-  for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += by.size()) {
-    text.replace(at, part.size(), by);
-  }
-  return text;
-}
 
 std::string AsLine(const std::string& bytes) {
   return Replaced(Replaced(bytes, "\r", "%0D"), "\n", "%0A");
@@ -88,31 +80,22 @@ TEST(RelayedRequests, OtherCommandsAndAnOpenPortAreAnsweredAsEver) {
 // The port of a probe that is over may next be that of a manager on this host.
 TEST(RelayedRequests, APortIsForgottenOnceNothingCanComeFromItAnyMore) {
   const AgentProcess agent;
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  socklen_t length = sizeof(address);
-  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  ASSERT_EQ(bind(listener, generic, length), 0);
-  ASSERT_EQ(listen(listener, 1), 0);
-  getsockname(listener, generic, &length);
-  const std::string probe =
-      "TEST-TCP\n127.0.0.1\n" + std::to_string(ntohs(address.sin_port)) + "\n3000\nhello\n1\n";
+  const Bound listener(SOCK_STREAM);
+  ASSERT_EQ(listen(listener.Fd(), 1), 0);
+  const std::string probe = "TEST-TCP\n127.0.0.1\n" + listener.PortText() + "\n3000\nhello\n1\n";
   auto answer = std::async(std::launch::async, [&] { return agent.Ask(probe); });
-  const int probed = accept(listener, generic, &length);
+  const int probed = accept(listener.Fd(), nullptr, nullptr);
   char text[8];
   EXPECT_EQ(recv(probed, text, sizeof(text), 0), 5);
   close(probed);  // first and without a byte, so the agent's end is free as soon as it is closed
   EXPECT_EQ(answer.get().value_or("").substr(0, 4), "301\n");
 
   const auto ask = [&]() -> std::string {
-    const Connection manager(agent.Port(), "127.0.0.1", ntohs(address.sin_port));
+    const Connection manager(agent.Port(), "127.0.0.1", listener.Port());
     (void)manager.Send(Packet("ReloadCfg\n\r"));
     return manager.ReceiveReply().value_or("");
   };
   ASSERT_TRUE(Eventually([&] { return ask() == "200\nOk\n"; }));
-  close(listener);
 }
 
 }  // namespace

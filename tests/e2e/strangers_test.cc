@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -23,14 +22,6 @@ using Options = AgentProcess::Options;
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-long ResidentKilobytes(const AgentProcess& agent) {
-  std::ifstream statm("/proc/" + std::to_string(agent.Pid()) + "/statm");
-  long all = 0;
-  long resident = 0;
-  statm >> all >> resident;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
-}
-
 // Asks ten times a second amid the attack. An answer counts that comes within two seconds.
 void ExpectServiceAmidStrangers(const AgentProcess& agent, std::chrono::seconds duration) {
   const auto patience = ZEM_SANITIZED ? 10s : 2s;
@@ -45,15 +36,15 @@ void ExpectServiceAmidStrangers(const AgentProcess& agent, std::chrono::seconds 
       answered += agent.Answers() && Clock::now() - start < patience ? 1 : 0;
       ++asked;
       if (early_kilobytes == 0 && Clock::now() - begin > duration / 4) {
-        early_kilobytes = ResidentKilobytes(agent);
+        early_kilobytes = agent.ResidentKilobytes();
       }
       std::this_thread::sleep_for(100ms);
     }
     if (!ZEM_SANITIZED) {
-      EXPECT_LE(ResidentKilobytes(agent), early_kilobytes + 1024);
+      EXPECT_LE(agent.ResidentKilobytes(), early_kilobytes + 1024);
     }
     printf("%d of %d answered, %d dialled, %ld KiB then %ld\n", answered, asked,
-           strangers.Dialled(), early_kilobytes, ResidentKilobytes(agent));
+           strangers.Dialled(), early_kilobytes, agent.ResidentKilobytes());
   }
   EXPECT_GT(asked, 10);
   EXPECT_GE(answered * 10, asked * 9) << asked;

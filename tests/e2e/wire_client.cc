@@ -115,4 +115,11 @@ std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+  for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+    text.replace(at, from.size(), to);
+  }
+  return text;
+}
+
 }  // namespace zem::test

@@ -47,6 +47,8 @@ std::optional<std::string> Ask(int port, std::string_view text,
                                std::string_view password = kPassword);
 
 std::vector<std::string> Lines(const std::string& text);
+// The text with each `from` in it turned into `to`.
+std::string Replaced(std::string text, const std::string& from, const std::string& to);
 
 }  // namespace zem::test
 

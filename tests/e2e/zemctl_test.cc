@@ -35,13 +35,6 @@ Answer Shell(const std::string& command) {
   return answer;
 }
 
-std::string Replaced(std::string text, const std::string& from, const std::string& to) {
-  for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
-    text.replace(at, from.size(), to);
-  }
-  return text;
-}
-
 class Zemctl : public testing::Test {
  protected:
   static constexpr const char* kEverythingOn =
@@ -186,17 +179,10 @@ TEST_F(Zemctl, SwitchedOffIsExitFiveWithTheKey) {
 
 TEST_F(Zemctl, ChecksAnswerInOneLineAndAState) {
   Start();
-  const std::pair<const char*, int> cases[] = {
-      {"disk / -w 0% -c 0%", 0},
-      {"disk / -c 101%", 2},
-      {"disk $D/nowhere", 2},
-      {"count $D/folder -w 1", 1},
-      {"proc nobody", 2},
-      {"tcp 127.0.0.1 1 --limit 2", 2},
-      {"du $D/nowhere/x", 3},
-      {"script $D/script -w 41", 1},
-      {"info", 0},
-  };
+  const std::pair<const char*, int> cases[] = {{"disk / -w 0% -c 0%", 0},
+                                               {"count $D/folder -w 1", 1},
+                                               {"disk $D/nowhere", 2},
+                                               {"du $D/nowhere/x", 3}};
   for (const auto& [typed, state] : cases) {
     SCOPED_TRACE(typed);
     const Answer answer = Run(typed, "check_zem");

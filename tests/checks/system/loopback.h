@@ -102,7 +102,9 @@ inline std::string ReceiveDatagram(int fd) {
   return datagram;
 }
 
-// Answers each datagram with what `answer` makes of it, until it has answered `count` of them.
+inline constexpr std::string_view kNoAnswer = "(no answer)";
+
+// Answers each of `count` datagrams with what `answer` makes of it.
 class UdpServer {
  public:
   UdpServer(int count, std::function<std::string(const std::string&)> answer)
@@ -116,6 +118,7 @@ class UdpServer {
             const ssize_t got = recvfrom(bound_.Fd(), piece, sizeof(piece), 0,
                                          reinterpret_cast<sockaddr*>(&peer), &length);
             const std::string text = answer({piece, static_cast<size_t>(got)});
+            if (text == kNoAnswer) continue;
             sendto(bound_.Fd(), text.data(), text.size(), 0, reinterpret_cast<sockaddr*>(&peer),
                    length);
           }

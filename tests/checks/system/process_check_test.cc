@@ -31,6 +31,12 @@ class ProcessCheckTest : public testing::Test {
     settings_.proc_list_script = scratch_.WriteScript("list", body).c_str();
     return Answer(ListProcesses, settings_, "\r");
   }
+  // What all three answer to a script.
+  void ExpectAll(const std::string& body, const std::string& reply) {
+    EXPECT_EQ(Count(body), reply);
+    EXPECT_EQ(Cpu(body), reply);
+    EXPECT_EQ(List(body), reply);
+  }
   void ExpectNothingLeft() const {
     EXPECT_EQ(scratch_.LeftInTemp(), std::vector<std::string>());
     EXPECT_TRUE(HasNoChild());
@@ -144,14 +150,10 @@ TEST_F(ProcessCheckTest, TellsWhenThereIsNoPlaceForResults) {
   if (std::filesystem::exists("/proc/version")) folders.emplace_back("/proc");  // root's limit too
   for (const std::string& folder : folders) {
     Scratch::Use(folder);
-    EXPECT_EQ(Count("echo 3\n"), "301\nCannot get script results");
-    EXPECT_EQ(Cpu("echo 3\n"), "301\nCannot get script results");
-    EXPECT_EQ(List("echo 3\n"), "301\nCannot get script results");
+    ExpectAll("echo 3\n", "301\nCannot get script results");
   }
   Scratch::Use("/" + std::string(496, 'd'));
-  EXPECT_EQ(Count("echo 3\n"), "301\ncannot get temp file");
-  EXPECT_EQ(Cpu("echo 3\n"), "301\ncannot get temp file");
-  EXPECT_EQ(List("echo 3\n"), "301\ncannot get temp file");
+  ExpectAll("echo 3\n", "301\ncannot get temp file");
 }
 
 TEST(ReadInteger, ReadsAsTheLibraryDoesWithoutItsOverflow) {

@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <memory>
 
 #include "checks/system/loopback.h"
 #include "checks/system/scratch.h"
@@ -182,22 +181,12 @@ TEST(UdpCheck, WaitsAtLeastOneWholeSecondAnAttempt) {
 }
 
 TEST(UdpCheck, TimesTheAttemptThatSucceeded) {
-  auto attempts = std::make_shared<int>(0);
-  Bound server(SOCK_DGRAM);
-  std::thread thread([&] {
-    ReceiveDatagram(server.Fd());  // the first attempt gets no answer
-    char text[10];
-    sockaddr_in peer = {};
-    socklen_t length = sizeof(peer);
-    const ssize_t got =
-        recvfrom(server.Fd(), text, sizeof(text), 0, reinterpret_cast<sockaddr*>(&peer), &length);
-    sendto(server.Fd(), text, static_cast<size_t>(got), 0, reinterpret_cast<sockaddr*>(&peer),
-           length);
-  });
+  int asked = 0;
+  const UdpServer server(
+      2, [&](const std::string& text) { return ++asked == 1 ? std::string(kNoAnswer) : text; });
   int milliseconds = 0;
-  EXPECT_EQ(Udp(server.PortText(), "1000", "3", "again", "9", &milliseconds), "200\nagain\n");
+  EXPECT_EQ(Udp(server.Port(), "1000", "3", "again", "9", &milliseconds), "200\nagain\n");
   EXPECT_LT(milliseconds, 1000) << "no longer than one attempt";
-  thread.join();
 }
 
 TEST(UdpCheck, ReportsFailures) {
