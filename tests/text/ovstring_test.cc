@@ -108,6 +108,7 @@ TEST(OvString, TakesPartsOfItself) {
       model = expected;
       EXPECT_EQ(text, model);
       EXPECT_EQ((text.Capacity() + 1) % 128, 0U);
+      EXPECT_LE(text.Length(), text.Capacity());
       EXPECT_EQ(text.CStr()[text.Length()], '\0');
     };
     expect(model);
