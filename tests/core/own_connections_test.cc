@@ -2,6 +2,7 @@
 #include "core/own_connections.h"
 
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include "checks/system/loopback.h"
