@@ -13,6 +13,8 @@
 #include <CLI/CLI.hpp>
 
 #include "app/global_arguments.h"
+#include "app/slips.h"
+#include "app/typed_words.h"
 #include "commands/table.h"
 #include "model/decimal.h"
 #include "model/pieces.h"
@@ -22,88 +24,6 @@
 namespace zem::client {
 
 namespace {
-
-// In front of an argument this byte makes the parser take it for a plain value: without it the
-// parser would split "[a,b]" in two, and look for options behind "--" in some cases.
-constexpr char kGuard = '\x01';
-
-bool NeedsGuard(std::string_view argument) {
-  if (argument.empty()) return false;
-  return argument.front() == kGuard || (argument.front() == '[' && argument.back() == ']');
-}
-
-std::vector<std::string> Unguarded(std::vector<std::string> values) {
-  for (std::string& value : values) {
-    if (!value.empty() && value.front() == kGuard) value.erase(0, 1);
-  }
-  return values;
-}
-
-// A subcommand's arguments, as the parser holds them.
-struct BoundArgument {
-  const Argument* argument;
-  CLI::Option* option;
-};
-
-struct Bound {
-  const Command* command = nullptr;
-  const LocalCommand* local = nullptr;
-  CLI::App* app = nullptr;
-  std::vector<BoundArgument> arguments;
-};
-
-// Whether the value of an option is the argument behind it: "-p 5" and "-qp 5", not "-p5".
-bool TakesNext(const CLI::App& root, const CLI::App& command, std::string_view argument) {
-  const auto wants_value = [&](const std::string& name) {
-    const CLI::Option* option = command.get_option_no_throw(name);
-    if (option == nullptr) option = root.get_option_no_throw(name);
-    return option != nullptr && option->get_items_expected_max() > 0;
-  };
-  if (argument.starts_with("--")) return wants_value(std::string(argument));
-  for (size_t i = 1; i < argument.size(); ++i) {
-    if (wants_value({'-', argument[i]})) return i + 1 == argument.size();
-  }
-  return false;
-}
-
-// "run", "exec" and "plugin": behind the first word everything belongs to the command they start.
-// An option of the command that has the name of one of ours would change what is run without a
-// word.
-bool EndsInCommandLine(const Bound& bound) {
-  return std::any_of(bound.arguments.begin(), bound.arguments.end(),
-                     [](const BoundArgument& each) { return each.argument->kind == kMany; });
-}
-
-// The arguments as the parser wants them: last one first.
-std::vector<std::string> GuardedArguments(int argc, const char* const* argv, const CLI::App& root,
-                                          const std::vector<Bound>& subcommands) {
-  std::vector<std::string> arguments;
-  const Bound* command = nullptr;
-  bool values_alone = false;
-  bool is_value = false;  // of the option in front of it
-  for (int i = 1; i < argc; ++i) {
-    const std::string argument = argv[i];
-    const bool is_option = !values_alone && !is_value && argument.size() > 1 && argument[0] == '-';
-    if (is_option && argument == "--") {
-      values_alone = true;
-      continue;
-    }
-    if (is_option) {
-      is_value = TakesNext(root, command == nullptr ? root : *command->app, argument);
-    } else if (is_value) {
-      is_value = false;
-    } else if (command == nullptr) {
-      for (const Bound& bound : subcommands) {
-        if (bound.app->get_name() == argument) command = &bound;
-      }
-    } else if (EndsInCommandLine(*command)) {
-      values_alone = true;
-    }
-    arguments.push_back(values_alone || NeedsGuard(argument) ? kGuard + argument : argument);
-  }
-  std::reverse(arguments.begin(), arguments.end());
-  return arguments;
-}
 
 // What the global options are read into before they are checked.
 struct Texts {
@@ -128,23 +48,16 @@ constexpr const char* kFooter =
     "time-out, 4 closed without a reply, 5 refused by the agent's configuration, 6 bad request or\n"
     "reply. As check_zem (or with --plugin): 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN.";
 
-// A password in the argument list can be read by everybody on the machine. Guarded arguments are
-// data, and no options.
-bool ExplainPasswordOption(const std::vector<std::string>& arguments) {
-  for (const std::string_view argument : arguments) {
-    const std::string_view name = argument.substr(0, argument.find('='));
-    if (name != "--password" && name != "--pass" && name != "--passwd" && name != "--secret" &&
-        !argument.starts_with("-P")) {
-      continue;
-    }
-    fmt::print(stderr,
-               "zemctl: {} would show the password to everybody who lists processes.\n"
-               "Put it in a file that only you can read and use --password-file FILE (\"-\" reads\n"
-               "standard input), or set ZEM_PASSWORD, or keep it in ~/.config/zem/hosts.conf.\n",
-               name.substr(0, name.starts_with("--") ? name.size() : 2));
-    return true;
-  }
-  return false;
+// In a check an option that goes to the wrong program changes what is checked without a word.
+void ExplainLeftOver(const std::string& option, bool plugin) {
+  if (option.empty()) return;
+  const std::string text = fmt::format(
+      "\"{}\" stands behind the command and is taken for its own: put it in front of the command, "
+      "or "
+      "\"--\" in front of that",
+      option);
+  if (plugin) throw std::invalid_argument(text);
+  fmt::print(stderr, "zemctl: warning: {}\n", Printable(text));
 }
 
 void AddGlobalOptions(CLI::App* app, Options* options, Texts* texts) {
@@ -266,21 +179,41 @@ std::vector<Bound> AddSubcommands(CLI::App* root, std::span<const char* const> w
   return all;
 }
 
+// An empty word is mostly a macro or a variable that was not set.
+void RefuseEmpty(std::string_view spelling, const CLI::Option& option) {
+  const std::vector<std::string>& values = option.results();
+  if (std::find(values.begin(), values.end(), "") == values.end()) return;
+  const std::string_view name = spelling.substr(spelling.rfind(',') + 1);
+  throw std::invalid_argument(fmt::format("{} is empty", name));
+}
+
 void TakeArguments(const std::vector<Bound>& all, Options* options) {
   for (const Bound& bound : all) {
     if (!bound.app->parsed()) continue;
     options->command = bound.command;
     options->local = bound.local;
     for (const auto& [argument, option] : bound.arguments) {
-      if (option->count() > 0) options->arguments.Set(argument->name, Unguarded(option->results()));
+      if (option->count() == 0) continue;
+      if (argument->kind == kRequired || argument->kind == kOptional) {
+        RefuseEmpty(argument->metavar, *option);
+      }
+      if (argument->kind == kOption) RefuseEmpty(argument->spelling, *option);
+      options->arguments.Set(argument->name, Unguarded(option->results()));
     }
   }
 }
 
-// The parser names what is missing as an option; a person thinks of it by its place. And where no
-// subcommand was understood, the word that is none says more than that one is missing.
-std::string MissingText(const CLI::App& root, const std::vector<Bound>& all,
-                        const CLI::RequiredError& error) {
+// Thresholds may be empty: definitions of schedulers have a place for each, given or not.
+void RefuseEmptyGlobals(const CLI::App& app) {
+  for (const Argument& argument : kGlobalArguments) {
+    const std::string_view name = argument.name;
+    if (argument.kind != kOption || name == "warning" || name == "critical") continue;
+    RefuseEmpty(argument.spelling, *app.get_option("--" + std::string(name)));
+  }
+}
+
+// The parser names what is missing as an option; a person thinks of it by its place.
+std::string MissingText(const std::vector<Bound>& all, const CLI::ParseError& error) {
   for (const Bound& bound : all) {
     if (!bound.app->parsed()) continue;
     for (const auto& [argument, option] : bound.arguments) {
@@ -290,9 +223,7 @@ std::string MissingText(const CLI::App& root, const std::vector<Bound>& all,
       }
     }
   }
-  const std::vector<std::string> unknown = root.remaining(true);
-  if (unknown.empty()) return error.what();
-  return fmt::format("there is no subcommand or option \"{}\"", unknown.front());
+  return error.what();
 }
 
 void SplitHosts(std::string_view text, std::vector<std::string>* hosts) {
@@ -324,11 +255,19 @@ int NumberOption(const char* name, const std::string& text, int most) {
   return static_cast<int>(arguments.Int(name, 0, 1, most));
 }
 
+void RefuseReversed(const Texts& texts, const Thresholds& thresholds) {
+  if (texts.warning.empty() || texts.critical.empty() || !thresholds.Reversed()) return;
+  throw std::invalid_argument(
+      fmt::format("thresholds the wrong way round: -w {} never alerts before -c {}", texts.warning,
+                  texts.critical));
+}
+
 void TakeThresholds(const Texts& texts, Options* options) {
   const bool own = options->command != nullptr && options->command->thresholds != nullptr;
   if (own && options->plugin) {
     options->thresholds =
         options->command->thresholds(options->arguments, texts.warning, texts.critical);
+    RefuseReversed(texts, options->thresholds);
     return;
   }
   if (texts.warning.empty() && texts.critical.empty()) return;
@@ -341,10 +280,14 @@ void TakeThresholds(const Texts& texts, Options* options) {
   }
   if (!texts.warning.empty()) options->thresholds.warning = parse(texts.warning);
   if (!texts.critical.empty()) options->thresholds.critical = parse(texts.critical);
+  RefuseReversed(texts, options->thresholds);
 }
 
-void CheckOptions(const Texts& texts, Options* options) {
+void CheckOptions(const Texts& texts, bool wants_plugin, Options* options) {
   SplitHosts(texts.hosts, &options->hosts);
+  if (!texts.hosts.empty() && options->hosts.empty()) {
+    throw std::invalid_argument(fmt::format("-H: \"{}\" names no host", texts.hosts));
+  }
   if (!texts.port.empty()) options->port = NumberOption("port", texts.port, 65535);
   if (!texts.parallel.empty()) options->parallel = NumberOption("parallel", texts.parallel, 256);
   if (!texts.timeout.empty()) TakeTimeout(texts.timeout, options);
@@ -355,8 +298,7 @@ void CheckOptions(const Texts& texts, Options* options) {
   } else if (texts.output != "table") {
     throw std::invalid_argument("-o: \"" + texts.output + "\" is not table, json or raw");
   }
-  const bool always_check = options->command != nullptr && options->command->always_check;
-  if (always_check && options->output == Output::kTable) options->plugin = true;
+  if (options->output != Output::kTable) options->plugin = wants_plugin;
   TakeThresholds(texts, options);
   if (options->plugin && (options->command == nullptr || options->command->check == nullptr)) {
     throw std::invalid_argument("this subcommand is no check");
@@ -380,27 +322,33 @@ bool IsPluginName(std::string_view program) {
 }
 
 std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* options) {
-  options->plugin = argc > 0 && IsPluginName(argv[0]);
-  CLI::App app(kDescription, options->plugin ? "check_zem" : "zemctl");
+  const bool named_plugin = argc > 0 && IsPluginName(argv[0]);
+  CLI::App app(kDescription, named_plugin ? "check_zem" : "zemctl");
   Texts texts;
   AddGlobalOptions(&app, options, &texts);
   const std::vector<Bound> subcommands =
       AddSubcommands(&app, std::span(argv, static_cast<size_t>(argc)));
   app.require_subcommand(1);
   app.footer(kFooter);
-  std::vector<std::string> arguments = GuardedArguments(argc, argv, app, subcommands);
-  if (ExplainPasswordOption(arguments)) return options->UsageExit();
+  Typed typed = TakeTyped(argc, argv, app, subcommands);
+  // Known first, so that every refusal of what follows is told in the way of a plugin.
+  const auto& words = typed.arguments;
+  const bool asked = std::find(words.begin(), words.end(), "--plugin") != words.end();
+  const Command* command = typed.command == nullptr ? nullptr : typed.command->command;
+  const bool by_nature = command != nullptr && command->always_check;
+  options->plugin = named_plugin || asked || by_nature;
   try {
-    app.parse(std::move(arguments));
+    RefusePasswordOption(typed.arguments);
+    app.parse(std::move(typed.arguments));
+    RefuseEmptyGlobals(app);
     TakeArguments(subcommands, options);
-    CheckOptions(texts, options);
+    CheckOptions(texts, named_plugin || asked, options);
+    ExplainLeftOver(typed.left_over, options->plugin);
   } catch (const CLI::Success& wanted) {  // help or version
     return app.exit(wanted);
-  } catch (const CLI::RequiredError& error) {
-    ReportUsage(*options, MissingText(app, subcommands, error));
-    return options->UsageExit();
   } catch (const CLI::ParseError& error) {
-    ReportUsage(*options, error.what());
+    const std::string unknown = UnknownWordText(app);
+    ReportUsage(*options, unknown.empty() ? MissingText(subcommands, error) : unknown);
     return options->UsageExit();
   } catch (const std::invalid_argument& error) {
     ReportUsage(*options, error.what());

@@ -113,6 +113,7 @@ Outcome AskHost(const Target& target, const Plan& plan, const Options& options) 
   outcome.endpoint = target.endpoint;
   outcome.request = plan.text.substr(0, plan.text.find_first_of("\r\n"));
   try {
+    if (!target.error.empty()) throw std::runtime_error(target.error);
     outcome.exchange = command.ask != nullptr
                            ? command.ask(target.endpoint, plan, target.password.View(), deadline)
                            : Ask(target.endpoint, plan.text, target.password.View(), deadline);

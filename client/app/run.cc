@@ -71,26 +71,38 @@ int RunRemote(const Options& options) {
   return report.exit_code;
 }
 
-}  // namespace
-
-int Run(int argc, const char* const* argv) {
+int RunParsed(int argc, const char* const* argv, Options* options) {
   if (argc > 1 && argv[1] == std::string_view("--complete")) {
     fmt::print("{}", CompletionLines({argv + 2, argv + argc}));
     return kExitDone;
   }
+  if (const std::optional<int> exit_code = ParseCommandLine(argc, argv, options)) {
+    return *exit_code;
+  }
+  return options->local != nullptr ? RunLocal(*options) : RunRemote(*options);
+}
+
+// A full disk or a closed pipe must not look like an answer.
+int WrittenOut(int exit_code, const Options& options) {
+  if (fflush(stdout) == 0 && ferror(stdout) == 0) return exit_code;
+  fputs("zemctl: the answer could not be written to standard output\n", stderr);
+  return options.plugin || exit_code == kExitDone ? options.UsageExit() : exit_code;
+}
+
+}  // namespace
+
+int Run(int argc, const char* const* argv) {
   Options options;
   try {
-    if (const std::optional<int> exit_code = ParseCommandLine(argc, argv, &options)) {
-      return *exit_code;
-    }
-    return options.local != nullptr ? RunLocal(options) : RunRemote(options);
+    return WrittenOut(RunParsed(argc, argv, &options), options);
   } catch (const std::exception& error) {
+    const std::string text = Printable(error.what());
     if (options.plugin) {
-      fmt::print("ZEM UNKNOWN - {}\n", Printable(error.what()));
+      fputs(("ZEM UNKNOWN - " + text + '\n').c_str(), stdout);
     } else {
-      fmt::print(stderr, "zemctl: {}\n", Printable(error.what()));
+      fputs(("zemctl: " + text + '\n').c_str(), stderr);
     }
-    return options.UsageExit();
+    return WrittenOut(options.UsageExit(), options);
   }
 }
 

@@ -9,6 +9,8 @@
 #include <optional>
 #include <stdexcept>
 
+#include <fmt/format.h>
+
 #include "app/agent_config.h"
 #include "app/hosts_conf.h"
 #include "app/prompt.h"
@@ -28,6 +30,12 @@ struct Sources {
   std::optional<AgentConfig> agent;
   HostsConf conf;
   std::optional<Secret> password;  // for every host
+  bool asked = false;              // the person, who has no answer
+};
+
+struct HostName {
+  std::string text;
+  std::string where = {};  // the file and line it stands in
 };
 
 std::optional<Secret> PasswordFromCredentials() {
@@ -64,54 +72,76 @@ Sources ReadSources(const Options& options) {
   return sources;
 }
 
-std::vector<std::string> HostNames(const Options& options, const Sources& sources) {
-  std::vector<std::string> names = options.hosts;
+std::vector<HostName> HostNames(const Options& options, const Sources& sources) {
+  std::vector<HostName> names;
+  for (const std::string& host : options.hosts) names.push_back({host});
   if (!options.hosts_file.empty()) {
     const Secret file = ReadSecretFile(options.hosts_file, Privacy::kAnyMode);
     std::string_view rest = file.View();
-    for (std::string_view whole; TakePiece(&rest, "\n", &whole);) {
+    std::string_view whole;
+    for (int number = 1; TakePiece(&rest, "\n", &whole); ++number) {
       const std::string_view line = Trimmed(whole.substr(0, whole.find('#')));
-      if (!line.empty()) names.emplace_back(line);
+      if (line.empty()) continue;
+      names.push_back({std::string(line), fmt::format("{} line {}, ", options.hosts_file, number)});
     }
-    if (names.empty()) throw std::runtime_error(options.hosts_file + " names no host");
+    if (names.size() == options.hosts.size()) {
+      throw std::runtime_error(options.hosts_file + " names no host");
+    }
   }
   if (names.empty()) {
     const bool bound = sources.agent && !sources.agent->host.empty();
-    names.push_back(bound ? sources.agent->host : kLocalHost);
+    names.push_back({bound ? sources.agent->host : kLocalHost});
   }
   return names;
 }
 
-Target MakeTarget(const std::string& name, const Options& options, const Sources& sources) {
-  Target target;
-  target.name = name;
-  int named_port = 0;
-  std::string host;
-  SplitHostPort(name, &host, &named_port);
-  target.endpoint.host = sources.conf.Address(host).value_or(host);
-  target.endpoint.source =
+Endpoint FindEndpoint(const std::string& host, int named_port, const Options& options,
+                      const Sources& sources) {
+  Endpoint endpoint;
+  endpoint.host = sources.conf.Address(host).value_or(host);
+  endpoint.source =
       !options.source.empty() ? options.source : sources.conf.Source(host).value_or("");
   const int agent_port = sources.agent ? sources.agent->port : 0;
   if (named_port != 0) {
-    target.endpoint.port = named_port;
+    endpoint.port = named_port;
   } else if (options.port) {
-    target.endpoint.port = *options.port;
+    endpoint.port = *options.port;
   } else if (agent_port > 0 && agent_port <= 65535) {
-    target.endpoint.port = agent_port;
+    endpoint.port = agent_port;
   } else {
-    target.endpoint.port = sources.conf.Port(host).value_or(kDefaultPort);
+    endpoint.port = sources.conf.Port(host).value_or(kDefaultPort);
   }
-  return target;
+  return endpoint;
 }
 
 // Prompts once, whatever the number of hosts.
 Secret PasswordOf(const std::string& host, const Options& options, Sources* sources) {
   if (sources->password) return sources->password->Copy();
   if (std::optional<Secret> own = sources->conf.Password(host)) return std::move(*own);
-  if (!options.plugin) sources->password = PromptForPassword("Agent password: ");
+  if (!options.plugin && !sources->asked) {
+    sources->password = PromptForPassword("Agent password: ");
+    sources->asked = true;
+  }
   if (sources->password) return sources->password->Copy();
   throw std::runtime_error("no password for " + host +
                            ": use --password-file, ZEM_PASSWORD or ~/.config/zem/hosts.conf");
+}
+
+Target MakeTarget(const HostName& name, const Options& options, Sources* sources) {
+  Target target;
+  target.name = name.text;
+  try {
+    std::string host;
+    int port = 0;
+    SplitHostPort(name.text, &host, &port);
+    target.endpoint = FindEndpoint(host, port, options, *sources);
+    target.password = PasswordOf(host, options, sources);
+  } catch (const std::invalid_argument& error) {
+    target.error = fmt::format("{}\"{}\": {}", name.where, name.text, error.what());
+  } catch (const std::runtime_error& error) {
+    target.error = name.where + error.what();
+  }
+  return target;
 }
 
 }  // namespace
@@ -127,16 +157,18 @@ std::optional<Secret> TakeEnvironmentPassword() {
 }
 
 void SplitHostPort(const std::string& text, std::string* host, int* port) {
+  static constexpr const char* kNoHost = "not HOST or HOST:PORT";
   *host = text;
   *port = 0;
+  if (text.find_first_of(" \t") != std::string::npos) throw std::invalid_argument(kNoHost);
   const size_t colon = text.rfind(':');
   std::string number;
   if (text.front() == '[') {
     const size_t bracket = text.find(']');
-    if (bracket == std::string::npos) throw std::invalid_argument(text + ": no closing bracket");
+    if (bracket == std::string::npos) throw std::invalid_argument("no closing bracket");
     *host = text.substr(1, bracket - 1);
     if (bracket + 1 == text.size()) return;
-    if (text[bracket + 1] != ':') throw std::invalid_argument(text + " is not HOST:PORT");
+    if (text[bracket + 1] != ':') throw std::invalid_argument(kNoHost);
     number = text.substr(bracket + 2);
   } else if (colon != std::string::npos && text.find(':') == colon) {
     *host = text.substr(0, colon);
@@ -145,21 +177,18 @@ void SplitHostPort(const std::string& text, std::string* host, int* port) {
     return;  // a name, or a bare IPv6 address
   }
   *port = static_cast<int>(WholeNumber("port", number, 1, 65535));
-  if (host->empty()) throw std::invalid_argument(text + " names no host");
+  if (host->empty()) throw std::invalid_argument(kNoHost);
 }
 
 std::vector<Target> FindTargets(const Options& options) {
   Sources sources = ReadSources(options);
   std::vector<Target> targets;
-  for (const std::string& name : HostNames(options, sources)) {
-    targets.push_back(MakeTarget(name, options, sources));
+  for (const HostName& name : HostNames(options, sources)) {
+    targets.push_back(MakeTarget(name, options, &sources));
   }
-  for (Target& target : targets) {
-    std::string host;
-    int port = 0;
-    SplitHostPort(target.name, &host, &port);
-    target.password = PasswordOf(host, options, &sources);
-  }
+  // One of many must not stop the others.
+  const std::string& error = targets.front().error;
+  if (targets.size() == 1 && !error.empty()) throw std::runtime_error(error);
   return targets;
 }
 

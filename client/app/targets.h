@@ -20,12 +20,13 @@ struct Target {
   std::string name;  // as the person wrote it
   Endpoint endpoint;
   Secret password;
+  std::string error;  // why it cannot be asked; empty = it can
 };
 
 // The password of ZEM_PASSWORD, which is wiped there, so that no child inherits it.
 std::optional<Secret> TakeEnvironmentPassword();
 
-// At least one. Takes the password out of the environment.
+// At least one, and each of several with its own error. Takes the password out of the environment.
 std::vector<Target> FindTargets(const Options& options);
 
 // "host", "host:port" or "[v6 address]:port".

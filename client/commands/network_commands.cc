@@ -67,9 +67,7 @@ constexpr Argument kUdpArguments[] = {
 
 Plan BuildUdp(const Arguments& arguments) {
   constexpr int64_t kMostAttempts = 100;
-  if (arguments.Text("send").empty()) {
-    throw std::invalid_argument("TEXT is empty; a datagram needs something in it");
-  }
+  if (arguments.Text("send").empty()) throw std::invalid_argument("TEXT is empty");
   const int64_t millis = 1000 * arguments.Int("limit", 2, 1, kMostSeconds);
   const int64_t attempts = arguments.Int("attempts", 3, 1, kMostAttempts);
   Plan plan = PlanFor("TEST-UDP host:TARGET % % % send~:TEXT %", arguments,
@@ -171,7 +169,6 @@ constexpr Argument kSendArguments[] = {
 
 Plan BuildSend(const Arguments& arguments) {
   constexpr Milliseconds kBlockingConnect{10'000};
-  if (arguments.Text("text").empty()) throw std::invalid_argument("TEXT is empty");
   const int64_t pause = arguments.Int("pause", 0, 0, kMostSeconds);
   Plan plan = PlanFor("ACT-TCPUDPsend host:TARGET % udp? text~:TEXT % second~:TEXT2", arguments,
                       {Port(arguments), pause});

@@ -11,6 +11,7 @@
 #include "core/unique_fd.h"
 #include "model/decimal.h"
 #include "model/local_file.h"
+#include "model/nearest.h"
 #include "model/pieces.h"
 #include "output/units.h"
 #include "text/ovstring.h"
@@ -84,6 +85,11 @@ ReadyCheck LoadCheck(const std::string& folder, const std::string& name) {
   if (name.empty() ||
       name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-") != std::string::npos) {
     throw std::invalid_argument(fmt::format("\"{}\" is not the name of a check: see --list", name));
+  }
+  const std::vector<std::string> known = CheckNames(folder);
+  if (std::find(known.begin(), known.end(), name) == known.end()) {
+    throw std::invalid_argument(fmt::format("there is no check \"{}\": see --list{}", name,
+                                            DidYouMean(name, known)));
   }
   const std::string own = ReadLocalFile(folder + '/' + name, kLargestCheck);
   std::string_view rest = own;

@@ -8,6 +8,7 @@
 #include "commands/table.h"
 #include "core/config_file.h"
 #include "core/settings.h"
+#include "model/nearest.h"
 #include "model/secret_file.h"
 #include "protocol/escape.h"
 #include "text/ovstring.h"
@@ -107,8 +108,13 @@ const SettingRow* FindRow(std::string_view name) {
 const SettingRow& KnownRow(std::string_view name) {
   const SettingRow* row = name.empty() ? nullptr : FindRow(name);
   if (row == nullptr) {
-    throw std::invalid_argument(
-        fmt::format("{}: no such setting (the agent would ignore it)", name));
+    std::vector<std::string> known;
+    for (const SettingRow& each : SettingsTable()) {
+      known.emplace_back(each.wire_name);
+      known.emplace_back(each.key);
+    }
+    throw std::invalid_argument(fmt::format("{}: no such setting (the agent would ignore it){}",
+                                            name, DidYouMean(name, known)));
   }
   if (row->wire_name.empty()) {
     throw std::invalid_argument(

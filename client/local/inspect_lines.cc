@@ -10,6 +10,7 @@
 #include "core/config_file.h"
 #include "local/findings.h"
 #include "model/local_file.h"
+#include "model/nearest.h"
 #include "model/printable.h"
 #include "text/ovstring.h"
 
@@ -17,34 +18,10 @@ namespace zem::client {
 
 namespace {
 
-// How many single changes turn one word into the other.
-size_t Distance(std::string_view a, std::string_view b) {
-  std::vector<size_t> row(b.size() + 1);
-  for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
-  for (size_t i = 1; i <= a.size(); ++i) {
-    size_t corner = row[0];
-    row[0] = i;
-    for (size_t j = 1; j <= b.size(); ++j) {
-      const size_t change = corner + (a[i - 1] != b[j - 1]);
-      corner = row[j];
-      row[j] = std::min({change, row[j] + 1, row[j - 1] + 1});
-    }
-  }
-  return row[b.size()];
-}
-
 std::string Suggestion(std::string_view key) {
-  constexpr size_t kNear = 2;
-  const SettingRow* best = nullptr;
-  size_t least = kNear + 1;
-  for (const SettingRow& row : SettingsTable()) {
-    const size_t distance = Distance(key, row.key);
-    if (!row.key.empty() && distance < least && distance < row.key.size()) {
-      best = &row;
-      least = distance;
-    }
-  }
-  return best == nullptr ? "" : fmt::format("; did you mean \"{}\"?", best->key);
+  std::vector<std::string> keys;
+  for (const SettingRow& row : SettingsTable()) keys.emplace_back(row.key);
+  return DidYouMean(key, keys);
 }
 
 bool IsDecimal(std::string_view value) {

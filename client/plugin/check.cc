@@ -71,6 +71,17 @@ State Thresholds::Judge(double value) const {
   return State::kOk;
 }
 
+bool Thresholds::Reversed() const {
+  if (!warning || !critical || warning->inside != critical->inside ||
+      warning->percent != critical->percent) {
+    return false;
+  }
+  const Range& outer = warning->inside ? *critical : *warning;
+  const Range& inner = warning->inside ? *warning : *critical;
+  const bool same = outer.low == inner.low && outer.high == inner.high;
+  return !same && outer.low <= inner.low && inner.high <= outer.high;
+}
+
 std::string PerformanceData(const std::vector<Metric>& metrics) {
   std::string text;
   for (const Metric& metric : metrics) {

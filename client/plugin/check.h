@@ -30,6 +30,8 @@ struct Thresholds {
 
   State Judge(double value) const;
   bool Given() const { return warning || critical; }
+  // Whether everything that is to warn is critical already.
+  bool Reversed() const;
 };
 
 struct Metric {

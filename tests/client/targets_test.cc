@@ -138,10 +138,17 @@ TEST_F(TargetsTest, HostAndPort) {
   EXPECT_EQ(Targets("--hosts-conf " + conf + " -H web").front().endpoint.source, "10.0.0.9");
   EXPECT_EQ(Targets("--no-password -H 'a,b, ,c' --hosts " + Scratch("#x\n d #y\n\ne:5\n")).size(),
             5U);
+  const std::string hosts = Scratch("a\n\nb c\n");
+  EXPECT_EQ(Targets("--no-password --hosts " + hosts).back().error,
+            hosts + " line 3, \"b c\": not HOST or HOST:PORT");
   for (const char* bad : {"a:0", "a:65536", "a:x", ":5", "[::1", "[::1]x"}) {
-    EXPECT_THROW((void)Targets(std::string("--no-password -H ") + bad), std::invalid_argument)
-        << bad;
+    // One of many must not stop the others.
+    const std::vector<Target> targets = Targets(std::string("--no-password -H b,") + bad);
+    EXPECT_EQ(targets.front().error, "");
+    EXPECT_TRUE(targets.back().error.starts_with(std::string("\"") + bad + "\": ")) << bad;
   }
+  EXPECT_THROW((void)Targets("--no-password -H a:0"), std::runtime_error);
+  EXPECT_THROW((void)Targets("--no-password -H a --hosts " + Scratch("#x\n")), std::runtime_error);
 }
 
 TEST_F(TargetsTest, FaultyHostsConfNamesItsLine) {
@@ -165,6 +172,15 @@ TEST(OptionsTest, UsageErrorsHaveTheirExitCodesAndNameTheWord) {
       {"PATH", {"disk"}},
       {"-t", {"-t 0 ping", "-t 0.0001 ping", "-t 5:BAD ping", "-t x ping"}},
       {"port", {"-p 0 ping", "-p 65536 ping"}},
+      {"names no host", {"-H , ping"}},
+      {"is empty",
+       {"-H '' ping", "-p '' ping", "disk ''", "hash /x --expect ''", "count /x ''",
+        "udp h 53 ''"}},
+      {"\"--warning\"?", {"disk --warnin 5 /", "--war 5 ping"}},
+      {"\"disk\"?", {"dsik /"}},
+      {"PLUGIN", {"plugin"}},
+      {"wrong way round", {"--plugin disk / -w 10% -c 20%", "--plugin cpu -w 90 -c 80"}},
+      {"\"-H\" stands", {"--plugin run x -H y", "plugin x -w 1 -H y"}},
       {"xml", {"-o xml ping"}},
       {"parallel", {"--parallel 0 ping"}},
       {"check_zem", {"-w 5 ping"}},
@@ -179,7 +195,8 @@ TEST(OptionsTest, UsageErrorsHaveTheirExitCodesAndNameTheWord) {
       std::string printed;
       int exit_code = 0;
       (void)Parse(line, &exit_code, &printed);
-      EXPECT_EQ(exit_code, line.starts_with("--plugin") ? 3 : kExitUsage);
+      const bool check = line.find("plugin") != std::string::npos;
+      EXPECT_EQ(exit_code, check ? 3 : kExitUsage);
       EXPECT_NE(printed.find(word), std::string::npos) << printed;
       if (line == "-w 5 ping") continue;  // right for a check
       (void)Parse("check_zem " + line, &exit_code, &printed);

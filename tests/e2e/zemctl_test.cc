@@ -192,6 +192,7 @@ TEST_F(Zemctl, ChecksAnswerInOneLineAndAState) {
     EXPECT_NE(answer.text.find(kNames[state]), std::string::npos) << answer.text;
     EXPECT_EQ(answer.text.find('\n'), answer.text.size() - 1) << answer.text;
   }
+  EXPECT_EQ(Run("disk / >/dev/full", "check_zem").status, 3);
 }
 
 TEST_F(Zemctl, SaysWhyNoReplyCame) {
