@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "app/outcome.h"
 
-#include <fmt/format.h>
+#include "app/refusal.h"
 
 namespace zem::client {
 
@@ -33,13 +33,6 @@ int ExitFor(const Reply& reply) {
   }
 }
 
-std::string Refusal(const Reply& reply) {
-  const std::string message = reply.Message();
-  if (!reply.status) return message.empty() ? "an empty reply" : message;
-  if (message.empty()) return fmt::format("{} {}", *reply.status, StatusMeaning(*reply.status));
-  return fmt::format("{} {}", *reply.status, message);
-}
-
 // A connection that fails is CRITICAL unless the person says otherwise; what this side or the
 // reply's reader got wrong is UNKNOWN.
 State StateFor(const Failure& failure, const Options& options) {
@@ -60,12 +53,13 @@ void ReadReplyText(const Options& options, Outcome* outcome) {
   const Command& command = *options.command;
   const Answer answer = {outcome->reply, options.arguments, outcome->exchange};
   if (!outcome->reply.IsDone()) {
-    outcome->summary = Refusal(outcome->reply);
+    outcome->summary = RefusalText(outcome->reply);
     outcome->hint = HintFor(command, outcome->reply);
-    // A file that the agent cannot hash says nothing about the file.
     const bool unavailable =
-        outcome->reply.status == kStatusUnavailable && outcome->reply.Line(1) != kHashReadError;
-    outcome->verdict = {unavailable ? command.unavailable : State::kUnknown, outcome->summary, {}};
+        outcome->reply.status == kStatusUnavailable && !IsLimitOfAgent(outcome->reply);
+    outcome->verdict = {unavailable ? command.unavailable : State::kUnknown,
+                        RefusalMeaning(command, options.arguments, outcome->reply),
+                        {}};
     return;
   }
   outcome->result = command.parse(answer);
@@ -81,28 +75,6 @@ void ReadReplyText(const Options& options, Outcome* outcome) {
 Milliseconds TimeFor(const Plan& plan, const Options& options) {
   if (options.timeout) return *options.timeout;
   return plan.agent_time ? *plan.agent_time + kSpareTime : kDefaultTime;
-}
-
-std::string HintFor(const Command& command, const Reply& reply) {
-  if (command.explain != nullptr && reply.status == kStatusUnavailable) {
-    return command.explain(reply);
-  }
-  const std::string_view text = reply.Line(1);
-  if (reply.status == kStatusNotAllowed && *command.switch_keys != '\0') {
-    return fmt::format("switch on in the agent's configuration: {}", command.switch_keys);
-  }
-  static constexpr struct {
-    const char* text;
-    const char* key;
-  } kScripts[] = {{"ProcCnt script", "proccntscript"},
-                  {"ProcList script", "proclistscript"},
-                  {"CPUUsage script", "cpuusagescript"}};
-  for (const auto& script : kScripts) {
-    if (text.starts_with(script.text)) {
-      return fmt::format("set {} in the agent's configuration to the script's path", script.key);
-    }
-  }
-  return "";
 }
 
 Outcome AskHost(const Target& target, const Plan& plan, const Options& options) {
@@ -135,7 +107,8 @@ Outcome AskHost(const Target& target, const Plan& plan, const Options& options) 
     outcome.exit_code = ExitFor(outcome.failure);
     outcome.verdict = {StateFor(outcome.failure, options), outcome.summary, {}};
   }
-  if (options.plugin && outcome.verdict.state != State::kOk && !outcome.hint.empty()) {
+  if (options.plugin && outcome.verdict.state != State::kOk && !outcome.hint.empty() &&
+      outcome.verdict.text.find(outcome.hint) == std::string::npos) {
     outcome.verdict.text += " (" + outcome.hint + ")";
   }
   return outcome;

@@ -39,9 +39,6 @@ Outcome AskHost(const Target& target, const Plan& plan, const Options& options);
 // How long one host may take, everything included.
 Milliseconds TimeFor(const Plan& plan, const Options& options);
 
-// Names the configuration key behind a refusal, where there is one.
-std::string HintFor(const Command& command, const Reply& reply);
-
 }  // namespace zem::client
 
 #endif  // ZEM_CLIENT_APP_OUTCOME_H_

@@ -130,6 +130,7 @@ constexpr Command kRows[] = {
         .summary = "look at the agent's host: load, memory, clock, logs and more, see --list",
         .switch_keys = "shellscript=1",
         .arguments = kCheckArguments,
+        .subject = "{name}",
         .build = BuildCheck,
         .parse = ParseCheck,
         .summarise = SummariseCheck,

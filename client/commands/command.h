@@ -73,6 +73,10 @@ class BadReply : public std::runtime_error {
 // The refusal of a hash that the agent's way of reading causes, whatever the file.
 inline constexpr std::string_view kHashReadError = "Read error";
 
+// What to look at where the agent cannot count or list processes.
+inline constexpr const char* kProcessesHint =
+    "is the agent's tmpdir full, or are processes hidden from its user? zemctl scripttest tells";
+
 // The verdict's text may stay empty: the answer in one line says enough.
 using CheckFunction = Verdict (*)(const Answer& answer, const Value& result,
                                   const Thresholds& thresholds);
@@ -83,6 +87,8 @@ struct Command {
   // The configuration keys that have to be on, for the hint at a refusal; empty = none.
   const char* switch_keys = "";
   std::span<const Argument> arguments = {};
+  // What a check that fails names: arguments in braces, "{host}:{port}".
+  const char* subject = "";
   Plan (*build)(const Arguments& arguments);
   // Reads a "200".
   Value (*parse)(const Answer& answer);

@@ -123,6 +123,7 @@ constexpr Command kRows[] = {
         .summary = "the entries of a folder",
         .switch_keys = "one of foldersize, countfiles, fileexists, filecrc, comparefiles, textlog",
         .arguments = kArguments,
+        .subject = "{folder}",
         .build = BuildList,
         .parse = ParseList,
         .summarise = Says<"{count:.0f} entries in {folder}">,

@@ -92,7 +92,7 @@ std::string ExplainProbe(const Reply& reply) {
                                            "the agent could not make a socket",
                                            "the agent could not send",
                                            "the agent could not receive",
-                                           "the agent could not connect"};
+                                           "refused or unreachable"};
   const int64_t code = ParseWhole(reply.Line(2)).value_or(1);
   return code <= 0 && code > -std::ssize(kSteps) ? kSteps[-code] : "";
 }
@@ -182,6 +182,7 @@ constexpr Command kProbeRows[] = {
         .summary = "whether a TCP service answers the agent's host",
         .switch_keys = "tcp=1",
         .arguments = kTcpArguments,
+        .subject = "{host}:{port}",
         .build = BuildTcp,
         .parse = ParseProbe,
         .summarise = SummariseProbe,
@@ -196,6 +197,7 @@ constexpr Command kProbeRows[] = {
         .summary = "whether a UDP service answers the agent's host",
         .switch_keys = "udp=1",
         .arguments = kUdpArguments,
+        .subject = "{host}:{port}",
         .build = BuildUdp,
         .parse = ParseProbe,
         .summarise = SummariseProbe,

@@ -65,6 +65,7 @@ constexpr Command kRows[] = {
         .summary = "run a monitoring plugin of the agent's host",
         .switch_keys = "shellscript=1",
         .arguments = kPluginArguments,
+        .subject = "{words}",
         .build = BuildPlugin,
         .parse = ParsePlugin,
         .summarise = SummarisePlugin,

@@ -79,6 +79,7 @@ constexpr Command kRows[] = {
         .summary = "how many processes of a name run",
         .switch_keys = "process=1",
         .arguments = kProcArguments,
+        .subject = "{name}",
         .build = BuildProc,
         .parse = Fields<kProcReply>,
         .summarise = SummariseProc,

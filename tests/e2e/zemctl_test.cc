@@ -112,7 +112,7 @@ TEST_F(Zemctl, EverySubcommandInEveryForm) {
       {"procs", 0, "last line doubled  yes", "\"processes\":[\"here\",\"there\"]"},
       {"cpu", 0, "12.5 %", "\"usage_percent\":12.5"},
       {"tcp 127.0.0.1 $P", 0, "time", "\"received\":null"},
-      {"tcp 127.0.0.1 1 --limit 2", 1, "the agent could not connect", ""},
+      {"tcp 127.0.0.1 1 --limit 2", 1, "refused or unreachable", ""},
       {"udp 127.0.0.1 9 x --receive 0", 0, "time", "\"received_bytes\":"},
       {"run sh -c 'exit 7'", 0, "exit code  7", "{\"exit_code\":7,\"waited\":true}"},
       {"run /nonexistent", 1, "exec error: No such file", ""},
@@ -179,17 +179,28 @@ TEST_F(Zemctl, SwitchedOffIsExitFiveWithTheKey) {
 
 TEST_F(Zemctl, ChecksAnswerInOneLineAndAState) {
   Start();
-  const std::pair<const char*, int> cases[] = {{"disk / -w 0% -c 0%", 0},
-                                               {"count $D/folder -w 1", 1},
-                                               {"disk $D/nowhere", 2},
-                                               {"du $D/nowhere/x", 3}};
-  for (const auto& [typed, state] : cases) {
+  struct Case {
+    const char* typed;
+    int state;
+    const char* text;
+  };
+  const Case cases[] = {
+      {"disk / -w 0% -c 0%", 0, "/ "},
+      {"count $D/folder -w 1", 1, "2 files"},
+      {"disk $D/nowhere", 2, "DISK CRITICAL - $D/nowhere: no such file\n"},
+      {"du $D/nowhere/x", 3, "$D/nowhere/x: no such folder"},
+      {"tcp 127.0.0.1 1 --limit 2", 2, "127.0.0.1:1: refused or unreachable\n"},
+      {"contains $D/ten $D/large", 3, "larger than 8 MiB, too"},
+  };
+  WriteFile(agent_->Dir() / "large", std::string(8388609, 'x'));
+  for (const auto& [typed, state, text] : cases) {
     SCOPED_TRACE(typed);
     const Answer answer = Run(typed, "check_zem");
     EXPECT_EQ(answer.status, state) << answer.text;
     static constexpr const char* kNames[] = {" OK - ", " WARNING - ", " CRITICAL - ",
                                              " UNKNOWN - "};
     EXPECT_NE(answer.text.find(kNames[state]), std::string::npos) << answer.text;
+    EXPECT_TRUE(Holds(answer.text, Complete(text).c_str())) << answer.text;
     EXPECT_EQ(answer.text.find('\n'), answer.text.size() - 1) << answer.text;
   }
   EXPECT_EQ(Run("disk / >/dev/full", "check_zem").status, 3);
