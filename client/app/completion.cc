@@ -55,8 +55,11 @@ std::vector<Candidate> Hosts(std::string_view current) {
   const std::string path = HostsConf::DefaultPath();
   const std::string_view before = current.substr(0, current.rfind(',') + 1);
   try {
-    for (const std::string& name : HostsConf::Read(path).Names()) {
-      hosts.push_back({std::string(before) + name, ""});
+    const HostsConf conf = HostsConf::Read(path);
+    for (const bool groups : {false, true}) {
+      for (const std::string& name : conf.Names(groups)) {
+        hosts.push_back({std::string(before) + name, ""});
+      }
     }
   } catch (const std::exception&) {
     // No such file, or one that others have a hand in.

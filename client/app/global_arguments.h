@@ -13,7 +13,7 @@ namespace zem::client {
 inline constexpr std::string_view kForms[] = {"table", "json", "raw"};
 
 inline constexpr Argument kGlobalArguments[] = {
-    {"host", "-H,--host", kOption, "HOSTS", "agents to ask: a,b,c, each HOST or HOST:PORT",
+    {"host", "-H,--host", kOption, "HOSTS", "agents to ask: a,b,c, each HOST, HOST:PORT or @GROUP",
      kHostNames},
     {"hosts", "--hosts", kOption, "FILE", "ask the agents of a file, one a line; - = stdin",
      kLocalFile},

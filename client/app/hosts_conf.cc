@@ -29,6 +29,14 @@ std::string ExpandHome(const std::string& path) {
 
 }  // namespace
 
+std::vector<std::string> HostList(std::string_view text) {
+  std::vector<std::string> hosts;
+  for (std::string_view piece; TakePiece(&text, ",", &piece);) {
+    if (const std::string_view host = Trimmed(piece); !host.empty()) hosts.emplace_back(host);
+  }
+  return hosts;
+}
+
 std::string HostsConf::DefaultPath() {
   const char* config = getenv("XDG_CONFIG_HOME");
   if (config != nullptr && *config == '/') return std::string(config) + "/zem/hosts.conf";
@@ -41,7 +49,13 @@ HostsConf HostsConf::Read(const std::string& path) {
 }
 
 void HostsConf::Store(std::string_view key, std::string_view value, Section* section) {
-  if (key == "address") {
+  if (IsGroup(section->pattern)) {
+    if (key != "hosts") throw std::invalid_argument("a group has hosts, and nothing else");
+    for (std::string& host : HostList(value)) {
+      if (IsGroup(host)) throw std::invalid_argument("a group holds hosts, and no groups");
+      section->hosts.push_back(std::move(host));
+    }
+  } else if (key == "address") {
     section->address = value;
   } else if (key == "port") {
     section->port = static_cast<int>(WholeNumber("port", value, 1, 65535));
@@ -91,12 +105,26 @@ const T* HostsConf::First(std::string_view host, std::optional<T> Section::*memb
   return nullptr;
 }
 
-std::vector<std::string> HostsConf::Names() const {
+std::vector<std::string> HostsConf::Group(std::string_view name) const {
+  std::vector<std::string> hosts;
+  bool there = false;
+  for (const Section& section : sections_) {
+    if (section.pattern != name) continue;
+    there = true;
+    hosts.insert(hosts.end(), section.hosts.begin(), section.hosts.end());
+  }
+  if (!hosts.empty()) return hosts;
+  throw std::runtime_error(
+      fmt::format("hosts.conf has no {} \"{}\"", there ? "hosts in the group" : "group", name));
+}
+
+std::vector<std::string> HostsConf::Names(bool groups) const {
   constexpr const char* kPlain =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._:-";
   std::vector<std::string> names;
   for (const Section& section : sections_) {
-    if (section.pattern.find_first_not_of(kPlain) == std::string::npos) {
+    if (IsGroup(section.pattern) == groups &&
+        section.pattern.find_first_not_of(kPlain, groups) == std::string::npos) {
       names.push_back(section.pattern);
     }
   }

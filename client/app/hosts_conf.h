@@ -5,6 +5,9 @@
 //   address = 10.0.0.5      port = 1056              password-file = ~/.config/zem/common
 //   password = ...
 //
+//   [@web]
+//   hosts = web1, web2:1057
+//
 // Shapes:  a section's name is a shell pattern; for each key the first section that matches and
 //          has it wins. "#" and ";" begin a comment line.
 // Errors:  std::runtime_error, naming file and line.
@@ -21,6 +24,14 @@
 
 namespace zem::client {
 
+// What stands between commas.
+std::vector<std::string> HostList(std::string_view text);
+
+// "@name" is no host but stands for those that hosts.conf lists under it.
+inline bool IsGroup(std::string_view name) {
+  return name.starts_with('@');
+}
+
 class HostsConf {
  public:
   HostsConf() = default;
@@ -30,8 +41,11 @@ class HostsConf {
   // The file of this user; empty when there is no home.
   static std::string DefaultPath();
 
-  // The sections that name one host in plain letters, for a shell that completes a word.
-  std::vector<std::string> Names() const;
+  // What "@name" stands for. A group that is not there, or names nobody, is an error.
+  std::vector<std::string> Group(std::string_view name) const;
+  // The sections that name one host, or one group, in plain letters, for a shell that completes a
+  // word.
+  std::vector<std::string> Names(bool groups = false) const;
   std::optional<std::string> Address(std::string_view host) const;
   std::optional<int> Port(std::string_view host) const;
   std::optional<std::string> Source(std::string_view host) const;
@@ -41,6 +55,7 @@ class HostsConf {
  private:
   struct Section {
     std::string pattern;
+    std::vector<std::string> hosts;  // of a group
     std::optional<std::string> address;
     std::optional<int> port;
     std::optional<std::string> source;

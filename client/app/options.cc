@@ -13,6 +13,7 @@
 #include <CLI/CLI.hpp>
 
 #include "app/global_arguments.h"
+#include "app/hosts_conf.h"
 #include "app/slips.h"
 #include "app/typed_words.h"
 #include "commands/table.h"
@@ -226,13 +227,6 @@ std::string MissingText(const std::vector<Bound>& all, const CLI::ParseError& er
   return error.what();
 }
 
-void SplitHosts(std::string_view text, std::vector<std::string>* hosts) {
-  for (std::string_view piece; TakePiece(&text, ",", &piece);) {
-    const std::string_view host = Trimmed(piece);
-    if (!host.empty()) hosts->emplace_back(host);
-  }
-}
-
 void TakeTimeout(const std::string& text, Options* options) {
   const size_t colon = text.find(':');
   double seconds = 0;
@@ -284,7 +278,7 @@ void TakeThresholds(const Texts& texts, Options* options) {
 }
 
 void CheckOptions(const Texts& texts, bool wants_plugin, Options* options) {
-  SplitHosts(texts.hosts, &options->hosts);
+  options->hosts = HostList(texts.hosts);
   if (!texts.hosts.empty() && options->hosts.empty()) {
     throw std::invalid_argument(fmt::format("-H: \"{}\" names no host", texts.hosts));
   }

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <optional>
 #include <stdexcept>
+#include <unordered_set>
 
 #include <fmt/format.h>
 
@@ -72,6 +73,23 @@ Sources ReadSources(const Options& options) {
   return sources;
 }
 
+// A host of two groups is asked once.
+std::vector<HostName> WithoutGroups(const std::vector<HostName>& names, const HostsConf& conf) {
+  std::vector<HostName> hosts;
+  std::unordered_set<std::string> known;
+  for (const HostName& name : names) {
+    if (!IsGroup(name.text)) {
+      hosts.push_back(name);
+      known.insert(name.text);
+      continue;
+    }
+    for (const std::string& host : conf.Group(name.text)) {
+      if (known.insert(host).second) hosts.push_back({host, name.text + ", "});
+    }
+  }
+  return hosts;
+}
+
 std::vector<HostName> HostNames(const Options& options, const Sources& sources) {
   std::vector<HostName> names;
   for (const std::string& host : options.hosts) names.push_back({host});
@@ -92,7 +110,7 @@ std::vector<HostName> HostNames(const Options& options, const Sources& sources) 
     const bool bound = sources.agent && !sources.agent->host.empty();
     names.push_back({bound ? sources.agent->host : kLocalHost});
   }
-  return names;
+  return WithoutGroups(names, sources.conf);
 }
 
 Endpoint FindEndpoint(const std::string& host, int named_port, const Options& options,

@@ -50,10 +50,10 @@ TEST(CompletionTest, OffersPlainHostsOfAFileThatIsTheUsersAlone) {
   std::filesystem::create_directory(folder + "/zem");
   const std::string path = folder + "/zem/hosts.conf";
   std::filesystem::rename(
-      test::Scratch("[web1]\n[$(touch x)]\n[`x`]\n[web?]\n[a b]\n[web-2.net]\n[db]\n"), path);
+      test::Scratch("[web1]\n[$(touch x)]\n[`x`]\n[web?]\n[a b]\n[web-2.net]\n[db]\n[@g]\n"), path);
   EXPECT_EQ(Offered({"zemctl", "-H", "web"}), "web1 web-2.net");
   EXPECT_EQ(Offered({"zemctl", "-H", "db,d"}), "db,db");
-  EXPECT_EQ(Offered({"zemctl", "-H", ""}), "web1 web-2.net db");
+  EXPECT_EQ(Offered({"zemctl", "-H", ""}), "web1 web-2.net db @g");
   chmod(path.c_str(), 0602);
   EXPECT_EQ(Offered({"zemctl", "-H", ""}), "");
   unsetenv("XDG_CONFIG_HOME");

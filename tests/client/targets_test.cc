@@ -108,7 +108,8 @@ TEST_F(TargetsTest, HostAndPort) {
   const std::string agent = Scratch("port=2000\nport=3000\nhost=127.0.0.7\npassword=p\n");
   const std::string conf = Scratch(
       "# comment\n[web]\naddress = 10.0.0.5\nport = 77\nsource = 10.0.0.9\npassword=w\n"
-      "[db?]\nport=88\n[*]\npassword = all\nport = 99\n");
+      "[db?]\nport=88\n[@web]\nhosts = web, db1:5\n hosts=,db1:5\n[@none]\nhosts = ,\n"
+      "[*]\npassword = all\nport = 99\n");
   struct Case {
     std::string line;
     const char* endpoint;
@@ -141,6 +142,15 @@ TEST_F(TargetsTest, HostAndPort) {
   const std::string hosts = Scratch("a\n\nb c\n");
   EXPECT_EQ(Targets("--no-password --hosts " + hosts).back().error,
             hosts + " line 3, \"b c\": not HOST or HOST:PORT");
+  // A host of two groups is asked once; a group that stands for nobody must not become this host.
+  const std::vector<Target> group =
+      Targets("--hosts-conf " + conf + " -H @web --hosts " + Scratch("a\n@web\n"));
+  ASSERT_EQ(group.size(), 3U);
+  EXPECT_EQ(Display(group[0].endpoint), "10.0.0.5:77");
+  EXPECT_EQ(Display(group[1].endpoint), "db1:5");
+  for (const char* none : {"@none", "@nobody", "@", "web,@none"}) {
+    EXPECT_THROW((void)Targets("--hosts-conf " + conf + " -H " + none), std::runtime_error) << none;
+  }
   for (const char* bad : {"a:0", "a:65536", "a:x", ":5", "[::1", "[::1]x"}) {
     // One of many must not stop the others.
     const std::vector<Target> targets = Targets(std::string("--no-password -H b,") + bad);
@@ -152,7 +162,8 @@ TEST_F(TargetsTest, HostAndPort) {
 }
 
 TEST_F(TargetsTest, FaultyHostsConfNamesItsLine) {
-  for (const char* text : {"[a]\nport = x\n", "[a]\nnokey\n", "[a]\nprot = 5\n", "\nport = 5\n"}) {
+  for (const char* text : {"[a]\nport = x\n", "[a]\nnokey\n", "[a]\nprot = 5\n", "\nport = 5\n",
+                           "[a]\nhosts = b\n", "[@a]\nport = 5\n", "[@a]\nhosts = b, @c\n"}) {
     try {
       (void)HostsConf::Parse(text, "the file");
       ADD_FAILURE() << text;
