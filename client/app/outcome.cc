@@ -12,9 +12,9 @@ constexpr Milliseconds kSpareTime{5'000};     // on top of a time-out inside the
 
 int ExitFor(const Failure& failure) {
   // In the order of the kinds.
-  static constexpr int kCodes[] = {kExitDone,         kExitNoConnection, kExitNoConnection,
-                                   kExitNoConnection, kExitNoConnection, kExitClosed,
-                                   kExitClosed,       kExitBadRequest,   kExitUsage};
+  static constexpr int kCodes[] = {
+      kExitDone,   kExitNoConnection, kExitNoConnection, kExitNoConnection, kExitNoConnection,
+      kExitClosed, kExitClosed,       kExitBadRequest,   kExitUsage,        kExitFailed};
   return kCodes[static_cast<size_t>(failure.kind)];
 }
 
@@ -39,6 +39,7 @@ State StateFor(const Failure& failure, const Options& options) {
   switch (failure.kind) {
     case FailureKind::kUnreadable:
     case FailureKind::kLocal:
+    case FailureKind::kNoAnswer:
       return State::kUnknown;
     case FailureKind::kTimeout:
       if (options.timeout_state) return *options.timeout_state;
@@ -96,6 +97,8 @@ Outcome AskHost(const Target& target, const Plan& plan, const Options& options) 
       outcome.exit_code = ExitFor(outcome.reply);
       ReadReplyText(options, &outcome);
     }
+  } catch (const NoAnswer& error) {
+    outcome.failure = {FailureKind::kNoAnswer, error.what(), error.hint};
   } catch (const BadReply& error) {
     outcome.failure = {FailureKind::kUnreadable, error.what(), ""};
   } catch (const std::exception& error) {

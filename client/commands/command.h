@@ -70,6 +70,14 @@ class BadReply : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// A "200" that says nothing of what was asked for: it is as good as a refusal.
+class NoAnswer : public BadReply {
+ public:
+  explicit NoAnswer(const std::string& text, const char* advice = "")
+      : BadReply(text), hint(advice) {}
+  const char* const hint;
+};
+
 // The refusal of a hash that the agent's way of reading causes, whatever the file.
 inline constexpr std::string_view kHashReadError = "Read error";
 

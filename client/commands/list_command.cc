@@ -16,7 +16,7 @@ namespace {
 
 constexpr Argument kArguments[] = {
     {"folder", "folder,--folder", kOptional, "FOLDER", "what to list (/)"},
-    {"mask", "mask,--mask", kOptional, "MASK", "shell pattern for files (*)"},
+    {"mask", "mask,--mask", kOptional, "MASK", "shell pattern: files alone whose names match"},
     {"dirs", "--dirs", kFlag, "", "sub-folders alone"},
     {"files", "--files", kFlag, "", "files alone"},
     {"all", "-a,--all", kFlag, "", "hidden entries too"},
@@ -32,12 +32,29 @@ constexpr int64_t kDirectory = 16;
 
 constexpr size_t kHeaderLines = 3;
 
+// Without its last "/": of a folder that ends in one the agent lists nothing where it is not there,
+// of another one it lists, and names, the folder above.
+std::string FolderOf(const Arguments& arguments) {
+  std::string folder = arguments.Text("folder", "/");
+  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  return folder;
+}
+
+bool HasMask(const Arguments& arguments) {
+  return arguments.Text("mask", "*") != "*";
+}
+
 Plan BuildList(const Arguments& arguments) {
-  if (arguments.Has("dirs") && arguments.Has("files")) {
+  const bool dirs = arguments.Has("dirs");
+  if (dirs && arguments.Has("files")) {
     throw std::invalid_argument("--dirs and --files exclude each other");
   }
-  // Sizes and modification times always.
-  return PlanFor("GetFilesList folder mask files! dirs! all? system? 1 ctime? 1", arguments);
+  if (dirs && HasMask(arguments)) throw std::invalid_argument("MASK is for files, not for --dirs");
+  Arguments asked = arguments;
+  asked.Set("folder", {FolderOf(arguments)});
+  // Folders always: the way up among them tells a folder that can be read. Sizes and modification
+  // times always.
+  return PlanFor("GetFilesList folder mask 1 dirs! all? system? 1 ctime? 1", asked);
 }
 
 // Reads entries one after the other. A name may hold line feeds, which the agent sends as they
@@ -98,22 +115,39 @@ bool FolderThenName(const Value& a, const Value& b) {
   return key(a) < key(b);
 }
 
+// Whether the entry is one of those that were asked for. The agent's mask lets every folder
+// through.
+bool IsWanted(const Record& entry, const Arguments& arguments) {
+  const Value& name = entry[0].second;
+  if (*name.As<std::string>() == "..") return false;
+  const bool files_alone = arguments.Has("files") || HasMask(arguments);
+  return !files_alone || *entry[1].second.As<std::string>() != "folder";
+}
+
 Value ParseList(const Answer& answer) {
+  const std::string folder = FolderOf(answer.arguments);
+  const std::string whole = folder == "/" ? folder : folder + '/';
+  if (answer.reply.Line(1) != whole) {
+    throw NoAnswer(folder + ": no such folder, or closed to the agent's user");
+  }
   const bool changed = answer.arguments.Has("ctime");
   const int64_t count = IntLine(answer.reply, 2);
   const int64_t lines_an_entry = IntLine(answer.reply, 3);
   if (lines_an_entry != (changed ? 5 : 4))
     throw BadReply("the entries have another form than asked for");
+  if (count == 0) throw NoAnswer(folder + ": not readable for the agent's user");
   List entries;
   EntryReader reader(answer.reply, changed);
-  Record entry;
-  while (reader.Next(&entry)) entries.push_back(Value::Of(std::move(entry)));
+  int64_t found = 0;
+  for (Record entry; reader.Next(&entry); ++found) {
+    if (IsWanted(entry, answer.arguments)) entries.push_back(Value::Of(std::move(entry)));
+  }
   std::stable_sort(entries.begin(), entries.end(), FolderThenName);
-  if (static_cast<int64_t>(entries.size()) != count) {
-    throw BadReply(fmt::format("{} entries announced, {} found", count, entries.size()));
+  if (found != count) {
+    throw BadReply(fmt::format("{} entries announced, {} found", count, found));
   }
   return Value::Of(Record{{"folder", Value::Text(answer.reply.Line(1))},
-                          {"count", Value::Int(count)},
+                          {"count", Value::Int(static_cast<int64_t>(entries.size()))},
                           {"entries", Value::Of(std::move(entries))}});
 }
 
@@ -128,9 +162,10 @@ constexpr Command kRows[] = {
         .parse = ParseList,
         .summarise = Says<"{count:.0f} entries in {folder}">,
         .check = Judge<"entries", "count">,
-        .notes =
-            "Symbolic links are never listed; a folder that is missing or unreadable is listed as\n"
-            "empty. Times are the agent's local time. As a check: -w and -c apply to the number.",
+        .notes = "Symbolic links and the way up (..) are never listed, and folders not with a "
+                 "MASK. Times\n"
+                 "are the agent's local time. As a check: -w and -c apply to the number of those "
+                 "listed.",
     },
 };
 

@@ -64,6 +64,8 @@ Value ParseProcs(const Answer& answer) {
   }
   const bool doubled = LastIsDoubled(names);
   if (doubled) names.pop_back();
+  // The agent's own process would be in it.
+  if (names.empty()) throw NoAnswer("the list is empty", kProcessesHint);
   return Value::Of(Record{{"count", Value::Int(static_cast<int64_t>(names.size()))},
                           {"last_line_doubled", Value::Flag(doubled)},
                           {"processes", TextList(names)}});

@@ -8,6 +8,7 @@
 #include "commands/fields.h"
 #include "commands/forms.h"
 #include "commands/table.h"
+#include "text/path.h"
 #include "wire/request_text.h"
 
 namespace zem::client {
@@ -79,12 +80,45 @@ Verdict CheckDisk(const Answer& answer, const Value& result, const Thresholds& t
 // --- du
 
 constexpr Argument kDuArguments[] = {
-    {"path", "path,--path", kRequired, "PATH", "a folder, or a folder and /MASK"},
+    {"path", "path,--path", kRequired, "FOLDER", "what to measure"},
+    {"mask", "mask,--mask", kOptional, "MASK", "shell pattern for files (*)"},
     {"recursive", "-r,--recursive", kFlag, "", "include all sub-folders"},
     {"macros", "--macros", kFlag, "", kMacroHelp},
 };
 
-constexpr Field kDuReply[] = {{"path"}, {"size_bytes", 1, FieldKind::kBytes}};
+// What stands behind the last "/" may be a pattern too, or stand for a file.
+bool NamesFiles(const Arguments& arguments) {
+  OvString last = ExtractFileName(arguments.Text("path"));
+  last.LowerCase();
+  const bool macro = arguments.Has("macros") && last.View().ends_with("file%");
+  return macro || last.View().find_first_of("*?[") != std::string_view::npos;
+}
+
+// A folder ends in "/": the agent takes the last name of what is no folder for a mask, so one that
+// is mistyped would hold nothing.
+std::string MeasuredPath(const Arguments& arguments) {
+  const std::string path = arguments.Text("path");
+  if (!arguments.Has("mask") && (NamesFiles(arguments) || path.ends_with('/'))) return path;
+  return path + (path.ends_with('/') ? "" : "/") + arguments.Text("mask");
+}
+
+Plan BuildDu(const Arguments& arguments) {
+  if (arguments.Text("mask").find('/') != std::string::npos) {
+    throw std::invalid_argument("MASK holds a \"/\"");
+  }
+  Arguments asked = arguments;
+  asked.Set("path", {MeasuredPath(arguments)});
+  return PlanFor("TEST-FolderSize path recursive? - - - - - macros?", asked);
+}
+
+Value ParseDu(const Answer& answer) {
+  const Arguments& arguments = answer.arguments;
+  return Value::Of(Record{
+      {"path",
+       Value::Text(arguments.Has("mask") ? MeasuredPath(arguments) : arguments.Text("path"))},
+      {"size_bytes", Value::Bytes(NumberLine(answer.reply, 1))},
+  });
+}
 
 // --- count
 
@@ -102,6 +136,22 @@ constexpr Argument kCountArguments[] = {
 
 constexpr Field kCountReply[] = {
     {"folder"}, {"mask", 0, FieldKind::kText, "*"}, {"count", 1, FieldKind::kInt}};
+
+constexpr const char* kSkipped =
+    "-r enters only folders that the agent's user may write, and no hidden ones";
+
+Value ParseCount(const Answer& answer) {
+  Record record = *ReadFields(kCountReply, answer).As<Record>();
+  const bool none = record.back().second.AsNumber() == 0;
+  if (none && answer.arguments.Has("recursive")) record.emplace_back("note", Value::Text(kSkipped));
+  return Value::Of(std::move(record));
+}
+
+std::string ExplainCount(const Reply& /*reply*/) {
+  return "no such folder, one closed to the agent's user, or with -r one in which its user may "
+         "write "
+         "nothing";
+}
 
 // The agent reckons with limits of 32 bits.
 constexpr int64_t kLargestLimit = std::numeric_limits<int32_t>::max();
@@ -133,9 +183,11 @@ Plan BuildCount(const Arguments& arguments) {
 }
 
 std::string SummariseCount(const Answer& answer, const Value& result) {
-  return fmt::format("{:.0f} {} in {}", result["count"].AsNumber(),
+  const std::string* note = result["note"].As<std::string>();
+  return fmt::format("{:.0f} {} in {}{}", result["count"].AsNumber(),
                      answer.arguments.Has("dirs") ? "sub-folders" : "files",
-                     answer.arguments.Text("folder"));
+                     answer.arguments.Text("folder"),
+                     note == nullptr ? "" : fmt::format(" ({})", *note));
 }
 
 constexpr Command kRows[] = {
@@ -160,8 +212,8 @@ constexpr Command kRows[] = {
         .switch_keys = "foldersize=1",
         .arguments = kDuArguments,
         .subject = "{path}",
-        .build = Request<"TEST-FolderSize path recursive? - - - - - macros?">,
-        .parse = Fields<kDuReply>,
+        .build = BuildDu,
+        .parse = ParseDu,
         .summarise = Says<"{path} holds {size_bytes}">,
         .check = Judge<"size", "size_bytes">,
         .range = BytesRange,
@@ -176,10 +228,16 @@ constexpr Command kRows[] = {
         .arguments = kCountArguments,
         .subject = "{folder}",
         .build = BuildCount,
-        .parse = Fields<kCountReply>,
+        .parse = ParseCount,
         .summarise = SummariseCount,
         .check = Judge<"count", "count">,
-        .notes = "As a check: -w and -c apply to the number.",
+        .explain = ExplainCount,
+        .notes =
+            "As a check: -w and -c apply to the number. With -r the agent enters only folders that "
+            "its\n"
+            "user may write and whose names begin with no dot; the packaged agent's user may write "
+            "few\n"
+            "of the system's. du -r enters all.",
     },
 };
 

@@ -7,9 +7,9 @@ namespace zem::client {
 
 const char* FailureName(FailureKind kind) {
   // In the order of the kinds.
-  static constexpr const char* kNames[] = {"none",        "resolve",    "refused",
-                                           "unreachable", "timeout",    "closed",
-                                           "short_reply", "unreadable", "local"};
+  static constexpr const char* kNames[] = {"none",    "resolve",  "refused",     "unreachable",
+                                           "timeout", "closed",   "short_reply", "unreadable",
+                                           "local",   "no_answer"};
   return kNames[static_cast<size_t>(kind)];
 }
 

@@ -18,6 +18,7 @@ enum class FailureKind {
   kShortReply,   // ... or in the middle of one
   kUnreadable,   // bytes that are not a reply
   kLocal,        // something on this side
+  kNoAnswer,     // a reply that does not tell what was asked for
 };
 
 struct Failure {

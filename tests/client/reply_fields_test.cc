@@ -116,7 +116,6 @@ TEST(ReplyFieldsTest, BecomeTypedAndAreJudgedAndShown) {
        "{'count':2,'last_line_doubled':true,'processes':['a','b']}"},
       {"procs", "200\na%0D%0Ab%0D%0A\n",
        "{'count':2,'last_line_doubled':false,'processes':['a','b']}"},
-      {"procs", "200\n\n", "{'count':0,'last_line_doubled':false,'processes':[]}"},
       {"tcp h 1", "200\n12\n\n", "{'time_ms':12,'received_bytes':0,'received':null}"},
       {"tcp h 1", "200\n12\nhi%0D%0A\n", "{'time_ms':12,'received_bytes':4,'received':'hi\\r\\n'}"},
       // Bytes that are no text stay valid JSON.
@@ -127,7 +126,8 @@ TEST(ReplyFieldsTest, BecomeTypedAndAreJudgedAndShown) {
       {"script /dev/null", "200\nlast\na%0D%0Ab%0D%0A\n",
        "{'result':'last','marked':false,'lines':['a','b']}"},
       {"raw X", "200\na\n\nb\n", "{'lines':['a','','b']}"},
-      {"ls /x", "200\n/x/\n0\n4\n", "{'folder':'/x/','count':0,'entries':[]}"},
+      {"ls /", "200\n/\n1\n4\n..\n16\n 1\n05032010070809\n",
+       "{'folder':'/','count':0,'entries':[]}"},
       {"ls /x", "200\n/x/\n2\n4\nf\n3\n     5\n05032010070809\nd\n16\n  4096\n05032010070809\n",
        "{'folder':'/x/','count':2,'entries':[{'name':'d','type':'folder','size_bytes':4096,"
        "'modified':'2010-03-05T07:08:09','read_only':false,'hidden':false},{'name':'f',"
@@ -188,7 +188,11 @@ TEST(ReplyFieldsTest, BecomeTypedAndAreJudgedAndShown) {
        "SCRIPT WARNING - 42 jobs / x | 'result'=42;40"},
       {"script /dev/null -w 40", "200\nmany\n\n", "SCRIPT UNKNOWN - no number: many"},
       {"script /dev/null", "200\nmany\n\n", "SCRIPT OK - many"},
-      {"ls /x -w 1", "200\n/x/\n0\n4\n", "LS OK - 0 entries in /x/ | 'entries'=0;1;;0"},
+      {"ls /x f -w 1", "200\n/x/\n2\n4\nf\n0\n5\n05032010070809\nd\n16\n1\n05032010070809\n",
+       "LS OK - 1 entries in /x/ | 'entries'=1;1;;0"},
+      {"count /x -r", "200\n0\n",
+       "COUNT OK - 0 files in /x (-r enters only folders that the agent's user may write, and no "
+       "hidden ones) | 'count'=0;;;0"},
       {"disk /x", "200\n48000000000\n33900000000\n33900000000\n1500\n",
        "path          /x\n"
        "total         44.7 GiB\n"
@@ -242,11 +246,12 @@ TEST(ReplyFieldsTest, RefusesRepliesThatAreNotWhatTheCommandAnswersWith) {
       {"compare /a /b", {"yes\n"}},
       {"cpu", {"inf\n"}},
       {"tcp h 1", {"5\n"}},
-      {"procs", {""}},
+      {"procs", {"", "\n"}},
       {"run x", {"\n"}},
       {"script /dev/null", {"x\n"}},
       {"info", {""}},
       {"settings get", {kInfo + 4}},
+      {"ls /x", {"/\n1\n4\nf\n0\n1\n05032010070809\n", "/x/\n0\n4\n"}},  // not there, not readable
       {"ls /",
        {"/\n", "/\n1\n4\n", "/\n0\n5\n", "/\n1\n4\nname\n", "/\n1\n4\nname\n0\n1\nstamp\n",
         "/\n-1\n4\n", "/\n2000000000\n4\na\n0\n1\n05032010070809\n"}},

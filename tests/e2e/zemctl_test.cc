@@ -188,7 +188,9 @@ TEST_F(Zemctl, ChecksAnswerInOneLineAndAState) {
       {"disk / -w 0% -c 0%", 0, "/ "},
       {"count $D/folder -w 1", 1, "2 files"},
       {"disk $D/nowhere", 2, "DISK CRITICAL - $D/nowhere: no such file\n"},
-      {"du $D/nowhere/x", 3, "$D/nowhere/x: no such folder"},
+      {"du $D/nowhere", 3, "$D/nowhere: no such folder"},
+      {"ls $D/nowhere -w 30", 3, "$D/nowhere: no such folder"},
+      {"ls $D/folder '*.log' -w 0", 1, "1 entries in"},
       {"tcp 127.0.0.1 1 --limit 2", 2, "127.0.0.1:1: refused or unreachable\n"},
       {"contains $D/ten $D/large", 3, "larger than 8 MiB, too"},
   };
