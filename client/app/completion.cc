@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <optional>
 #include <span>
 
 #include <fmt/format.h>
@@ -52,17 +53,17 @@ std::vector<std::string_view> Spellings(std::string_view list) {
 // Hosts stand between commas: what is in front of the last one stays.
 std::vector<Candidate> Hosts(std::string_view current) {
   std::vector<Candidate> hosts;
-  const std::string path = HostsConf::DefaultPath();
   const std::string_view before = current.substr(0, current.rfind(',') + 1);
   try {
-    const HostsConf conf = HostsConf::Read(path);
+    const std::optional<HostsConf> conf = HostsConf::ReadDefault(Options().shared_hosts_conf);
+    if (!conf) return hosts;
     for (const bool groups : {false, true}) {
-      for (const std::string& name : conf.Names(groups)) {
+      for (const std::string& name : conf->Names(groups)) {
         hosts.push_back({std::string(before) + name, ""});
       }
     }
   } catch (const std::exception&) {
-    // No such file, or one that others have a hand in.
+    // One that others have a hand in.
   }
   return hosts;
 }

@@ -28,7 +28,7 @@ inline constexpr Argument kGlobalArguments[] = {
     {"agent-config", "--agent-config", kOption, "FILE",
      "host, port and password from the agent's own configuration", kLocalFile},
     {"hosts-conf", "--hosts-conf", kOption, "FILE",
-     "per-host ports and passwords (~/.config/zem/hosts.conf)", kLocalFile},
+     "per-host ports and passwords, instead of ~/.config/zem and " ZEM_CONFDIR, kLocalFile},
     {"no-password", "--no-password", kFlag, "", "the agent's password is empty"},
     {"verbose", "-v,--verbose", kFlag, "", "packet sizes and times"},
     {"quiet", "-q,--quiet", kFlag, "", "print nothing but errors"},

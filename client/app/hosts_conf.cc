@@ -2,10 +2,13 @@
 #include "app/hosts_conf.h"
 
 #include <fnmatch.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <stdexcept>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -27,6 +30,14 @@ std::string ExpandHome(const std::string& path) {
   return path.starts_with("~/") ? Home() + path.substr(1) : path;
 }
 
+// The file of this user; empty when there is no home.
+std::string OwnPath() {
+  const char* config = getenv("XDG_CONFIG_HOME");
+  if (config != nullptr && *config == '/') return std::string(config) + "/zem/hosts.conf";
+  const std::string home = Home();
+  return home.empty() ? "" : home + "/.config/zem/hosts.conf";
+}
+
 }  // namespace
 
 std::vector<std::string> HostList(std::string_view text) {
@@ -37,11 +48,16 @@ std::vector<std::string> HostList(std::string_view text) {
   return hosts;
 }
 
-std::string HostsConf::DefaultPath() {
-  const char* config = getenv("XDG_CONFIG_HOME");
-  if (config != nullptr && *config == '/') return std::string(config) + "/zem/hosts.conf";
-  const std::string home = Home();
-  return home.empty() ? "" : home + "/.config/zem/hosts.conf";
+std::optional<HostsConf> HostsConf::ReadDefault(const std::string& shared) {
+  std::optional<HostsConf> conf;
+  const std::string own = OwnPath();
+  if (!own.empty() && access(own.c_str(), F_OK) == 0) conf = Read(own);
+  // One that is closed to this user was written for others.
+  if (access(shared.c_str(), R_OK) != 0) return conf;
+  HostsConf behind = Read(shared);
+  if (!conf) return behind;
+  std::move(behind.sections_.begin(), behind.sections_.end(), std::back_inserter(conf->sections_));
+  return conf;
 }
 
 HostsConf HostsConf::Read(const std::string& path) {
@@ -94,13 +110,14 @@ HostsConf HostsConf::Parse(std::string_view text, const std::string& path) {
   return conf;
 }
 
+bool HostsConf::Section::IsFor(std::string_view host) const {
+  return fnmatch(pattern.c_str(), std::string(host).c_str(), 0) == 0;
+}
+
 template <typename T>
 const T* HostsConf::First(std::string_view host, std::optional<T> Section::*member) const {
-  const std::string name(host);
   for (const Section& section : sections_) {
-    if (section.*member && fnmatch(section.pattern.c_str(), name.c_str(), 0) == 0) {
-      return &*(section.*member);
-    }
+    if (section.*member && section.IsFor(host)) return &*(section.*member);
   }
   return nullptr;
 }
@@ -147,9 +164,10 @@ std::optional<std::string> HostsConf::Source(std::string_view host) const {
 }
 
 std::optional<Secret> HostsConf::Password(std::string_view host) const {
-  if (const Secret* password = First(host, &Section::password)) return password->Copy();
-  if (const std::string* file = First(host, &Section::password_file)) {
-    return ReadPasswordFile(ExpandHome(*file), Privacy::kOwnerOnly);
+  for (const Section& section : sections_) {
+    if ((!section.password && !section.password_file) || !section.IsFor(host)) continue;
+    if (section.password) return section.password->Copy();
+    return ReadPasswordFile(ExpandHome(*section.password_file), Privacy::kOwnerOnly);
   }
   return std::nullopt;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The person's own list of hosts: ports, addresses and passwords by name.
+// Lists of hosts: ports, addresses and passwords by name. A person's own one, and one for all
+// users.
 //
 //   [web1]                  [db?.example.net]        [*]
 //   address = 10.0.0.5      port = 1056              password-file = ~/.config/zem/common
@@ -9,7 +10,7 @@
 //   hosts = web1, web2:1057
 //
 // Shapes:  a section's name is a shell pattern; for each key the first section that matches and
-//          has it wins. "#" and ";" begin a comment line.
+//          has it wins; password and password-file are one key. "#" and ";" begin a comment line.
 // Errors:  std::runtime_error, naming file and line.
 
 #ifndef ZEM_CLIENT_APP_HOSTS_CONF_H_
@@ -35,11 +36,12 @@ inline bool IsGroup(std::string_view name) {
 class HostsConf {
  public:
   HostsConf() = default;
-  // Nobody else may read the file, which holds passwords, or write it.
+  // Nobody who is not to know the passwords in it may read the file, nobody else write it.
   static HostsConf Read(const std::string& path);
+  // What this user has written and, behind it, what `shared` holds for all who may read it. Nothing
+  // when there is neither.
+  static std::optional<HostsConf> ReadDefault(const std::string& shared);
   static HostsConf Parse(std::string_view text, const std::string& path);
-  // The file of this user; empty when there is no home.
-  static std::string DefaultPath();
 
   // What "@name" stands for. A group that is not there, or names nobody, is an error.
   std::vector<std::string> Group(std::string_view name) const;
@@ -61,6 +63,8 @@ class HostsConf {
     std::optional<std::string> source;
     std::optional<Secret> password;
     std::optional<std::string> password_file;
+
+    bool IsFor(std::string_view host) const;
   };
 
   static void Store(std::string_view key, std::string_view value, Section* section);

@@ -41,7 +41,8 @@ constexpr const char* kDescription =
     "Asks zem agents: checks, actions, lists, settings, and the agent itself.\n"
     "The password comes from --password-file, --agent-config, "
     "$CREDENTIALS_DIRECTORY/zem-password,\n"
-    "ZEM_PASSWORD, ~/.config/zem/hosts.conf or a prompt; never from the command line.";
+    "ZEM_PASSWORD, ~/.config/zem/hosts.conf, " ZEM_CONFDIR
+    "/hosts.conf or a prompt; never from the command line.";
 
 constexpr const char* kFooter =
     "Exit codes: 0 done, 1 the agent reports a failure, 2 usage or local error, 3 no connection "

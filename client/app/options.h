@@ -42,6 +42,7 @@ struct Options {
   std::string password_file;
   std::string agent_config;
   std::string hosts_conf;
+  std::string shared_hosts_conf = ZEM_CONFDIR "/hosts.conf";  // behind the user's own
   bool no_password = false;
   // How long.
   std::optional<Milliseconds> timeout;

@@ -5,10 +5,12 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <optional>
 #include <stdexcept>
 #include <unordered_set>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -63,11 +65,10 @@ std::optional<Secret> CommonPassword(const Options& options, Sources* sources) {
 Sources ReadSources(const Options& options) {
   Sources sources;
   if (!options.agent_config.empty()) sources.agent = ReadAgentConfig(options.agent_config);
-  const std::string conf =
-      options.hosts_conf.empty() ? HostsConf::DefaultPath() : options.hosts_conf;
-  const bool wanted = !options.hosts_conf.empty();
-  if (wanted || (!conf.empty() && access(conf.c_str(), F_OK) == 0)) {
-    sources.conf = HostsConf::Read(conf);
+  if (!options.hosts_conf.empty()) {
+    sources.conf = HostsConf::Read(options.hosts_conf);
+  } else if (std::optional<HostsConf> found = HostsConf::ReadDefault(options.shared_hosts_conf)) {
+    sources.conf = std::move(*found);
   }
   sources.password = CommonPassword(options, &sources);
   return sources;
@@ -141,8 +142,11 @@ Secret PasswordOf(const std::string& host, const Options& options, Sources* sour
     sources->asked = true;
   }
   if (sources->password) return sources->password->Copy();
+  const std::string& shared = options.shared_hosts_conf;
+  const bool closed = access(shared.c_str(), R_OK) != 0 && errno == EACCES;
   throw std::runtime_error("no password for " + host +
-                           ": use --password-file, ZEM_PASSWORD or ~/.config/zem/hosts.conf");
+                           ": use --password-file, ZEM_PASSWORD, ~/.config/zem/hosts.conf or " +
+                           shared + (closed ? ", which this user may not read" : ""));
 }
 
 Target MakeTarget(const HostName& name, const Options& options, Sources* sources) {

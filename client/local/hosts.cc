@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include <optional>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -15,23 +16,28 @@ namespace {
 constexpr int kAgentPort = 1055;
 
 constexpr Argument kHostsArguments[] = {
-    {"file", "file,--file", ArgumentKind::kOptional, "FILE", "instead of your hosts.conf",
+    {"file", "file,--file", ArgumentKind::kOptional, "FILE", "instead of yours and the system's",
      kLocalFile},
     {"prometheus-sd", "--prometheus-sd", ArgumentKind::kFlag, "",
      "as Prometheus' file_sd reads it, for zem-exporter"},
 };
 
 LocalResult Hosts(const Arguments& arguments) {
-  const std::string path = arguments.Text("file", HostsConf::DefaultPath());
-  if (path.empty()) throw std::invalid_argument("FILE is missing, and there is no home");
-  const HostsConf conf = HostsConf::Read(path);
+  constexpr const char* kShared = ZEM_CONFDIR "/hosts.conf";
+  const std::optional<HostsConf> conf = arguments.Has("file")
+                                            ? HostsConf::Read(arguments.Text("file"))
+                                            : HostsConf::ReadDefault(kShared);
+  if (!conf) {
+    throw std::invalid_argument(
+        fmt::format("FILE is missing: there is neither ~/.config/zem/hosts.conf nor {}", kShared));
+  }
   const bool for_prometheus = arguments.Has("prometheus-sd");
   List list;
   LocalResult result;
-  for (const std::string& name : conf.Names()) {
+  for (const std::string& name : conf->Names()) {
     Endpoint endpoint;
-    endpoint.host = conf.Address(name).value_or(name);
-    endpoint.port = conf.Port(name).value_or(kAgentPort);
+    endpoint.host = conf->Address(name).value_or(name);
+    endpoint.port = conf->Port(name).value_or(kAgentPort);
     const std::string where = Display(endpoint);
     result.text += fmt::format("{} {}\n", name, where);
     list.push_back(

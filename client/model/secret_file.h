@@ -13,8 +13,10 @@
 namespace zem::client {
 
 enum class Privacy {
-  kOwnerOnly,  // refuse a file of somebody else, or that group or others may read or write
-  kAnyMode,    // whoever made the file answers for its mode
+  // Refuse a file of somebody else, or that group or others may read or write. The superuser's may
+  // be, and be open to a group's reading.
+  kOwnerOnly,
+  kAnyMode,  // whoever made the file answers for its mode
 };
 
 // The whole file; "-" is standard input.

@@ -12,6 +12,7 @@
 
 #include "app/hosts_conf.h"
 #include "client/client_run.h"
+#include "plain_user.h"
 
 namespace zem::client {
 namespace {
@@ -33,14 +34,15 @@ class TargetsTest : public testing::Test {
   }
   void TearDown() override { std::filesystem::remove_all(home_); }
 
-  static std::vector<Target> Targets(const std::string& line) {
+  std::vector<Target> Targets(const std::string& line) const {
     int exit_code = 0;
     std::string printed;
-    const Options options = Parse(line + " ping", &exit_code, &printed);
+    Options options = Parse(line + " ping", &exit_code, &printed);
+    options.shared_hosts_conf = home_ + "/shared.conf";
     EXPECT_EQ(exit_code, -1) << printed;
     return FindTargets(options);
   }
-  static std::string PasswordFor(const std::string& line) {
+  std::string PasswordFor(const std::string& line) const {
     return std::string(Targets(line).front().password.View());
   }
   std::string Write(const std::string& name, const std::string& text) const {
@@ -58,6 +60,14 @@ TEST_F(TargetsTest, PasswordSourcesComeInTheirOrder) {
   const std::string agent = Scratch("Password = from agent \r\nport=1\n");
   EXPECT_THROW((void)Targets("--plugin"), std::runtime_error);  // no prompt in a check
 
+  Write("shared.conf", "[a]\npassword = all a\n[*]\npassword = of all\nport = 7\n");
+  Write(".config/zem/hosts.conf", "[1*]\npassword-file = " + file + "\n");
+  EXPECT_EQ(PasswordFor("-H a"), "all a");
+  EXPECT_EQ(PasswordFor(""), "from file");
+  EXPECT_EQ(Targets("").front().endpoint.port, 7);
+  unsetenv("HOME");
+  EXPECT_EQ(PasswordFor(""), "of all");
+  setenv("HOME", home_.c_str(), 1);
   Write(".config/zem/hosts.conf", "[*]\npassword = from conf\n");
   EXPECT_EQ(PasswordFor(""), "from conf");
   setenv("ZEM_PASSWORD", "from environment", 1);
@@ -73,8 +83,14 @@ TEST_F(TargetsTest, PasswordSourcesComeInTheirOrder) {
 }
 
 TEST_F(TargetsTest, FilesThatOthersHaveAHandInAreRefused) {
+  if (geteuid() == 0) {  // who may give a file to a group
+    EXPECT_EQ(PasswordFor("--password-file " + Scratch("secret\n", 0640)), "secret");
+    EXPECT_THROW((void)Targets("--password-file " + Scratch("secret\n", 0644)), std::runtime_error);
+  }
   for (const unsigned mode : {0640U, 0604U, 0620U, 0602U}) {
     const std::string file = Scratch("secret\n", mode);
+    (void)!chown(file.c_str(), geteuid() == 0 ? 65534 : geteuid(), getegid());
+    const AsOrdinaryUser user;
     EXPECT_THROW((void)Targets("--password-file " + file), std::runtime_error) << mode;
     EXPECT_THROW((void)Targets("--hosts-conf " + file), std::runtime_error) << mode;
   }
