@@ -10,7 +10,9 @@ namespace zem::client {
 
 namespace {
 
-constexpr std::string_view kCannotRun = "exec error: ";
+// What may stand in front of them.
+constexpr std::pair<std::string_view, std::string_view> kFronts[] = {
+    {"Script execution error: ", ""}, {"exec error: ", "cannot be run: "}};
 
 // The agent's words, and the system's that it hands on.
 constexpr std::pair<std::string_view, std::string_view> kMeanings[] = {
@@ -31,8 +33,8 @@ constexpr std::pair<std::string_view, std::string_view> kMeanings[] = {
 };
 
 std::string Meaning(std::string_view text) {
-  if (text.starts_with(kCannotRun)) {
-    return "cannot be run: " + Meaning(text.substr(kCannotRun.size()));
+  for (const auto& [front, meaning] : kFronts) {
+    if (text.starts_with(front)) return std::string(meaning) + Meaning(text.substr(front.size()));
   }
   const auto* found = std::find_if(std::begin(kMeanings), std::end(kMeanings),
                                    [text](const auto& each) { return each.first == text; });

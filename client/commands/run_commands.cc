@@ -100,9 +100,14 @@ constexpr Argument kScriptArguments[] = {
 };
 
 constexpr int64_t kLargestScript = 8 * 1024 * 1024;
+constexpr int64_t kMostLines = 1'000'000;
+
+// No reply tells a script's exit status, so a shell says it in a last line of the output.
+constexpr const char* kTellingShell = R"(/bin/sh -c '"$@"; s=$?; echo; echo zemexit:$s' sh )";
+constexpr std::string_view kExitMark = "zemexit:";
 
 std::string CheckedTemplate(const Arguments& arguments, std::string_view script) {
-  if (!arguments.Has("template")) return TemplateFor(script);
+  if (!arguments.Has("template")) return kTellingShell + TemplateFor(script);
   std::string line = arguments.Text("template");
   OvString lower(line);
   lower.LowerCase();
@@ -117,13 +122,13 @@ std::string CheckedTemplate(const Arguments& arguments, std::string_view script)
 }
 
 Plan BuildScript(const Arguments& arguments) {
-  constexpr int64_t kMostLines = 1'000'000;
   Plan plan;
   const std::string script = ReadLocalFile(arguments.Text("file"), kLargestScript);
   const std::string line = CheckedTemplate(arguments, script);
   const std::string params = QuoteWords(arguments.All("params"));
   CheckCommandLine(line + ' ' + params);
   const int64_t seconds = SecondsOf(arguments);
+  const int64_t lines = arguments.Int("lines", 0, 0, kMostLines);
   WarnOfEscapes(script, "the script", &plan.warnings);
   WarnOfEscapes(params, "ARG", &plan.warnings);
   RequestText request("TEST-ShellScript");
@@ -131,7 +136,7 @@ Plan BuildScript(const Arguments& arguments) {
       .EscapedLine(script)
       .EscapedLine(params)
       .Number(seconds)
-      .Number(arguments.Int("lines", 0, 0, kMostLines));
+      .Number(arguments.Has("template") ? lines : kMostLines);
   plan.text = request.Finish();
   plan.agent_time = TimeForLimit(seconds * 1000);
   return plan;
@@ -139,30 +144,74 @@ Plan BuildScript(const Arguments& arguments) {
 
 constexpr std::string_view kResultMark = "scriptres:";
 
+// The script's result and the lines of its output as the agent tells them; cuts off what the shell
+// around it said, its exit status.
+std::optional<int64_t> TakeExitCode(std::string* result, std::vector<std::string_view>* lines) {
+  if (lines->empty() || !lines->back().starts_with(kExitMark)) return std::nullopt;
+  const std::optional<int64_t> code = ParseWhole(lines->back().substr(kExitMark.size()));
+  lines->pop_back();
+  if (result->starts_with(kExitMark)) *result = lines->empty() ? "" : lines->back();
+  return code;
+}
+
 Value ParseScript(const Answer& answer) {
-  const std::string line = UnescapedLine(answer.reply, 1);
+  std::string line = UnescapedLine(answer.reply, 1);
+  const std::string returned = UnescapedLine(answer.reply, 2);
+  std::vector<std::string_view> lines;
+  std::string_view rest = returned;
+  for (std::string_view each; TakePiece(&rest, "\r\n", &each);) lines.push_back(each);
+  const std::optional<int64_t> exit_code = TakeExitCode(&line, &lines);
   const bool marked = EqualsIgnoringCase(line.substr(0, kResultMark.size()), kResultMark);
   const std::string_view text =
       Trimmed(std::string_view(line).substr(marked ? kResultMark.size() : 0));
-  List lines;
-  const std::string returned = UnescapedLine(answer.reply, 2);
-  std::string_view rest = returned;
-  for (std::string_view each; TakePiece(&rest, "\r\n", &each);) lines.push_back(Value::Text(each));
+  List wanted;
+  const auto most = static_cast<size_t>(answer.arguments.Int("lines", 0, 0, kMostLines));
+  for (size_t i = 0; i < std::min(most, lines.size()); ++i) {
+    wanted.push_back(Value::Text(lines[i]));
+  }
   return Value::Of(Record{{"result", Value::Text(text)},
                           {"marked", Value::Flag(marked)},
-                          {"lines", Value::Of(std::move(lines))}});
+                          {"exit_code", exit_code ? Value::Int(*exit_code) : Value()},
+                          {"lines", Value::Of(std::move(wanted))}});
 }
 
-// A result that begins with a number can be judged.
-Verdict CheckScript(const Answer& /*answer*/, const Value& result, const Thresholds& thresholds) {
-  const std::string& text = *result["result"].As<std::string>();
-  double number = 0;
-  const std::string_view word = std::string_view(text).substr(0, text.find_first_of(" \t;,%"));
-  if (ParseDecimal(word, &number)) {
-    return {thresholds.Judge(number), "", {{"result", number, "", thresholds, {}, {}}}};
+// Without thresholds the script is taken for a plugin, as a program is; but what has neither a
+// number nor a mark is no result, it may be the complaint of a shell.
+State StateOfScript(const Value& result, const Verdict& verdict, const Thresholds& thresholds) {
+  if (thresholds.Given()) {
+    return verdict.metrics.empty() ? State::kUnknown
+                                   : thresholds.Judge(verdict.metrics.front().value);
   }
-  if (!thresholds.Given()) return {};
-  return {State::kUnknown, "no number: " + text, {}};
+  if (verdict.metrics.empty() && !*result["marked"].As<bool>()) return State::kUnknown;
+  const int64_t* exit_code = result["exit_code"].As<int64_t>();
+  if (exit_code == nullptr) return State::kOk;
+  return ParseState(std::to_string(*exit_code)).value_or(State::kUnknown);
+}
+
+// A result may begin with a number and bring figures of its own; the first of all is judged.
+Verdict CheckScript(const Answer& /*answer*/, const Value& result, const Thresholds& thresholds) {
+  const std::string_view whole = *result["result"].As<std::string>();
+  const size_t bar = std::min(whole.find('|'), whole.size());
+  const std::string_view text = Trimmed(whole.substr(0, bar));
+  Verdict verdict;
+  verdict.metrics = ReadPerformanceData(whole.substr(std::min(bar + 1, whole.size())));
+  const std::string_view word = text.substr(0, text.find_first_of(" \t;,"));
+  Metric front = {"result", 0, "", {}, {}, {}};
+  if (ReadFigure(word, &front)) verdict.metrics.insert(verdict.metrics.begin(), front);
+  verdict.state = StateOfScript(result, verdict, thresholds);
+  if (thresholds.Given() && !verdict.metrics.empty()) {
+    verdict.metrics.front().thresholds = thresholds;
+    verdict.metrics.front().written.clear();
+  }
+  if (verdict.metrics.empty() && thresholds.Given()) {
+    verdict.text = "no number: ";
+  } else if (verdict.metrics.empty() && !*result["marked"].As<bool>()) {
+    verdict.text = "no number and no \"scriptres:\": ";
+  }
+  verdict.text += text.empty() && !verdict.text.empty() ? "no output" : text;
+  const double exit_code = result["exit_code"].AsNumber();
+  if (exit_code != 0) verdict.text += fmt::format(" (exit status {:.0f})", exit_code);
+  return verdict;
 }
 
 constexpr Command kRunRows[] = {
@@ -192,7 +241,9 @@ constexpr Command kRunRows[] = {
         .check = CheckScript,
         .notes =
             "The result is the first line that begins with \"scriptres:\", or the last line that\n"
-            "is not empty. As a check: -w and -c apply to the number at its front.",
+            "is not empty. As a check: -w and -c apply to the number at its front, or to the "
+            "first\n"
+            "figure behind its \"|\"; without them the exit status is the state.",
     },
 };
 

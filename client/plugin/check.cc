@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "model/decimal.h"
 #include "model/printable.h"
 #include "text/ovstring.h"
 
@@ -32,12 +33,30 @@ std::string Field(const Metric& metric) {
   for (size_t at = 0; (at = label.find('\'', at)) != std::string::npos; at += 2) {
     label.insert(at, 1, '\'');
   }
+  if (!metric.written.empty()) return '\'' + label + "'=" + metric.written;
   std::string text = '\'' + label + "'=" + PlainNumber(metric.value) + metric.unit;
   text += ';' + RangeText(metric.thresholds.warning) + ';' + RangeText(metric.thresholds.critical);
   text += ';' + (metric.least ? PlainNumber(*metric.least) : "");
   text += ';' + (metric.most ? PlainNumber(*metric.most) : "");
   text.erase(text.find_last_not_of(';') + 1);
   return text;
+}
+
+// Takes 'a label' or label off the front, and the "=" behind it; false when there is none.
+bool TakeLabel(std::string_view* text, std::string* label) {
+  const bool quoted = text->starts_with('\'');
+  if (quoted) text->remove_prefix(1);
+  while (!text->empty() && (quoted || text->front() != '=')) {
+    const bool quote = quoted && text->front() == '\'';
+    if (quote) text->remove_prefix(1);
+    if (quote && !text->starts_with('\'')) break;  // the end; two of them are one of the label
+    if (text->empty()) return false;
+    *label += text->front();
+    text->remove_prefix(1);
+  }
+  if (label->empty() || !text->starts_with('=')) return false;
+  text->remove_prefix(1);
+  return true;
 }
 
 std::string WithoutBars(std::string text) {
@@ -89,6 +108,28 @@ std::string PerformanceData(const std::vector<Metric>& metrics) {
     text += Field(metric);
   }
   return text;
+}
+
+bool ReadFigure(std::string_view text, Metric* metric) {
+  static constexpr std::string_view kUnits[] = {"",   "%",  "s",  "ms", "us", "B",
+                                                "KB", "MB", "GB", "TB", "c"};
+  const size_t end = std::min(text.find_first_not_of("+-.0123456789"), text.size());
+  metric->unit = text.substr(end);
+  return std::find(std::begin(kUnits), std::end(kUnits), metric->unit) != std::end(kUnits) &&
+         ParseDecimal(text.substr(0, end), &metric->value);
+}
+
+std::vector<Metric> ReadPerformanceData(std::string_view text) {
+  std::vector<Metric> metrics;
+  while (true) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+    Metric metric;
+    if (!TakeLabel(&text, &metric.label)) return metrics;
+    metric.written = text.substr(0, text.find_first_of(" \t"));
+    text.remove_prefix(metric.written.size());
+    const std::string_view figure = std::string_view(metric.written);
+    if (ReadFigure(figure.substr(0, figure.find(';')), &metric)) metrics.push_back(metric);
+  }
 }
 
 std::string HostLine(std::string_view host, const Verdict& verdict) {

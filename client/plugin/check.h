@@ -41,6 +41,7 @@ struct Metric {
   Thresholds thresholds;
   std::optional<double> least;
   std::optional<double> most;
+  std::string written = {};  // stands behind the label instead of all that; may be empty
 };
 
 struct Verdict {
@@ -53,6 +54,11 @@ struct Verdict {
 
 // 'label'=value[unit];[warn];[crit];[min];[max], as many fields as are needed.
 std::string PerformanceData(const std::vector<Metric>& metrics);
+
+// "85%": a number and a unit of plugins behind it, the text whole; false for any other.
+[[nodiscard]] bool ReadFigure(std::string_view text, Metric* metric);
+// The other way round, as far as it can be read; what stands behind the labels stays as it is.
+std::vector<Metric> ReadPerformanceData(std::string_view text);
 
 // "DISK OK - text | figures", safe to hand on: one line, and "|" only as the separator.
 std::string PluginLine(std::string_view command, const Verdict& verdict);

@@ -142,8 +142,9 @@ TEST(RequestLinesTest, ScriptTravelsEscapedWithATemplateOfItsOwn) {
   const std::string path = Scratch("#!/usr/bin/env python3\r\nprint(1)\n");
   const Plan plan = PlanFor("script --lines 3 --limit 4 " + path + " -- -a 'b c'");
   EXPECT_EQ(plan.text,
-            "TEST-ShellScript\n/usr/bin/env python3 %script% %params%\n"
-            "#!/usr/bin/env python3%0D%0Aprint(1)%0A\n-a 'b c'\n4\n3\n\r");
+            "TEST-ShellScript\n/bin/sh -c '\"$@\"; s=$?; echo; echo zemexit:$s' sh "
+            "/usr/bin/env python3 %script% %params%\n"
+            "#!/usr/bin/env python3%0D%0Aprint(1)%0A\n-a 'b c'\n4\n1000000\n\r");
   EXPECT_TRUE(plan.warnings.empty());
   EXPECT_EQ(PlanFor("script " + Scratch("printf %0A")).warnings.size(), 1U);
 

@@ -117,7 +117,7 @@ TEST_F(Zemctl, EverySubcommandInEveryForm) {
       {"run sh -c 'exit 7'", 0, "exit code  7", "{\"exit_code\":7,\"waited\":true}"},
       {"run /nonexistent", 1, "exec error: No such file", ""},
       {"script $D/script --lines 1 -- 'a b' c", 0, "42 c",
-       "{\"result\":\"42 c\",\"marked\":true,\"lines\":[\"first a b\"]}"},
+       "{\"result\":\"42 c\",\"marked\":true,\"exit_code\":0,\"lines\":[\"first a b\"]}"},
       {"exec --dir $D 'touch touched'", 0, "exit code  0", "\"exit_code\":0"},
       {"syslog 127.0.0.1 hello --server-port 9", 0, "has been sent", "\"message\":"},
       {"send 127.0.0.1 9 hello --udp", 0, "Data has been sent", "\"message\":"},
