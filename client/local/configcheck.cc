@@ -78,7 +78,7 @@ bool Load(const std::string& path, Settings* settings, Findings* findings) {
                          fmt::format("{} is no port: the agent cannot listen", settings->port)});
     return false;
   }
-  return loaded;
+  return loaded && InspectListener(*settings, findings);
 }
 
 std::string FindingsText(const Findings& findings, const std::string& path, const Style& style) {
@@ -120,7 +120,9 @@ LocalResult Configcheck(const Arguments& arguments) {
   };
   // A file that cannot be opened has no lines to look at.
   if (access(path.c_str(), R_OK) == 0) {
-    InspectLines(ReadSecretFile(path, Privacy::kAnyMode).View(), &findings);
+    const Secret text = ReadSecretFile(path, Privacy::kAnyMode);
+    InspectLines(text.View(), &findings);
+    InspectMissing(text.View(), &findings);
     InspectSettings(settings, &findings);
     InspectFiles(settings, &findings);
   }

@@ -29,6 +29,12 @@ using Findings = std::vector<Finding>;
 // The lines by themselves: unknown keys, switches that are silently off, odd numbers, double keys.
 void InspectLines(std::string_view text, Findings* findings);
 
+// Keys that the file lacks, where the program's default allows more than the sample does.
+void InspectMissing(std::string_view text, Findings* findings);
+
+// Whether the agent could listen where the settings say, on this machine.
+[[nodiscard]] bool InspectListener(const Settings& settings, Findings* findings);
+
 // The settings together, as they are after a load: filter, lists, password, risky switches.
 void InspectSettings(const Settings& settings, Findings* findings);
 

@@ -55,11 +55,12 @@ class FileInspector {
 
   void InspectScript(const char* key, const OvString& path) {
     InspectProgram(key, path);
-    if (path.View().find_first_of(" \t\"'$`;&|<>()*?") != std::string_view::npos) {
-      Add(Severity::kWarning, key,
-          "blanks and shell characters in the path split it, and a script "
-          "takes no arguments here");
-    }
+    InspectCharacters(key, path, "split it, and a script takes no arguments here");
+  }
+
+  void InspectCharacters(const char* key, const OvString& path, const char* effect) {
+    if (path.View().find_first_of(" \t\"'\\$`;&|<>()[]*?#~!") == std::string_view::npos) return;
+    Add(Severity::kWarning, key, fmt::format("blanks and shell characters in the path {}", effect));
   }
 
   void InspectTempDir(const OvString& path) {
@@ -118,6 +119,9 @@ void InspectFiles(const Settings& settings, Findings* findings) {
   if (!settings.zempath.IsEmpty() && settings.zempath.View().front() == '/') {
     inspector.InspectProgram("zempath", settings.zempath);
   }
+  inspector.InspectCharacters("zempath", settings.zempath, "keep upgrades from being installed");
+  inspector.InspectCharacters("tmpdir", settings.tmp_dir,
+                              "keep process checks and upgrades from working");
   inspector.InspectScript("proccntscript", settings.proc_cnt_script);
   inspector.InspectScript("proclistscript", settings.proc_list_script);
   inspector.InspectScript("cpuusagescript", settings.cpu_usage_script);

@@ -143,4 +143,21 @@ void InspectLines(std::string_view text, Findings* findings) {
   }
 }
 
+void InspectMissing(std::string_view text, Findings* findings) {
+  static constexpr std::pair<std::string_view, const char*> kKeys[] = {
+      {"filteractive", "0"}, {"allowupdates", "1"}, {"external", "1"}, {"shellscript", "1"}};
+  const FilePtr file(OpenText(text));
+  std::vector<std::string> found;
+  ConfigLine parsed;
+  for (OvString line; file && ReadConfigLine(file.get(), &line); line.Wipe()) {
+    if (ParseConfigLine(line, &parsed)) found.emplace_back(parsed.key.View());
+  }
+  for (const auto& [key, value] : kKeys) {
+    if (std::find(found.begin(), found.end(), key) != found.end()) continue;
+    findings->push_back({Severity::kNote, 0, std::string(key),
+                         fmt::format("not in the file, so it is {}; the sample has {}={}", value,
+                                     key, *value == '1' ? 0 : 1)});
+  }
+}
+
 }  // namespace zem::client

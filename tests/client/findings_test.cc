@@ -138,6 +138,18 @@ TEST(ConfigcheckTest, ExitCodesModesAndNoTraces) {
   EXPECT_EQ(RunClient("configcheck " + Scratch(good + "port=70000\n")).exit_code, 0);
   EXPECT_EQ(RunClient("configcheck " + Scratch("port=70000\n" + good)).exit_code, 2);
   EXPECT_EQ(RunClient("configcheck /nonexistent").exit_code, 2);
+  const std::pair<const char*, const char*> settings[] = {
+      {"host=192.0.2.1\n", "error: host: 192.0.2.1 is no address of this machine"},
+      {"host=::1\n", "error: host: ::1 cannot be resolved"},
+      {"tmpdir=/tmp/a b\n", "warning: tmpdir: blanks and shell characters"},
+      {"zempath=/bin/s'h\n", "warning: zempath: blanks and shell characters"},
+      {"external=0\n", "note: shellscript: not in the file, so it is 1; the sample has"},
+  };
+  for (const auto& [line, found] : settings) {
+    const ClientRun run = RunClient("configcheck " + Scratch(good + line));
+    EXPECT_NE(run.out.find(found), std::string::npos) << run.out;
+    EXPECT_EQ(run.exit_code == 2, *found == 'e' || *line == 'z') << run.out;
+  }
   const ClientRun json = RunClient("-o json configcheck /nonexistent");
   EXPECT_NE(json.out.find("\"loads\": false"), std::string::npos);
   const std::string before = getenv("TMPDIR") == nullptr ? "(none)" : getenv("TMPDIR");
