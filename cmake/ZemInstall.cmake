@@ -55,17 +55,23 @@ install(FILES ${ZEM_OUT}/libexec/zem-proclist ${ZEM_OUT}/libexec/zem-cpuusage
   DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/zem COMPONENT zem-agent)
 install(FILES ${ZEM_ROOT}/man/zem.8
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT zem-agent)
+
+# ---- The papers lie as they do in the tree: they refer to one another. The client's manual refers to
+# them too, and the package of the agent brings that of the client along.
+set(papers zem-agent)
+if(TARGET zemctl)
+  set(papers zem-client)
+endif()
 install(FILES ${ZEM_ROOT}/man/zem.cfg.5 ${ZEM_ROOT}/man/zem-scripts.5
-  DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT zem-agent)
-# The papers lie as they do in the tree: they refer to one another.
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT ${papers})
 install(FILES ${ZEM_ROOT}/README.md ${ZEM_ROOT}/SECURITY.md ${ZEM_ROOT}/CHANGELOG.md
-  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT zem-agent)
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT ${papers})
 install(FILES ${ZEM_ROOT}/docs/architecture.md ${ZEM_ROOT}/docs/protocol.md
               ${ZEM_ROOT}/docs/security.md ${ZEM_ROOT}/docs/troubleshooting.md
               ${ZEM_ROOT}/docs/performance.md ${ZEM_ROOT}/docs/monitoring.md
-  DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT zem-agent)
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT ${papers})
 install(FILES ${ZEM_ROOT}/docs/pictures/prometheus-console.png
-  DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs/pictures COMPONENT zem-agent)
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs/pictures COMPONENT ${papers})
 
 # ---- The client; check_zem is the same program under the name that makes it a plugin.
 if(TARGET zemctl)
@@ -78,6 +84,14 @@ if(TARGET zemctl)
   install(FILES ${completions}/zemctl.fish
     DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT zem-client)
   install(FILES ${completions}/_zemctl DESTINATION ${ZEM_ZSHDIR} COMPONENT zem-client)
+  # bash and fish look for a file of the command's own name.
+  file(MAKE_DIRECTORY ${ZEM_OUT}/links/bash)
+  file(CREATE_LINK zemctl ${ZEM_OUT}/links/bash/check_zem SYMBOLIC)
+  file(CREATE_LINK zemctl.fish ${ZEM_OUT}/links/check_zem.fish SYMBOLIC)
+  install(FILES ${ZEM_OUT}/links/bash/check_zem
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT zem-client)
+  install(FILES ${ZEM_OUT}/links/check_zem.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT zem-client)
   install(DIRECTORY ${ZEM_ROOT}/client/checks DESTINATION ${CMAKE_INSTALL_DATADIR}/zem
     COMPONENT zem-client)
   file(RELATIVE_PATH client_from_plugins
