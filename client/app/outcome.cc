@@ -67,7 +67,13 @@ void ReadReplyText(const Options& options, Outcome* outcome) {
   outcome->summary = command.summarise(answer, outcome->result);
   if (options.plugin) {
     outcome->verdict = command.check(answer, outcome->result, options.thresholds);
-    if (outcome->verdict.text.empty()) outcome->verdict.text = outcome->summary;
+    std::string& text = outcome->verdict.text;
+    if (text.empty()) text = outcome->summary;
+    // A ready check has its name in front of the line.
+    const std::string subject = SubjectOf(command, options.arguments);
+    if (outcome->verdict.name.empty() && text.find(subject) == std::string::npos) {
+      text = subject + ": " + text;
+    }
   }
 }
 

@@ -41,8 +41,10 @@ std::string Meaning(std::string_view text) {
   return std::string(found == std::end(kMeanings) ? text : found->second);
 }
 
-// The form with the arguments it names: "{host}:{port}".
-std::string Subject(std::string_view form, const Arguments& arguments) {
+}  // namespace
+
+std::string SubjectOf(const Command& command, const Arguments& arguments) {
+  std::string_view form = command.subject;
   std::string subject;
   for (size_t open = 0; (open = form.find('{')) != std::string_view::npos;) {
     const size_t end = form.find('}', open);
@@ -52,8 +54,6 @@ std::string Subject(std::string_view form, const Arguments& arguments) {
   }
   return subject.append(form);
 }
-
-}  // namespace
 
 std::string RefusalText(const Reply& reply) {
   const std::string message = reply.Message();
@@ -69,7 +69,7 @@ std::string RefusalMeaning(const Command& command, const Arguments& arguments, c
   }
   if (text.empty()) text = Meaning(reply.Message());
   if (text.empty()) text = reply.status ? StatusMeaning(*reply.status) : "an empty reply";
-  const std::string subject = Subject(command.subject, arguments);
+  const std::string subject = SubjectOf(command, arguments);
   return subject.empty() ? text : subject + ": " + text;
 }
 

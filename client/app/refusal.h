@@ -14,7 +14,9 @@ namespace zem::client {
 
 // The status and the agent's words.
 std::string RefusalText(const Reply& reply);
-// What was asked, and why there is no answer, in the words of this side.
+// What a check was asked about, such as "web1:25"; may be empty.
+std::string SubjectOf(const Command& command, const Arguments& arguments);
+// That, and why there is no answer, in the words of this side.
 std::string RefusalMeaning(const Command& command, const Arguments& arguments, const Reply& reply);
 // Names the configuration key behind a refusal, where there is one.
 std::string HintFor(const Command& command, const Reply& reply);

@@ -95,7 +95,7 @@ struct Command {
   // The configuration keys that have to be on, for the hint at a refusal; empty = none.
   const char* switch_keys = "";
   std::span<const Argument> arguments = {};
-  // What a check that fails names: arguments in braces, "{host}:{port}".
+  // What the text of a check names: arguments in braces, "{host}:{port}".
   const char* subject = "";
   Plan (*build)(const Arguments& arguments);
   // Reads a "200".

@@ -189,6 +189,7 @@ TEST_F(Zemctl, ChecksAnswerInOneLineAndAState) {
       {"count $D/folder -w 1", 1, "2 files"},
       {"disk $D/nowhere", 2, "DISK CRITICAL - $D/nowhere: no such file\n"},
       {"du $D/nowhere", 3, "$D/nowhere: no such folder"},
+      {"compare $D/ten $D/digits", 2, "$D/ten, $D/digits: the files differ\n"},
       {"ls $D/nowhere -w 30", 3, "$D/nowhere: no such folder"},
       {"ls $D/folder '*.log' -w 0", 1, "1 entries in"},
       {"tcp 127.0.0.1 1 --limit 2", 2, "127.0.0.1:1: refused or unreachable\n"},
