@@ -10,9 +10,9 @@
 
 namespace zem::client {
 
-// One outcome a target, in the order of the targets.
-std::vector<Outcome> AskAll(const std::vector<Target>& targets, const Plan& plan,
-                            const Options& options);
+// Asks, prints, and does so again for as long as options.watch says. The exit status; when the
+// person interrupts it, the process ends here, with what has arrived printed.
+int AskFleet(const std::vector<Target>& targets, const Plan& plan, const Options& options);
 
 }  // namespace zem::client
 

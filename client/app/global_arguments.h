@@ -22,6 +22,7 @@ inline constexpr Argument kGlobalArguments[] = {
      "seconds for one host (15), and the state of a check that runs out of them"},
     {"source", "--source", kOption, "ADDR", "local address to ask from"},
     {"parallel", "--parallel", kOption, "N", "hosts asked at the same time (16)"},
+    {"watch", "--watch", kOption, "SECONDS", "ask again each SECONDS, until interrupted"},
     {"output", "-o,--output", kOption, "FORM", "table, json or raw", kForms},
     {"password-file", "--password-file", kOption, "FILE",
      "password in the first line of a file; - = stdin", kLocalFile},

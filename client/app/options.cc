@@ -33,6 +33,7 @@ struct Texts {
   std::string timeout;
   std::string output = "table";
   std::string parallel;
+  std::string watch;
   std::string warning;
   std::string critical;
 };
@@ -64,23 +65,13 @@ void ExplainLeftOver(const std::string& option, bool plugin) {
 
 void AddGlobalOptions(CLI::App* app, Options* options, Texts* texts) {
   // In the order of the table.
-  const std::variant<std::string*, bool*> targets[] = {&texts->hosts,
-                                                       &options->hosts_file,
-                                                       &texts->port,
-                                                       &texts->timeout,
-                                                       &options->source,
-                                                       &texts->parallel,
-                                                       &texts->output,
-                                                       &options->password_file,
-                                                       &options->agent_config,
-                                                       &options->hosts_conf,
-                                                       &options->no_password,
-                                                       &options->verbose,
-                                                       &options->quiet,
-                                                       &options->plugin,
-                                                       &texts->warning,
-                                                       &texts->critical,
-                                                       &options->unreachable_is_unknown};
+  const std::variant<std::string*, bool*> targets[] = {
+      &texts->hosts,          &options->hosts_file, &texts->port,
+      &texts->timeout,        &options->source,     &texts->parallel,
+      &texts->watch,          &texts->output,       &options->password_file,
+      &options->agent_config, &options->hosts_conf, &options->no_password,
+      &options->verbose,      &options->quiet,      &options->plugin,
+      &texts->warning,        &texts->critical,     &options->unreachable_is_unknown};
   static_assert(std::size(targets) == std::size(kGlobalArguments));
   for (size_t i = 0; i < std::size(targets); ++i) {
     const Argument& argument = kGlobalArguments[i];
@@ -285,6 +276,7 @@ void CheckOptions(const Texts& texts, bool wants_plugin, Options* options) {
   }
   if (!texts.port.empty()) options->port = NumberOption("port", texts.port, 65535);
   if (!texts.parallel.empty()) options->parallel = NumberOption("parallel", texts.parallel, 256);
+  if (!texts.watch.empty()) options->watch = NumberOption("watch", texts.watch, 604800);
   if (!texts.timeout.empty()) TakeTimeout(texts.timeout, options);
   if (texts.output == "json") {
     options->output = Output::kJson;
@@ -294,6 +286,9 @@ void CheckOptions(const Texts& texts, bool wants_plugin, Options* options) {
     throw std::invalid_argument("-o: \"" + texts.output + "\" is not table, json or raw");
   }
   if (options->output != Output::kTable) options->plugin = wants_plugin;
+  if (options->watch > 0 && (options->plugin || options->command == nullptr)) {
+    throw std::invalid_argument("--watch is for what asks agents, and not for checks");
+  }
   TakeThresholds(texts, options);
   if (options->plugin && (options->command == nullptr || options->command->check == nullptr)) {
     throw std::invalid_argument("this subcommand is no check");

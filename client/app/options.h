@@ -28,6 +28,8 @@ inline constexpr int kExitClosed = 4;        // closed without a whole reply
 inline constexpr int kExitRefused = 5;       // switched off in the agent's configuration
 inline constexpr int kExitBadRequest = 6;    // not understood, or a reply that is not understood
 
+inline constexpr int kExitInterrupted = 130;
+
 inline constexpr int kDefaultPort = 1055;
 
 struct Options {
@@ -38,6 +40,7 @@ struct Options {
   std::optional<int> port;
   std::string source;
   int parallel = 16;
+  int watch = 0;  // seconds; 0 = once
   // Who.
   std::string password_file;
   std::string agent_config;

@@ -116,10 +116,6 @@ Outcome AskHost(const Target& target, const Plan& plan, const Options& options) 
     outcome.exit_code = ExitFor(outcome.failure);
     outcome.verdict = {StateFor(outcome.failure, options), outcome.summary, {}};
   }
-  if (options.plugin && outcome.verdict.state != State::kOk && !outcome.hint.empty() &&
-      outcome.verdict.text.find(outcome.hint) == std::string::npos) {
-    outcome.verdict.text += " (" + outcome.hint + ")";
-  }
   return outcome;
 }
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <set>
 
 #include <fmt/format.h>
 
@@ -44,34 +45,7 @@ std::string Sizes(const Outcome& outcome) {
       exchange.ConnectedMillis(), exchange.ElapsedMillis());
 }
 
-// The short word for a row: the status, or the kind of failure.
-Cell StatusCell(const Outcome& outcome) {
-  if (outcome.failure) return {FailureName(outcome.failure.kind), Tone::kBad, false};
-  if (outcome.IsDone()) return {"ok", Tone::kGood, false};
-  const auto& status = outcome.reply.status;
-  return {status ? std::to_string(*status) : "none", Tone::kWarning, false};
-}
-
-std::string HostTable(const std::vector<Outcome>& outcomes, const Style& style) {
-  std::vector<std::vector<Cell>> rows;
-  for (const Outcome& outcome : outcomes) {
-    std::string answer = Printable(outcome.summary);
-    if (!outcome.hint.empty()) answer += " (" + Printable(outcome.hint) + ")";
-    rows.push_back({{Printable(outcome.name)},
-                    StatusCell(outcome),
-                    {ReadableMillis(outcome.exchange.ElapsedMillis()), Tone::kPlain, true},
-                    {std::move(answer)}});
-  }
-  return Columned({"HOST", "STATUS", "TIME", "ANSWER"}, rows, style);
-}
-
-void ReportTable(const std::vector<Outcome>& outcomes, const Style& out, const Style& err,
-                 Report* report) {
-  if (outcomes.size() > 1) {
-    report->out = HostTable(outcomes, out);
-    return;
-  }
-  const Outcome& outcome = outcomes.front();
+void ReportTable(const Outcome& outcome, const Style& out, const Style& err, Report* report) {
   if (!outcome.IsDone()) {
     report->err += Complaint(outcome, err);
     return;
@@ -81,13 +55,14 @@ void ReportTable(const std::vector<Outcome>& outcomes, const Style& out, const S
   if (report->out.empty()) report->out = Printable(outcome.summary) + '\n';
 }
 
-void ReportJson(const std::vector<Outcome>& outcomes, const Options& options, Report* report) {
-  if (outcomes.size() == 1) {
+void ReportJson(const std::vector<Outcome>& outcomes, size_t asked, const Options& options,
+                Report* report) {
+  if (asked == 1) {
     report->out = ToJson(OutcomeValue(outcomes.front(), *options.command)) + '\n';
     return;
   }
   List list;
-  bool ok = true;
+  bool ok = outcomes.size() == asked;
   for (const Outcome& outcome : outcomes) {
     ok = ok && outcome.IsDone();
     list.push_back(OutcomeValue(outcome, *options.command));
@@ -98,9 +73,10 @@ void ReportJson(const std::vector<Outcome>& outcomes, const Options& options, Re
                 '\n';
 }
 
-void ReportRaw(const std::vector<Outcome>& outcomes, const Style& err, Report* report) {
+void ReportRaw(const std::vector<Outcome>& outcomes, size_t asked, const Style& err,
+               Report* report) {
   for (const Outcome& outcome : outcomes) {
-    if (outcomes.size() > 1) report->out += fmt::format("==> {} <==\n", Printable(outcome.name));
+    if (asked > 1) report->out += fmt::format("==> {} <==\n", Printable(outcome.name));
     if (outcome.failure) report->err += Complaint(outcome, err);
     report->out += RawText(outcome);
   }
@@ -110,35 +86,51 @@ std::string NameOf(const Verdict& verdict, const Options& options) {
   return verdict.name.empty() ? options.command->name : verdict.name;
 }
 
+// The verdict with its hint, where it needs one and nobody has been told yet.
+Verdict Hinted(const Outcome& outcome, std::set<std::string>* told) {
+  Verdict verdict = outcome.verdict;
+  if (verdict.state != State::kOk && !outcome.hint.empty() &&
+      verdict.text.find(outcome.hint) == std::string::npos && told->insert(outcome.hint).second) {
+    verdict.text += " (" + outcome.hint + ")";
+  }
+  return verdict;
+}
+
 Report PluginReport(const std::vector<Outcome>& outcomes, const Options& options) {
   Report report;
-  State worst = State::kOk;
-  for (const Outcome& outcome : outcomes) worst = Worse(worst, outcome.verdict.state);
-  report.exit_code = static_cast<int>(worst);
-  if (outcomes.size() == 1 && !outcomes.front().verdict.whole.empty()) {
-    const std::string& whole = outcomes.front().verdict.whole;
-    report.out = isatty(STDOUT_FILENO) == 1 ? PrintableLines(whole) : whole;
-    return report;
-  }
+  std::set<std::string> told;
+  const Verdict& first = outcomes.front().verdict;
   if (outcomes.size() == 1) {
-    report.out =
-        PluginLine(NameOf(outcomes.front().verdict, options), outcomes.front().verdict) + '\n';
+    report.exit_code = static_cast<int>(first.state);
+    if (first.whole.empty()) {
+      report.out = PluginLine(NameOf(first, options), Hinted(outcomes.front(), &told)) + '\n';
+    } else {
+      report.out = isatty(STDOUT_FILENO) == 1 ? PrintableLines(first.whole) : first.whole;
+    }
     return report;
   }
   Verdict all;
-  all.state = worst;
-  size_t fine = 0;
   std::string rows;
+  // The worst first: who is told of it by a short message reads no further.
+  for (const State state : {State::kCritical, State::kWarning, State::kUnknown, State::kOk}) {
+    for (const Outcome& outcome : outcomes) {
+      if (outcome.verdict.state == state) {
+        rows += HostLine(outcome.name, Hinted(outcome, &told)) + '\n';
+      }
+    }
+  }
+  size_t fine = 0;
   for (const Outcome& outcome : outcomes) {
+    all.state = Worse(all.state, outcome.verdict.state);
     fine += outcome.verdict.state == State::kOk;
     for (Metric metric : outcome.verdict.metrics) {
       metric.label = outcome.name + ' ' + metric.label;
       all.metrics.push_back(std::move(metric));
     }
-    rows += HostLine(outcome.name, outcome.verdict) + '\n';
   }
+  report.exit_code = static_cast<int>(all.state);
   all.text = fmt::format("{} of {} hosts OK", fine, outcomes.size());
-  report.out = PluginLine(NameOf(outcomes.front().verdict, options), all) + '\n' + rows;
+  report.out = PluginLine(NameOf(first, options), all) + '\n' + rows;
   return report;
 }
 
@@ -163,20 +155,20 @@ Value OutcomeValue(const Outcome& outcome, const Command& command) {
   });
 }
 
-Report MakeReport(const std::vector<Outcome>& outcomes, const Options& options, const Style& out,
-                  const Style& err) {
+Report MakeReport(const std::vector<Outcome>& outcomes, size_t asked, const Options& options,
+                  const Style& out, const Style& err) {
   if (options.plugin) return PluginReport(outcomes, options);
   Report report;
   report.exit_code = WorstExit(outcomes);
   switch (options.output) {
     case Output::kTable:
-      ReportTable(outcomes, out, err, &report);
+      if (asked == 1) ReportTable(outcomes.front(), out, err, &report);
       break;
     case Output::kJson:
-      ReportJson(outcomes, options, &report);
+      ReportJson(outcomes, asked, options, &report);
       break;
     case Output::kRaw:
-      ReportRaw(outcomes, err, &report);
+      ReportRaw(outcomes, asked, err, &report);
       break;
   }
   if (options.quiet) report.out.clear();

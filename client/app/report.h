@@ -20,8 +20,10 @@ struct Report {
   int exit_code = 0;
 };
 
-Report MakeReport(const std::vector<Outcome>& outcomes, const Options& options, const Style& out,
-                  const Style& err);
+// Of those that were asked the ones that have answered. Rows of many hosts are no part of it: see
+// fleet_view.h.
+Report MakeReport(const std::vector<Outcome>& outcomes, size_t asked, const Options& options,
+                  const Style& out, const Style& err);
 
 // One outcome as the object that programs read.
 Value OutcomeValue(const Outcome& outcome, const Command& command);

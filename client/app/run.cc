@@ -42,13 +42,12 @@ int RunLocal(const Options& options) {
 }
 
 // A transfer to one host shows how far it is, to a person at a terminal.
-std::vector<Outcome> AskWithProgress(const std::vector<Target>& targets, Plan* plan,
-                                     const Options& options) {
+Outcome AskWithProgress(const Target& target, Plan* plan, const Options& options) {
   ProgressBar bar;
-  if (targets.size() == 1 && !options.plugin && !options.quiet && isatty(STDERR_FILENO) == 1) {
+  if (!options.plugin && !options.quiet && isatty(STDERR_FILENO) == 1) {
     plan->progress = [&bar](size_t sent, size_t total) { bar.Update(sent, total); };
   }
-  return AskAll(targets, *plan, options);
+  return AskHost(target, *plan, options);
 }
 
 int RunRemote(const Options& options) {
@@ -64,8 +63,10 @@ int RunRemote(const Options& options) {
     }
   }
   const std::vector<Target> targets = FindTargets(options);
-  const Report report = MakeReport(AskWithProgress(targets, &plan, options), options,
-                                   Style::For(STDOUT_FILENO), Style::For(STDERR_FILENO));
+  if (targets.size() > 1 || options.watch > 0) return AskFleet(targets, plan, options);
+  const Report report =
+      MakeReport({AskWithProgress(targets.front(), &plan, options)}, targets.size(), options,
+                 Style::For(STDOUT_FILENO), Style::For(STDERR_FILENO));
   fwrite(report.out.data(), 1, report.out.size(), stdout);
   fwrite(report.err.data(), 1, report.err.size(), stderr);
   return report.exit_code;

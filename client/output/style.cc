@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "output/style.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 
 #include <fmt/color.h>
+
+#include "output/terminal.h"
 
 namespace zem::client {
 
 Style Style::For(int descriptor) {
   const char* unwanted = getenv("NO_COLOR");
-  const char* terminal = getenv("TERM");
-  const bool able = terminal != nullptr && std::string_view(terminal) != "dumb";
-  return Style(able && (unwanted == nullptr || *unwanted == '\0') && isatty(descriptor) == 1);
+  return Style((unwanted == nullptr || *unwanted == '\0') && Terminal::Of(descriptor));
 }
 
 std::string Style::operator()(Tone tone, std::string_view text) const {

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
+#include "model/pieces.h"
 #include "model/printable.h"
 #include "output/units.h"
 
@@ -71,22 +73,21 @@ std::string ReadableList(const List& list, const Style& style) {
     for (const Value& item : list) text += ReadableLeaf(item) + '\n';
     return text;
   }
-  std::vector<std::string> header;
+  std::vector<Row> rows(1);
   std::vector<bool> shown;
   for (const auto& member : *first) {
     shown.push_back(SaysSomething(list, member.first));
-    if (shown.back()) header.push_back(Label(member.first, *first));
+    if (shown.back()) rows[0].push_back({Label(member.first, *first)});
   }
-  std::vector<std::vector<Cell>> rows;
   for (const Value& item : list) {
-    std::vector<Cell>& row = rows.emplace_back();
+    Row& row = rows.emplace_back();
     size_t column = 0;
     for (const auto& [name, value] : *item.As<Record>()) {
       if (!shown[column++]) continue;
       row.push_back({ReadableLeaf(value), Tone::kPlain, IsFigure(value)});
     }
   }
-  return Columned(header, rows, style);
+  return Columned(std::move(rows), style);
 }
 
 bool IsFlatList(const Value& value) {
@@ -100,6 +101,24 @@ std::string Joined(const List& list) {
     text += ReadableLeaf(item);
   }
   return text;
+}
+
+// What begins at `column` and goes on below itself, between words, where there is no room left.
+std::string Folded(std::string_view text, size_t column, size_t room) {
+  std::string folded;
+  size_t at = column;
+  for (std::string_view word; TakePiece(&text, " ", &word);) {
+    if (at > column && at + 1 + Columns(word) > room) {
+      folded += '\n' + std::string(column, ' ');
+      at = column;
+    } else if (!folded.empty()) {
+      folded += ' ';
+      ++at;
+    }
+    folded += word;
+    at += Columns(word);
+  }
+  return folded;
 }
 
 struct Line {
@@ -127,33 +146,53 @@ void AppendLines(const Record& record, const std::string& prefix, std::vector<Li
 
 }  // namespace
 
-std::string Columned(const std::vector<std::string>& header,
-                     const std::vector<std::vector<Cell>>& rows, const Style& style) {
-  std::vector<size_t> widths;
-  for (const std::string& title : header) widths.push_back(Columns(title));
-  for (const std::vector<Cell>& row : rows) {
-    for (size_t i = 0; i < row.size() && i < widths.size(); ++i) {
+std::vector<size_t> Widths(const std::vector<Row>& rows) {
+  std::vector<size_t> widths(rows.front().size());
+  for (const Row& row : rows) {
+    for (size_t i = 0; i < std::min(row.size(), widths.size()); ++i) {
       widths[i] = std::max(widths[i], Columns(row[i].text));
     }
   }
-  const auto append_row = [&](const std::vector<Cell>& row, std::string* text) {
-    for (size_t i = 0; i < row.size() && i < widths.size(); ++i) {
-      const std::string padding = Padding(Columns(row[i].text), widths[i]);
-      if (i > 0) *text += "  ";
-      if (row[i].right) *text += padding;
-      *text += style(row[i].tone, row[i].text);
-      if (!row[i].right && i + 1 < row.size()) *text += padding;
-    }
-    *text += '\n';
-  };
+  return widths;
+}
+
+std::string RowText(const Row& row, const std::vector<size_t>& widths, const Style& style,
+                    size_t room) {
+  constexpr size_t kGap = 2;
+  constexpr size_t kLeastRoom = 32;  // for what may be folded
+  size_t ahead = 0;  // of the last one
+  for (size_t i = 0; i + 1 < widths.size(); ++i) ahead += widths[i] + kGap;
   std::string text;
-  std::vector<Cell> titles;
-  for (size_t i = 0; i < header.size(); ++i) {
-    const bool right = !rows.empty() && i < rows[0].size() && rows[0][i].right;
-    titles.push_back({header[i], Tone::kBold, right});
+  size_t at = 0;
+  for (size_t i = 0; i < std::min(row.size(), widths.size()); ++i) {
+    const Cell& cell = row[i];
+    const bool last = i + 1 == row.size();
+    // In a narrow terminal the columns are given up.
+    const size_t least = (last && !cell.right) || ahead > room ? 0 : widths[i];
+    const std::string padding = Padding(Columns(cell.text), least);
+    const size_t width = Columns(cell.text) + padding.size();
+    if (i > 0) {
+      const bool fits = at + kGap + (last ? std::min(width, kLeastRoom) : width) <= room;
+      text += fits ? "  " : "\n  ";
+      at = fits ? at + kGap : kGap;
+    }
+    if (cell.right) text += padding;
+    text += style(cell.tone, last && at + width > room ? Folded(cell.text, at, room) : cell.text);
+    if (!cell.right) text += padding;
+    at += width;
   }
-  append_row(titles, &text);
-  for (const std::vector<Cell>& row : rows) append_row(row, &text);
+  return text + '\n';
+}
+
+std::string Columned(std::vector<Row> rows, const Style& style, size_t room) {
+  Row& header = rows.front();
+  for (size_t i = 0; i < header.size(); ++i) {
+    header[i].tone = Tone::kBold;
+    header[i].right = rows.size() > 1 && i < rows[1].size() && rows[1][i].right;
+  }
+  const std::vector<size_t> widths = Widths(rows);
+  std::string text;
+  for (const Row& row : rows) text += RowText(row, widths, style, room);
   return text;
 }
 

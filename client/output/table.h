@@ -7,6 +7,8 @@
 #ifndef ZEM_CLIENT_OUTPUT_TABLE_H_
 #define ZEM_CLIENT_OUTPUT_TABLE_H_
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,9 +23,18 @@ struct Cell {
   bool right = false;  // aligned
 };
 
-// Columns under a header, two blanks apart; the last one is not padded.
-std::string Columned(const std::vector<std::string>& header,
-                     const std::vector<std::vector<Cell>>& rows, const Style& style);
+using Row = std::vector<Cell>;
+
+// How wide the columns have to be. The first row says how many there are.
+std::vector<size_t> Widths(const std::vector<Row>& rows);
+
+// A line: columns two blanks apart, the last one not padded. What that says beyond `room` columns
+// goes on below it, between words, or below the whole row where little room is left for it.
+std::string RowText(const Row& row, const std::vector<size_t>& widths, const Style& style,
+                    size_t room = SIZE_MAX);
+
+// All of them, the first one bold: it is the header.
+std::string Columned(std::vector<Row> rows, const Style& style, size_t room = SIZE_MAX);
 
 // A command's whole result.
 std::string ReadableResult(const Value& result, const Style& style);

@@ -1,18 +1,22 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The real client asks the real agent: every subcommand, every form of output.
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "checks/system/loopback.h"
 #include "e2e/agent_process.h"
 
 namespace zem::test {
@@ -31,6 +35,38 @@ Answer Shell(const std::string& command) {
   size_t got = 0;
   while ((got = fread(buffer, 1, sizeof(buffer), pipe)) > 0) answer.text.append(buffer, got);
   const int status = pclose(pipe);
+  answer.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return answer;
+}
+
+// Presses Ctrl-C once the program has written `until`, into a pipe or on a terminal.
+Answer Interrupted(const std::string& command, const std::string& until, bool on_terminal) {
+  int ends[2] = {-1, -1};
+  if (on_terminal) {
+    ends[0] = posix_openpt(O_RDWR | O_NOCTTY);
+    EXPECT_TRUE(grantpt(ends[0]) == 0 && unlockpt(ends[0]) == 0);
+    ends[1] = open(ptsname(ends[0]), O_RDWR | O_NOCTTY);
+  } else {
+    EXPECT_EQ(pipe(ends), 0);
+  }
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(ends[1], STDOUT_FILENO);
+    dup2(ends[1], STDERR_FILENO);
+    signal(SIGINT, SIG_DFL);
+    execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), nullptr);
+    _exit(127);
+  }
+  close(ends[1]);
+  Answer answer;
+  bool pressed = false;
+  for (char byte = 0; read(ends[0], &byte, 1) == 1;) {
+    answer.text += byte;
+    if (!pressed && answer.text.ends_with(until)) pressed = kill(child, SIGINT) == 0;
+  }
+  close(ends[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
   answer.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return answer;
 }
@@ -219,6 +255,27 @@ TEST_F(Zemctl, SaysWhyNoReplyCame) {
   const Answer filtered = Shell("ZEM_PASSWORD=x " + plain + " --source 127.0.0.99 ping");
   EXPECT_EQ(filtered.status, 4);
   EXPECT_NE(filtered.text.find("filterlist"), std::string::npos) << filtered.text;
+}
+
+TEST_F(Zemctl, ShowsManyHostsAsTheyAnswerAndWhatThereIsWhenInterrupted) {
+  Start();
+  const Bound refusing(SOCK_STREAM);
+  const Bound silent(SOCK_STREAM);
+  ASSERT_EQ(listen(silent.Fd(), 1), 0);
+  const std::string command = "env TERM=xterm COLUMNS=40 NO_COLOR=1 " + Program("zemctl") +
+                              " --agent-config " + agent_->ConfigPath() + " --watch 1 -t 20 -H " +
+                              Complete("127.0.0.1:$P,127.0.0.1:") + refusing.PortText() +
+                              ",127.0.0.1:" + silent.PortText() + " exists /etc/passwd";
+  const Answer piped = Interrupted(command, "refused", false);
+  const Answer shown = Interrupted(command, "2 of 3", true);
+  const std::string table = shown.text.substr(shown.text.rfind("\033[") + 1);
+  for (const auto& [answer, text] : {std::pair(piped, piped.text), std::pair(shown, table)}) {
+    EXPECT_EQ(answer.status, 130);
+    EXPECT_NE(text.find("1 ok, 1 refused, 1 unanswered"), std::string::npos) << text;
+  }
+  EXPECT_LT(piped.text.find("  ok  "), piped.text.find("  refused  "));  // as they were named
+  EXPECT_GT(table.find("  ok  "), table.find("  refused  ")) << table;   // the failures first
+  EXPECT_NE(table.find("\n  nothing listens on"), std::string::npos) << table;
 }
 
 TEST_F(Zemctl, RestartsUpgradesAndEndsTheAgent) {
