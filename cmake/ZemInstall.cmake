@@ -100,6 +100,20 @@ if(TARGET zemctl)
   file(CREATE_LINK ${client_from_plugins} ${ZEM_OUT}/links/check_zem SYMBOLIC)
   install(FILES ${ZEM_OUT}/links/check_zem
     DESTINATION ${ZEM_PLUGINDIR} COMPONENT zem-client)
+  # Commands for schedulers. Debian's Nagios reads every file of that folder, FreeBSD's none by itself.
+  # Icinga's are no settings: a file of its library is read wherever the settings of a node come from.
+  get_filename_component(plugin ${ZEM_PLUGINDIR}/check_zem ABSOLUTE BASE_DIR ${CMAKE_INSTALL_PREFIX})
+  configure_file(${ZEM_ROOT}/packaging/nagios/zem.cfg.in ${ZEM_OUT}/packaging/nagios/zem.cfg @ONLY)
+  if(NOT CMAKE_SYSTEM_NAME STREQUAL "FreeBSD")
+    set(nagios_place ${CMAKE_INSTALL_FULL_SYSCONFDIR}/nagios-plugins/config RENAME zem.cfg)
+  elseif(ZEM_INSTALL_SERVICE)
+    set(nagios_place ${ZEM_CONFDIR} RENAME nagios.cfg)
+  else()
+    set(nagios_place ${ZEM_CONFDIR} RENAME nagios.cfg.sample)
+  endif()
+  install(FILES ${ZEM_OUT}/packaging/nagios/zem.cfg DESTINATION ${nagios_place} COMPONENT zem-client)
+  install(FILES ${ZEM_ROOT}/packaging/icinga2/zem.conf
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/icinga2/include/plugins-contrib.d COMPONENT zem-client)
 endif()
 
 # ---- The exporter

@@ -58,9 +58,9 @@ set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 
 # The scripts name the folders of this build.
-foreach(script postinst prerm postrm conffiles)
+foreach(script postinst prerm postrm conffiles client/postrm client/conffiles exporter/postinst
+        exporter/prerm exporter/postrm exporter/conffiles)
   configure_file(${deb}/${script}.in ${control}/${script} @ONLY)
-  configure_file(${deb}/exporter/${script}.in ${control}/exporter/${script} @ONLY)
 endforeach()
 
 set(CPACK_DEBIAN_ZEM-AGENT_PACKAGE_NAME zem-agent)
@@ -80,12 +80,16 @@ A fresh installation listens on port 1055, admits connections from this host
 only, has a random password and runs no program that a request names.")
 
 set(CPACK_DEBIAN_ZEM-CLIENT_PACKAGE_NAME zem-client)
+set(CPACK_DEBIAN_ZEM-CLIENT_PACKAGE_SUGGESTS "nagios4 | icinga2")
+set(CPACK_DEBIAN_ZEM-CLIENT_PACKAGE_CONTROL_EXTRA
+  ${control}/client/postrm ${control}/client/conffiles)
 set(CPACK_COMPONENT_ZEM-CLIENT_DESCRIPTION
 "client and monitoring plugin for the zem agent
 zemctl sends any request to a zem agent and prints the reply as a table, as
 JSON or as it is; it manages the agent of this host and explains why a
 connection fails. Under the name check_zem it is a plugin with thresholds and
-performance data for servers that follow the Monitoring Plugins rules.")
+performance data for servers that follow the Monitoring Plugins rules, with
+the definitions of its commands for Nagios and Icinga 2.")
 
 set(CPACK_DEBIAN_ZEM-EXPORTER_PACKAGE_NAME zem-exporter)
 set(CPACK_DEBIAN_ZEM-EXPORTER_PACKAGE_DEPENDS adduser)
