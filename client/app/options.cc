@@ -63,7 +63,18 @@ void ExplainLeftOver(const std::string& option, bool plugin) {
   fmt::print(stderr, "zemctl: warning: {}\n", Printable(text));
 }
 
-void AddGlobalOptions(CLI::App* app, Options* options, Texts* texts) {
+// Whether a word may be this option, alone or among others: "-p 5", "-p5", "-qp5", "--port=5".
+bool MayBeNamed(std::string_view spelling, std::span<const char* const> words) {
+  const size_t dashes = spelling.find("--");
+  const std::string_view name = spelling.substr(dashes);
+  return std::any_of(words.begin(), words.end(), [&](std::string_view word) {
+    if (word.starts_with("--")) return word.starts_with(name);
+    return dashes > 0 && word.starts_with('-') && word.find(spelling[1]) != word.npos;
+  });
+}
+
+void AddGlobalOptions(CLI::App* app, std::span<const char* const> words, bool all, Options* options,
+                      Texts* texts) {
   // In the order of the table.
   const std::variant<std::string*, bool*> targets[] = {
       &texts->hosts,          &options->hosts_file, &texts->port,
@@ -75,6 +86,7 @@ void AddGlobalOptions(CLI::App* app, Options* options, Texts* texts) {
   static_assert(std::size(targets) == std::size(kGlobalArguments));
   for (size_t i = 0; i < std::size(targets); ++i) {
     const Argument& argument = kGlobalArguments[i];
+    if (!all && !MayBeNamed(argument.spelling, words)) continue;
     if (bool* const* flag = std::get_if<bool*>(&targets[i])) {
       app->add_flag(argument.spelling, **flag, argument.help);
     } else {
@@ -130,30 +142,17 @@ CLI::App* AddSubcommand(CLI::App* root, std::string_view name, const char* summa
   return app;
 }
 
-bool IsOneOf(std::string_view word, std::span<const char* const> words) {
-  return std::find(words.begin(), words.end(), word) != words.end();
-}
-
 // The first word of a subcommand's name.
 std::string_view FirstWord(std::string_view name) {
   return name.substr(0, name.find(' '));
 }
 
-// Only the subcommands that the words name, if there is one: all of them together take longer than
-// an exchange. Help and errors about a missing one list them all.
-std::vector<Bound> AddSubcommands(CLI::App* root, std::span<const char* const> words) {
-  const auto is_named = [&](const auto* command) {
-    return IsOneOf(FirstWord(command->name), words);
-  };
-  const auto& commands = CommandTable();
-  const auto& locals = LocalCommandTable();
-  const bool named_only = (std::any_of(commands.begin(), commands.end(), is_named) ||
-                           std::any_of(locals.begin(), locals.end(), is_named)) &&
-                          !IsOneOf("--help", words) && !IsOneOf("-h", words);
-  std::vector<Bound> all;
+std::vector<Bound> AddSubcommands(CLI::App* root, std::span<const char* const> words, bool all) {
+  std::vector<Bound> added;
   const auto add = [&](const auto* command) {
-    if (named_only && !is_named(command)) return;
-    Bound& bound = all.emplace_back();
+    const auto is_named = [&](std::string_view word) { return word == FirstWord(command->name); };
+    if (!all && std::none_of(words.begin(), words.end(), is_named)) return;
+    Bound& bound = added.emplace_back();
     bound.app = AddSubcommand(root, command->name, command->summary);
     if constexpr (std::is_same_v<decltype(command), const Command*>) {
       bound.command = command;
@@ -167,9 +166,9 @@ std::vector<Bound> AddSubcommands(CLI::App* root, std::span<const char* const> w
     bound.app->footer(std::string(notes) + (notes.empty() ? "" : "\n") +
                       "What all subcommands share: zemctl --help");
   };
-  std::for_each(commands.begin(), commands.end(), add);
-  std::for_each(locals.begin(), locals.end(), add);
-  return all;
+  std::for_each(CommandTable().begin(), CommandTable().end(), add);
+  std::for_each(LocalCommandTable().begin(), LocalCommandTable().end(), add);
+  return added;
 }
 
 // An empty word is mostly a macro or a variable that was not set.
@@ -201,7 +200,8 @@ void RefuseEmptyGlobals(const CLI::App& app) {
   for (const Argument& argument : kGlobalArguments) {
     const std::string_view name = argument.name;
     if (argument.kind != kOption || name == "warning" || name == "critical") continue;
-    RefuseEmpty(argument.spelling, *app.get_option("--" + std::string(name)));
+    const CLI::Option* option = app.get_option_no_throw("--" + std::string(name));
+    if (option != nullptr) RefuseEmpty(argument.spelling, *option);
   }
 }
 
@@ -305,19 +305,17 @@ void ReportUsage(const Options& options, std::string_view text) {
   }
 }
 
-}  // namespace
-
-bool IsPluginName(std::string_view program) {
-  return ExtractFileName(program).View().starts_with("check_zem");
-}
-
-std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* options) {
+// With `all` the parser knows every option and subcommand, as it has to for help and for what it
+// says of an error. To know only those that the words may name is enough for a line without a
+// fault, and spares most of the time until the request is sent.
+std::optional<int> Parse(int argc, const char* const* argv, bool all, Options* options) {
+  *options = Options();
   const bool named_plugin = argc > 0 && IsPluginName(argv[0]);
   CLI::App app(kDescription, named_plugin ? "check_zem" : "zemctl");
   Texts texts;
-  AddGlobalOptions(&app, options, &texts);
-  const std::vector<Bound> subcommands =
-      AddSubcommands(&app, std::span(argv, static_cast<size_t>(argc)));
+  const std::span typed_words(argv, static_cast<size_t>(argc));
+  AddGlobalOptions(&app, typed_words, all, options, &texts);
+  const std::vector<Bound> subcommands = AddSubcommands(&app, typed_words, all);
   app.require_subcommand(1);
   app.footer(kFooter);
   Typed typed = TakeTyped(argc, argv, app, subcommands);
@@ -335,8 +333,9 @@ std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* 
     CheckOptions(texts, named_plugin || asked, options);
     ExplainLeftOver(typed.left_over, options->plugin);
   } catch (const CLI::Success& wanted) {  // help or version
-    return app.exit(wanted);
+    return all ? app.exit(wanted) : Parse(argc, argv, true, options);
   } catch (const CLI::ParseError& error) {
+    if (!all) return Parse(argc, argv, true, options);
     const std::string unknown = UnknownWordText(app);
     ReportUsage(*options, unknown.empty() ? MissingText(subcommands, error) : unknown);
     return options->UsageExit();
@@ -345,6 +344,16 @@ std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* 
     return options->UsageExit();
   }
   return std::nullopt;
+}
+
+}  // namespace
+
+bool IsPluginName(std::string_view program) {
+  return ExtractFileName(program).View().starts_with("check_zem");
+}
+
+std::optional<int> ParseCommandLine(int argc, const char* const* argv, Options* options) {
+  return Parse(argc, argv, false, options);
 }
 
 }  // namespace zem::client
