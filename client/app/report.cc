@@ -30,10 +30,10 @@ int WorstExit(const std::vector<Outcome>& outcomes) {
   return worst;
 }
 
-std::string Complaint(const Outcome& outcome, const Style& style) {
+std::string Complaint(const Outcome& outcome, bool with_hint, const Style& style) {
   std::string text = fmt::format("{} {}\n", style(Tone::kBad, Printable(outcome.name) + ":"),
                                  Printable(outcome.summary));
-  if (!outcome.hint.empty()) text += "  " + Printable(outcome.hint) + '\n';
+  if (with_hint && !outcome.hint.empty()) text += "  " + Printable(outcome.hint) + '\n';
   return text;
 }
 
@@ -47,7 +47,7 @@ std::string Sizes(const Outcome& outcome) {
 
 void ReportTable(const Outcome& outcome, const Style& out, const Style& err, Report* report) {
   if (!outcome.IsDone()) {
-    report->err += Complaint(outcome, err);
+    report->err += Complaint(outcome, true, err);
     return;
   }
   report->out = ReadableResult(outcome.result, out);
@@ -75,9 +75,12 @@ void ReportJson(const std::vector<Outcome>& outcomes, size_t asked, const Option
 
 void ReportRaw(const std::vector<Outcome>& outcomes, size_t asked, const Style& err,
                Report* report) {
+  std::set<std::string> told;
   for (const Outcome& outcome : outcomes) {
     if (asked > 1) report->out += fmt::format("==> {} <==\n", Printable(outcome.name));
-    if (outcome.failure) report->err += Complaint(outcome, err);
+    if (outcome.failure) {
+      report->err += Complaint(outcome, told.insert(outcome.hint).second, err);
+    }
     report->out += RawText(outcome);
   }
 }

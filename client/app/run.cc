@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -64,9 +65,10 @@ int RunRemote(const Options& options) {
   }
   const std::vector<Target> targets = FindTargets(options);
   if (targets.size() > 1 || options.watch > 0) return AskFleet(targets, plan, options);
+  std::vector<Outcome> outcomes;  // a list would copy what may be a long reply
+  outcomes.push_back(AskWithProgress(targets.front(), &plan, options));
   const Report report =
-      MakeReport({AskWithProgress(targets.front(), &plan, options)}, targets.size(), options,
-                 Style::For(STDOUT_FILENO), Style::For(STDERR_FILENO));
+      MakeReport(outcomes, 1, options, Style::For(STDOUT_FILENO), Style::For(STDERR_FILENO));
   fwrite(report.out.data(), 1, report.out.size(), stdout);
   fwrite(report.err.data(), 1, report.err.size(), stderr);
   return report.exit_code;
