@@ -53,6 +53,9 @@ int AskOnce(const std::vector<Target>& targets, const Plan& plan, const Options&
   for (size_t arrived = 0; arrived < targets.size();) {
     if (interrupt.Wait(view.Patience())) {
       (void)view.Finish();
+      for (std::thread& thread : threads) {
+        if (thread.joinable()) thread.detach();
+      }
       EndInterrupted();
     }
     Arrivals fresh;
