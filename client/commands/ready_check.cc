@@ -82,14 +82,14 @@ std::string Alerting(const std::vector<Metric>& alerting) {
 }  // namespace
 
 ReadyCheck LoadCheck(const std::string& folder, const std::string& name) {
-  if (name.empty() ||
-      name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-") != std::string::npos) {
+  if (name.empty()) throw std::invalid_argument("check needs NAME: see --list");
+  if (name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-") != std::string::npos) {
     throw std::invalid_argument(fmt::format("\"{}\" is not the name of a check: see --list", name));
   }
   const std::vector<std::string> known = CheckNames(folder);
   if (std::find(known.begin(), known.end(), name) == known.end()) {
-    throw std::invalid_argument(fmt::format("there is no check \"{}\": see --list{}", name,
-                                            DidYouMean(name, known)));
+    throw std::invalid_argument(
+        fmt::format("there is no check \"{}\": see --list{}", name, DidYouMean(name, known)));
   }
   const std::string own = ReadLocalFile(folder + '/' + name, kLargestCheck);
   std::string_view rest = own;
