@@ -173,7 +173,7 @@ std::vector<Bound> AddSubcommands(CLI::App* root, std::span<const char* const> w
 
 // An empty word is mostly a macro or a variable that was not set.
 void RefuseEmpty(std::string_view spelling, const CLI::Option& option) {
-  const std::vector<std::string>& values = option.results();
+  const std::vector<std::string> values = Unguarded(option.results());
   if (std::find(values.begin(), values.end(), "") == values.end()) return;
   const std::string_view name = spelling.substr(spelling.rfind(',') + 1);
   throw std::invalid_argument(fmt::format("{} is empty", name));

@@ -201,7 +201,7 @@ TEST(OptionsTest, UsageErrorsHaveTheirExitCodesAndNameTheWord) {
       {"port", {"-p 0 ping", "-p 65536 ping"}},
       {"names no host", {"-H , ping"}},
       {"is empty",
-       {"-H '' ping", "-p '' ping", "disk ''", "hash /x --expect ''", "count /x ''",
+       {"-H '' ping", "-p '' ping", "disk -- ''", "hash /x --expect ''", "count /x ''",
         "udp h 53 ''"}},
       {"\"--warning\"?", {"disk --warnin 5 /", "--war 5 ping"}},
       {"\"disk\"?", {"dsik /"}},
