@@ -123,8 +123,17 @@ if(TARGET zem-exporter)
     RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT zem-exporter)
   install(FILES ${ZEM_ROOT}/man/zem-exporter.8
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT zem-exporter)
-  install(FILES ${ZEM_ROOT}/etc/exporter.yml.sample
-    DESTINATION ${exporter_dir} COMPONENT zem-exporter)
+  set(exporter_sample ${ZEM_ROOT}/etc/exporter.yml.sample)
+  set(exporter_sample_dir ${exporter_dir})
+  if(CMAKE_SYSTEM_NAME STREQUAL "FreeBSD")
+    # Beside the agent's folder, which may be closed to everybody but the agent.
+    set(exporter_sample_dir ${CMAKE_INSTALL_FULL_SYSCONFDIR}/zem-exporter)
+    file(READ ${exporter_sample} sample)
+    string(REPLACE "/etc/zem/" "${exporter_sample_dir}/" sample "${sample}")
+    set(exporter_sample ${ZEM_OUT}/etc/exporter.yml.sample)
+    file(WRITE ${exporter_sample} "${sample}")
+  endif()
+  install(FILES ${exporter_sample} DESTINATION ${exporter_sample_dir} COMPONENT zem-exporter)
   install(DIRECTORY ${ZEM_ROOT}/exporter/prometheus
     DESTINATION ${exporter_dir} COMPONENT zem-exporter)
   if(ZEM_INSTALL_SERVICE AND CMAKE_SYSTEM_NAME STREQUAL "FreeBSD")
