@@ -205,6 +205,7 @@ std::vector<pid_t> AgentProcess::Children() const {
 }
 
 long AgentProcess::ResidentKilobytes() const {
+  SkipWithoutProc();
   std::istringstream statm(ReadFile("/proc/" + std::to_string(Pid()) + "/statm"));
   long pages = 0;
   statm >> pages >> pages;  // the second figure
