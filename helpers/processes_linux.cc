@@ -91,6 +91,7 @@ std::optional<std::vector<pid_t>> ListProcesses(const std::string& root) {
   DIR* folder = opendir(root.c_str());
   if (folder == nullptr) return std::nullopt;
   std::vector<pid_t> pids;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread
   while (const dirent* entry = readdir(folder)) {
     const std::string_view name = entry->d_name;
     pid_t pid = 0;

@@ -137,6 +137,7 @@ bool ReadConfigLine(FILE* file, OvString* line) {
   size_t length = 0;
   int byte = EOF;
   // Not fgets: a zero byte in the file must not hide the rest of its line.
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no two threads share a file
   while (length < kLongestConfigLine && (byte = getc_unlocked(file)) != EOF) {
     buffer[length++] = static_cast<char>(byte);
     if (byte == '\n') break;

@@ -146,7 +146,7 @@ bool WriteNewFile(const OvString& path, std::string_view text, int model) {
 void CopyFile(FILE* from, const OvString& path) {
   OvString text;
   char buffer[4096];
-  rewind(from);
+  if (fseek(from, 0, SEEK_SET) != 0) return;
   size_t count = 0;
   while ((count = fread(buffer, 1, sizeof(buffer), from)) > 0) {
     text.Append(std::string_view(buffer, count));

@@ -9,9 +9,10 @@ namespace zem {
 namespace {
 
 // Two shapes of strerror_r exist: one returns a status and fills the buffer, one returns the text,
-// which may stand elsewhere. Overloading on the result accepts whichever the system has.
-[[maybe_unused]] const char* TextOf(int status, const char* buffer) {
-  return status == 0 ? buffer : "";
+// which may stand elsewhere. Overloading on the result accepts whichever the system has. FreeBSD
+// refuses a number that it does not know (EINVAL) and has written a text all the same.
+[[maybe_unused]] const char* TextOf(int, const char* buffer) {
+  return buffer;
 }
 [[maybe_unused]] const char* TextOf(const char* text, const char*) {
   return text;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The system's text for an error number.
 //
-// Shapes:  one line without a line end; empty when the system refuses to name the number.
+// Shapes:  one line without a line end; empty when the system has none for the number.
 // Errors:  errno is left as it was.
 // Threads: any.
 
