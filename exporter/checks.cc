@@ -396,7 +396,7 @@ std::string RecordAnswer(const Step& step, const client::Exchange& exchange, Pag
   if (!reply.IsDone()) return Refusal(kind.command, reply);
   try {
     return kind.write(step, answer, kind.command.parse(answer), page);
-  } catch (const client::BadReply& error) {
+  } catch (const std::exception& error) {
     return error.what();
   }
 }
@@ -418,7 +418,7 @@ std::string RecordInfo(const client::Exchange& exchange, Page* page) {
     page->Set(Metric::kConnectionsOpened, {}, connections["opened"].AsNumber());
     page->Set(Metric::kConnectionsRejected, {}, connections["rejected"].AsNumber());
     return "";
-  } catch (const client::BadReply& error) {
+  } catch (const std::exception& error) {
     return error.what();
   }
 }

@@ -59,7 +59,7 @@ TargetRule ReadRule(const YAML::Node& node, const Config& config) {
             } else if (key == "auth") {
               rule.auth = TextOf(value, key);
               if (!config.auths.contains(rule.auth)) {
-                Refuse(value, "there is no auth \"" + rule.auth + "\"");
+                Refuse(value, "auth has to be one of the names under auths");
               }
             } else {
               Refuse(key_node, "\"" + key + "\" is no key of a rule of targets");

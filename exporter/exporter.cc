@@ -2,7 +2,7 @@
 #include "exporter.h"
 
 #include <algorithm>
-#include <set>
+#include <map>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -25,13 +25,20 @@ Response Text(unsigned status, std::string text) {
   return {.status = status, .body = std::move(text) + '\n'};
 }
 
-// The steps of all modules; what two of them share is asked once.
+// The steps of all modules; what two of them share is asked once. Two that differ under one label
+// would hide one another: nobody would notice that one of them is never asked.
 std::vector<const Step*> StepsOf(const std::vector<std::string>& modules, const Config& config) {
   std::vector<const Step*> steps;
-  std::set<std::string> seen;
+  std::map<std::string_view, const Step*> seen;
   for (const std::string& name : modules) {
     for (const Step& step : config.modules.find(name)->second) {
-      if (seen.insert(step.label).second) steps.push_back(&step);
+      const auto [first, is_new] = seen.emplace(step.label, &step);
+      if (is_new) {
+        steps.push_back(&step);
+      } else if (step.kind != first->second->kind || step.arguments != first->second->arguments) {
+        throw std::invalid_argument("two modules have different checks \"" +
+                                    client::Printable(step.label) + "\": give one a \"name\"");
+      }
     }
   }
   return steps;
@@ -111,6 +118,7 @@ std::optional<Response> Exporter::AnswerProbe(const Request& request, Later* lat
       metrics_.Rejected("module");
       return Text(400, "there is no module \"" + client::Printable(name) + '"');
     }
+    (void)StepsOf(wanted.modules, *config);  // refuses what does not go together
     *later = [this, wanted = std::move(wanted), config = std::move(config)](
                  const Responder& respond) { QueueProbe(wanted, config, respond); };
     return std::nullopt;
@@ -132,7 +140,7 @@ void Exporter::QueueProbe(const ProbeRequest& wanted, std::shared_ptr<const Conf
                const ProbeResult result = RunProbe(wanted, *config, deadline);
                respond(wanted.debug ? Text(200, DebugText(wanted, result))
                                     : Response{200, kMetricsType, result.page.Text()});
-               return result.timed_out;
+               return result.slow;
              }};
   if (queue_.Push(std::move(job))) return;
   metrics_.Rejected("queue");

@@ -172,7 +172,10 @@ MHD_Result HttpServer::Send(MHD_Connection* connection, const Response& response
 
 UniqueFd Listen(const std::string& where, bool* is_public) {
   const Target target = ParseTarget(where);
-  if (!target.address) throw std::runtime_error("listen: \"" + where + "\" is no ADDRESS:PORT");
+  // A port has to be given: the one that targets have without is the agent's.
+  if (!target.address || !where.ends_with(':' + std::to_string(target.port))) {
+    throw std::runtime_error("listen: \"" + where + "\" is no ADDRESS:PORT");
+  }
   const bool is_mapped = IN6_IS_ADDR_V4MAPPED(&*target.address);
   sockaddr_in6 six = {};
   sockaddr_in four = {};

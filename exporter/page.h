@@ -2,8 +2,7 @@
 // The figures of one probe, and the text that Prometheus reads them from.
 //
 // Shapes:  every metric is one row of a table: name, type, help. A series that is set twice keeps
-// its
-//          first value: the same one twice would make the whole page invalid.
+//          its first value: the same one twice would make the whole page invalid.
 // Threads: one at a time.
 
 #ifndef ZEM_EXPORTER_PAGE_H_

@@ -15,6 +15,7 @@ using client::FailureKind;
 namespace {
 
 constexpr const char* kAgentLabel = "agent";
+constexpr double kSlowSeconds = 1;  // below it lie refusals and closed connections, diagnosed
 constexpr const char* kReasons[] = {"refused", "timeout", "closed", "password", "name", "other"};
 
 double Since(client::Clock::time_point start) {
@@ -77,7 +78,6 @@ class OneProbe {
       if (!error.empty()) reason = "other";
     }
     alive_ = error.empty();
-    result->timed_out = exchange.failure.kind == FailureKind::kTimeout;
     result->page.Set(Metric::kUp, {}, alive_ ? 1 : 0);
     for (const char* each : kReasons) {
       result->page.Set(Metric::kProbeFailure, {{"reason", each}},
@@ -129,6 +129,8 @@ ProbeResult Probe(const Target& target, std::string_view password,
   for (Asked& asked : result.asked) {
     asked.error = client::Printable(asked.error);
     result.success = result.success && asked.error.empty();
+    // A host that hangs, or whose name nobody knows in time, holds a worker as a dead one does.
+    result.slow = result.slow || (!asked.error.empty() && asked.seconds > kSlowSeconds);
   }
   result.seconds = Since(start);
   result.page.Set(Metric::kProbeSuccess, {}, result.success ? 1 : 0);

@@ -34,7 +34,7 @@ struct ProbeResult {
   Page page;
   std::vector<Asked> asked;  // the agent itself first
   bool success = false;
-  bool timed_out = false;  // the agent itself did not answer in time
+  bool slow = false;  // something kept a worker waiting and came to nothing
   double seconds = 0;
 };
 

@@ -4,9 +4,8 @@
 // Whoever reaches the exporter's port names the target, so a target that no rule lists never gets a
 // connection: it would receive a digest of the password.
 // Shapes:  a target is HOST, HOST:PORT, ADDRESS, [ADDRESS] or [ADDRESS]:PORT. A pattern is a name,
-// a
-//          suffix "*.example.com" (not example.com itself), an address, or ADDRESS/BITS. A name is
-//          compared as a name, before anybody looks it up; an address only with addresses.
+//          a suffix "*.example.com" (not example.com itself), an address, or ADDRESS/BITS. A name
+//          is compared as a name, before anybody looks it up; an address only with addresses.
 // Errors:  std::invalid_argument, with a text for who wrote the target or the pattern.
 // Threads: as any value.
 

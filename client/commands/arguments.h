@@ -63,6 +63,7 @@ class Arguments {
   int64_t Millis(std::string_view name, int64_t otherwise) const;
   // Bytes with an optional unit (K, M, G, T, powers of 1024).
   int64_t Bytes(std::string_view name, int64_t otherwise, int64_t most) const;
+  bool operator==(const Arguments&) const = default;
 
  private:
   std::map<std::string, std::vector<std::string>, std::less<>> values_;

@@ -126,7 +126,7 @@ TEST(ConfigTest, SaysWhichLineIsWrongAndNeverASecret) {
       {"auths: {a: hunter2}\n", "f.yml:1: the password file of auth \"a\" has to be named"},
       {"auths:\n  a: /missing\n", "f.yml:2: the password file of auth \"a\": cannot read it: gone"},
       {"auths:\n  a: [hunter2\n", "this is no YAML"},
-      {"targets: [{match: a, auth: b}]\nmodules: {}\n", "f.yml:1: there is no auth \"b\""},
+      {"targets: [{match: a, auth: hunter2}]\nmodules: {}\n", "f.yml:1: auth has to be one of"},
       {"auths: {}\n", "there are no targets"},
       {"colour: blue\n", "f.yml:1: \"colour\" is none of"},
   };

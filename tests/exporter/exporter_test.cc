@@ -147,6 +147,14 @@ TEST(ExporterTest, ASlowCheckFailsAloneAndInTime) {
   EXPECT_TRUE(Holds(debug, "processes zem: 300 <script>\\x1b\n")) << debug;
   EXPECT_TRUE(Holds(debug, " s of 3.500 s\n")) << debug;
   EXPECT_TRUE(Holds(debug, "Content-Type: text/plain") && Holds(debug, "nosniff"));
+
+  const Config config = ParseConfig(
+      "auths: {a: /x}\ntargets: [{match: 127.0.0.1, auth: a}]\nmodules: {m: [disk: {paths: /}]}\n",
+      "f.yml", [](const std::string&) { return client::Secret(); });
+  Resolver resolver;
+  EXPECT_TRUE(Probe(ParseTarget("127.0.0.1:" + std::to_string(agent.Port())), test::kFakePassword,
+                    {&config.modules.at("m").front()}, Deadline(Milliseconds(1500)), &resolver)
+                  .slow);
 }
 
 TEST(ExporterTest, SaysWhyAnAgentDoesNotAnswer) {
@@ -181,9 +189,12 @@ TEST(ExporterTest, ABadFileLeavesTheOldOneInForce) {
   EXPECT_TRUE(Holds(site.Ask("POST /-/reload"), "exporter.yml:8: \"cpus\" is no kind of check"));
   EXPECT_TRUE(Holds(site.Probe(), "zem_up 1\n"));
   EXPECT_TRUE(Holds(site.Ask("GET /metrics"), "config_last_reload_successful 0\n"));
-  site.WriteConfig("- du: {paths: /}");
+  site.WriteConfig(
+      "- du: {paths: /}\n  same:\n    - du: {paths: [/, /a]}\n  other:\n"
+      "    - du: {paths: /, recursive: true}");
   EXPECT_TRUE(Holds(site.Ask("POST /-/reload"), " 200 OK"));
-  EXPECT_TRUE(Holds(site.Probe(), "{check=\"du /\"}"));
+  EXPECT_TRUE(Holds(site.Probe("&module=default&module=same"), "{check=\"du /\"}"));
+  EXPECT_TRUE(Holds(site.Probe("&module=default&module=other"), "have different checks \"du /\""));
   EXPECT_TRUE(Holds(site.Ask("GET /-/reload"), " 405 "));
 }
 
