@@ -151,7 +151,7 @@ TEST(ConfigTest, ShownWithoutSecretsAndReadWithoutThem) {
 
   const TempDir dir;
   WriteFile(dir / "pw", "hunter2\n");
-  chmod((dir / "pw").c_str(), 0640);
+  chmod((dir / "pw").c_str(), 0644);
   EXPECT_THROW((void)ReadPassword(dir / "pw"), std::runtime_error);
   chmod((dir / "pw").c_str(), 0600);
   EXPECT_EQ(ReadPassword(dir / "pw").View(), "hunter2");
