@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "client/client_run.h"
+#include "temp_dir.h"
 
 namespace zem::client {
 namespace {
@@ -44,20 +45,18 @@ TEST(CompletionTest, OffersWhatThePlaceTakes) {
 
 // A shell may expand what it is offered.
 TEST(CompletionTest, OffersPlainHostsOfAFileThatIsTheUsersAlone) {
-  std::string folder = testing::TempDir() + "zem-completion-XXXXXX";
-  ASSERT_NE(mkdtemp(folder.data()), nullptr);
-  setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
-  std::filesystem::create_directory(folder + "/zem");
-  const std::string path = folder + "/zem/hosts.conf";
-  std::filesystem::rename(
-      test::Scratch("[web1]\n[$(touch x)]\n[`x`]\n[web?]\n[a b]\n[web-2.net]\n[db]\n[@g]\n"), path);
+  const TempDir folder;
+  setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
+  std::filesystem::create_directory(folder / "zem");
+  const std::string path = folder / "zem/hosts.conf";
+  WriteFile(path, "[web1]\n[$(touch x)]\n[`x`]\n[web?]\n[a b]\n[web-2.net]\n[db]\n[@g]\n");
+  chmod(path.c_str(), 0600);
   EXPECT_EQ(Offered({"zemctl", "-H", "web"}), "web1 web-2.net");
   EXPECT_EQ(Offered({"zemctl", "-H", "db,d"}), "db,db");
   EXPECT_EQ(Offered({"zemctl", "-H", ""}), "web1 web-2.net db @g");
   chmod(path.c_str(), 0602);
   EXPECT_EQ(Offered({"zemctl", "-H", ""}), "");
   unsetenv("XDG_CONFIG_HOME");
-  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

@@ -3,13 +3,14 @@
 // beneath the checks a root of files and a PATH of stand-ins.
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cstdlib>
+#include <optional>
 
 #include "checks/system/scratch.h"
 #include "checks/system/shell_script.h"
 #include "client/client_run.h"
 #include "client/fake_agent.h"
+#include "temp_dir.h"
 
 namespace zem::test {
 namespace {
@@ -29,23 +30,14 @@ tool uname 'case $1 in -r) echo 6.1;; *) echo Linux;; esac'
 
 class ReadyChecks : public testing::Test {
  protected:
-  ReadyChecks() { setenv("ZEM_PASSWORD", std::string(kFakePassword).c_str(), 1); }
-  ~ReadyChecks() override { Begin(nullptr); }
-
-  // A new root, prepared by these commands; null = none any more.
+  // A new root, prepared by these commands.
   void Begin(const char* commands) {
-    if (!root_.empty()) Run("rm -rf " + root_);
-    root_.clear();
-    if (commands == nullptr) return;
-    std::string path = testing::TempDir() + "zem-root-XXXXXX";
-    ASSERT_NE(mkdtemp(path.data()), nullptr);
-    char whole[PATH_MAX];  // a check changes folders, and TMPDIR may be "."
-    ASSERT_NE(realpath(path.c_str(), whole), nullptr);
-    root_ = whole;
+    root_.emplace();
     Do(kFresh);
     Do(commands);
   }
-  void Do(const std::string& commands) { Run("cd " + root_ + " && " + kWords + commands); }
+  const std::string& Root() const { return root_->Path(); }
+  void Do(const std::string& commands) { Run("cd " + Root() + " && " + kWords + commands); }
   static void Run(const std::string& commands) {
     ASSERT_EQ(system(commands.c_str()), 0) << commands;
   }
@@ -54,17 +46,17 @@ class ReadyChecks : public testing::Test {
     setenv("ZEM_PASSWORD", std::string(kFakePassword).c_str(), 1);
     const ClientRun run =
         RunClient("check_zem -p " + std::to_string(agent_.Port()) + " check --from " +
-                  ZEM_CHECKS_SOURCE " --state " + root_ + "/state " + line);
+                  ZEM_CHECKS_SOURCE " --state " + Root() + "/state " + line);
     static constexpr const char* kStates[] = {" OK - ", " WARNING - ", " CRITICAL - ",
                                               " UNKNOWN - "};
     EXPECT_NE(run.out.find(kStates[run.exit_code & 3]), std::string::npos) << run.exit_code;
     return run.out;
   }
-  std::string root_;
+  std::optional<TempDir> root_;
   const FakeAgent agent_{[this](FakeSession* session, int) {
     std::string request = session->ReadRequest();
     request.erase(0, request.find('\n') + 1)
-        .replace(0, 7, "/usr/bin/env -i PATH=" + root_ + "/bin ZEM_ROOT=" + root_ + " /bin/sh");
+        .replace(0, 7, "/usr/bin/env -i PATH=" + Root() + "/bin ZEM_ROOT=" + Root() + " /bin/sh");
     Settings settings;
     settings.delay_for_scripts = 0;
     session->Reply(Answer(CheckShellScript, settings, request) + "\n\r");

@@ -13,6 +13,7 @@
 #include "app/hosts_conf.h"
 #include "client/client_run.h"
 #include "plain_user.h"
+#include "temp_dir.h"
 
 namespace zem::client {
 namespace {
@@ -28,17 +29,14 @@ class TargetsTest : public testing::Test {
     for (const char* name : {"XDG_CONFIG_HOME", "CREDENTIALS_DIRECTORY", "ZEM_PASSWORD"}) {
       unsetenv(name);
     }
-    home_ = testing::TempDir() + "zem-home-XXXXXX";
-    ASSERT_NE(mkdtemp(home_.data()), nullptr);
-    setenv("HOME", home_.c_str(), 1);
+    setenv("HOME", home_.Path().c_str(), 1);
   }
-  void TearDown() override { std::filesystem::remove_all(home_); }
 
   std::vector<Target> Targets(const std::string& line) const {
     int exit_code = 0;
     std::string printed;
     Options options = Parse(line + " ping", &exit_code, &printed);
-    options.shared_hosts_conf = home_ + "/shared.conf";
+    options.shared_hosts_conf = home_ / "shared.conf";
     EXPECT_EQ(exit_code, -1) << printed;
     return FindTargets(options);
   }
@@ -46,13 +44,13 @@ class TargetsTest : public testing::Test {
     return std::string(Targets(line).front().password.View());
   }
   std::string Write(const std::string& name, const std::string& text) const {
-    const std::string path = home_ + "/" + name;
+    const std::string path = home_ / name;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::filesystem::rename(Scratch(text), path);
     return path;
   }
 
-  std::string home_;
+  TempDir home_;
 };
 
 TEST_F(TargetsTest, PasswordSourcesComeInTheirOrder) {
@@ -67,14 +65,14 @@ TEST_F(TargetsTest, PasswordSourcesComeInTheirOrder) {
   EXPECT_EQ(Targets("").front().endpoint.port, 7);
   unsetenv("HOME");
   EXPECT_EQ(PasswordFor(""), "of all");
-  setenv("HOME", home_.c_str(), 1);
+  setenv("HOME", home_.Path().c_str(), 1);
   Write(".config/zem/hosts.conf", "[*]\npassword = from conf\n");
   EXPECT_EQ(PasswordFor(""), "from conf");
   setenv("ZEM_PASSWORD", "from environment", 1);
   EXPECT_EQ(PasswordFor(""), "from environment");
   EXPECT_EQ(getenv("ZEM_PASSWORD"), nullptr);  // no child inherits it
   Write("credentials/zem-password", "from credentials\n");
-  setenv("CREDENTIALS_DIRECTORY", (home_ + "/credentials").c_str(), 1);
+  setenv("CREDENTIALS_DIRECTORY", (home_ / "credentials").c_str(), 1);
   setenv("ZEM_PASSWORD", "from environment", 1);
   EXPECT_EQ(PasswordFor(""), "from credentials");
   EXPECT_EQ(PasswordFor("--agent-config " + agent), "from agent");
