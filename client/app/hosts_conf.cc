@@ -122,15 +122,21 @@ const T* HostsConf::First(std::string_view host, std::optional<T> Section::*memb
   return nullptr;
 }
 
-std::vector<std::string> HostsConf::Group(std::string_view name) const {
+std::vector<std::string> HostsConf::Members(std::string_view group) const {
   std::vector<std::string> hosts;
-  bool there = false;
   for (const Section& section : sections_) {
-    if (section.pattern != name) continue;
-    there = true;
-    hosts.insert(hosts.end(), section.hosts.begin(), section.hosts.end());
+    if (section.pattern == group) {
+      hosts.insert(hosts.end(), section.hosts.begin(), section.hosts.end());
+    }
   }
+  return hosts;
+}
+
+std::vector<std::string> HostsConf::Group(std::string_view name) const {
+  std::vector<std::string> hosts = Members(name);
   if (!hosts.empty()) return hosts;
+  const bool there = std::any_of(sections_.begin(), sections_.end(),
+                                 [&](const Section& section) { return section.pattern == name; });
   throw std::runtime_error(
       fmt::format("hosts.conf has no {} \"{}\"", there ? "hosts in the group" : "group", name));
 }

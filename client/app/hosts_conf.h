@@ -43,7 +43,8 @@ class HostsConf {
   static std::optional<HostsConf> ReadDefault(const std::string& shared);
   static HostsConf Parse(std::string_view text, const std::string& path);
 
-  // What "@name" stands for. A group that is not there, or names nobody, is an error.
+  // What "@name" stands for. To Group, one that is not there, or names nobody, is an error.
+  std::vector<std::string> Members(std::string_view group) const;
   std::vector<std::string> Group(std::string_view name) const;
   // The sections that name one host, or one group, in plain letters, for a shell that completes a
   // word.

@@ -182,7 +182,8 @@ void SplitHostPort(const std::string& text, std::string* host, int* port) {
   static constexpr const char* kNoHost = "not HOST or HOST:PORT";
   *host = text;
   *port = 0;
-  if (text.find_first_of(" \t") != std::string::npos) throw std::invalid_argument(kNoHost);
+  if (text.empty() || text.find_first_of(" \t") != std::string::npos)
+    throw std::invalid_argument(kNoHost);
   const size_t colon = text.rfind(':');
   std::string number;
   if (text.front() == '[') {

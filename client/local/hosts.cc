@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include <map>
 #include <optional>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
 #include "app/hosts_conf.h"
+#include "app/targets.h"
 #include "local/local_command.h"
 #include "output/json.h"
 #include "wire/connection.h"
@@ -22,6 +26,28 @@ constexpr Argument kHostsArguments[] = {
      "as Prometheus' file_sd reads it, for zem-exporter"},
 };
 
+// The hosts that have a section, then those that a group alone names; each with its groups, as
+// ",web,db,": a whole name in it is found between commas.
+std::vector<std::pair<std::string, std::string>> HostsAndGroups(const HostsConf& conf) {
+  std::vector<std::pair<std::string, std::string>> hosts;
+  std::map<std::string, size_t> places;
+  const auto groups_of = [&](const std::string& host) -> std::string& {
+    const auto [place, is_new] = places.emplace(host, hosts.size());
+    if (is_new) hosts.emplace_back(host, "");
+    return hosts[place->second].second;
+  };
+  for (const std::string& host : conf.Names()) (void)groups_of(host);
+  for (const std::string& group : conf.Names(true)) {
+    const std::string added = group.substr(1) + ',';
+    for (const std::string& host : conf.Members(group)) {
+      std::string& groups = groups_of(host);
+      if (groups.empty()) groups = ",";
+      if (groups.find(',' + added) == std::string::npos) groups += added;
+    }
+  }
+  return hosts;
+}
+
 LocalResult Hosts(const Arguments& arguments) {
   constexpr const char* kShared = ZEM_CONFDIR "/hosts.conf";
   const std::optional<HostsConf> conf = arguments.Has("file")
@@ -34,16 +60,24 @@ LocalResult Hosts(const Arguments& arguments) {
   const bool for_prometheus = arguments.Has("prometheus-sd");
   List list;
   LocalResult result;
-  for (const std::string& name : conf->Names()) {
+  for (const auto& [name, groups] : HostsAndGroups(*conf)) {
     Endpoint endpoint;
-    endpoint.host = conf->Address(name).value_or(name);
-    endpoint.port = conf->Port(name).value_or(kAgentPort);
+    int port = 0;
+    try {
+      SplitHostPort(name, &endpoint.host, &port);
+    } catch (const std::invalid_argument& error) {
+      throw std::runtime_error(fmt::format("hosts.conf: \"{}\": {}", name, error.what()));
+    }
+    endpoint.port = port != 0 ? port : conf->Port(endpoint.host).value_or(kAgentPort);
+    endpoint.host = conf->Address(endpoint.host).value_or(endpoint.host);
     const std::string where = Display(endpoint);
     result.text += fmt::format("{} {}\n", name, where);
+    Record labels = {{"alias", Value::Text(name)}};
+    if (!groups.empty()) labels.emplace_back("groups", Value::Text(groups));
     list.push_back(
         for_prometheus
             ? Value::Of(Record{{"targets", Value::Of(List{Value::Text(where)})},
-                               {"labels", Value::Of(Record{{"alias", Value::Text(name)}})}})
+                               {"labels", Value::Of(std::move(labels))}})
             : Value::Of(Record{{"name", Value::Text(name)}, {"target", Value::Text(where)}}));
   }
   result.result = Value::Of(std::move(list));

@@ -162,6 +162,11 @@ TEST_F(TargetsTest, HostAndPort) {
   ASSERT_EQ(group.size(), 3U);
   EXPECT_EQ(Display(group[0].endpoint), "10.0.0.5:77");
   EXPECT_EQ(Display(group[1].endpoint), "db1:5");
+  // Of whom a group alone speaks is in the list too, and nobody's password is.
+  std::string listed = RunClient("hosts --prometheus-sd " + conf).out;
+  std::erase_if(listed, [](char byte) { return isspace(byte) != 0; });
+  EXPECT_EQ(listed, R"([{"targets":["10.0.0.5:77"],"labels":{"alias":"web","groups":",web,"}},)"
+                    R"({"targets":["db1:5"],"labels":{"alias":"db1:5","groups":",web,"}}])");
   for (const char* none : {"@none", "@nobody", "@", "web,@none"}) {
     EXPECT_THROW((void)Targets("--hosts-conf " + conf + " -H " + none), std::runtime_error) << none;
   }
