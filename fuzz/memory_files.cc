@@ -54,7 +54,9 @@ int Refusal(const Node& node, int flags) {
   const bool for_writing = (flags & O_ACCMODE) != O_RDONLY;
   if (node.Is(S_IFLNK)) return ELOOP;
   if ((flags & O_DIRECTORY) != 0 && !node.Is(S_IFDIR)) return ENOTDIR;
+#if defined(O_PATH)  // some systems have none
   if ((flags & O_PATH) != 0) return 0;
+#endif
   if (for_writing && node.Is(S_IFDIR)) return EISDIR;
   if (for_writing && node.Is(S_IFIFO)) return ENXIO;  // nobody reads it
   const int wanted = (flags & O_ACCMODE) == O_RDWR ? R_OK | W_OK : for_writing ? W_OK : R_OK;

@@ -144,7 +144,7 @@ class Place {
 
   // Behind the first word of "run", "exec" and "plugin" all belongs to what they start.
   bool InCommandLine() const {
-    const Argument* first = command_ == nullptr ? nullptr : Positional(0);
+    const Argument* first = Positional(0);
     return first != nullptr && first->kind == kMany && position_ > 0;
   }
 
@@ -160,6 +160,7 @@ class Place {
 
   // The last one may take any number of words.
   const Argument* Positional(size_t number) const {
+    if (command_ == nullptr) return nullptr;
     const Argument* found = nullptr;
     for (const Argument& argument : command_->arguments) {
       if (argument.spelling[0] == '-') continue;
