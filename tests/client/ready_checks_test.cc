@@ -193,6 +193,10 @@ TEST_F(ReadyChecks, LogIsReadOnceAndWhole) {
       {"put other 'error 14'; mv other log", -1},    // its rest is gone with it
       {"true", 1},
       {"true", 0},
+      {"mv log log.2; put log 'error 15'", 1},
+      {"echo 'error 16' >>log.2; gzip log.2", 1},  // what it got before it was compressed
+      {"cp log log.3; printf '' >log", 0},
+      {"echo 'error 17' >>log; cp log log.4; printf '' >log; echo 'error 18' >>log", 2},
   };
   Begin("true");
   for (const auto& [change, lines] : looks) {
