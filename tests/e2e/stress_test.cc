@@ -66,7 +66,7 @@ std::vector<Command> HarmlessCommands(const std::string& dir) {
       {"TEST-ShellScript\nsh %script% -\necho hello\n\n1\n20000\n", "200\nhello\n"},
       {"TEST-TCP\n127.0.0.1\n" + closed + "\n1000\n\n1\n", "301\n"},
       {"TEST-UDP\n127.0.0.1\n" + closed + "\n1000\n1\nx\n1\n", "301\n"},
-      {"ACT-ExternalCmd\n/bin/true\n\n\n", "200\n"},
+      {"ACT-ExternalCmd\ntrue\n\n\n", "200\n"},
       {"ACT-Syslog\n127.0.0.1\n" + closed + "\n1\n1\nx\n", "200\nSyslog: Data to 127.0.0.1"},
       {"ACT-TCPUDPsend\n127.0.0.1\n" + closed + "\n0\nx\n0\n\n", "301\n"},
       {"TEST-Ping\n127.0.0.1\n", "500\nnot implemented yet\n"},
