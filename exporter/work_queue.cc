@@ -9,6 +9,8 @@ namespace {
 
 // Keys come from requests: what is remembered of them is bounded.
 constexpr size_t kMostSlowKeys = 10'000;
+// Of one key: a host that hangs leaves room for the others, whoever asks for it how often.
+constexpr ptrdiff_t kMostWaitingEach = 16;
 // How soon a job is told that its time is over, when no other event comes before.
 constexpr client::Milliseconds kTick{250};
 
@@ -31,7 +33,9 @@ WorkQueue::~WorkQueue() {
 bool WorkQueue::Push(Job job) {
   {
     const std::lock_guard lock(mutex_);
-    if (jobs_.size() >= most_waiting_) return false;
+    const auto same = std::count_if(jobs_.begin(), jobs_.end(),
+                                    [&](const Job& each) { return each.key == job.key; });
+    if (jobs_.size() >= most_waiting_ || same >= kMostWaitingEach) return false;
     jobs_.push_back(std::move(job));
   }
   changed_.notify_one();

@@ -37,7 +37,7 @@ class WorkQueue {
   WorkQueue(const WorkQueue&) = delete;
   WorkQueue& operator=(const WorkQueue&) = delete;
 
-  // False when the queue is full.
+  // False when the queue is full, or holds enough of this key.
   [[nodiscard]] bool Push(Job job);
   size_t Waiting() const;
   size_t Running() const;

@@ -228,7 +228,7 @@ TEST(WorkQueueTest, OneJobAKeyAndHalfOfTheWorkersForTheSlow) {
     for (int i = 0; i < 3000 && !condition(); ++i) std::this_thread::sleep_for(Milliseconds(10));
     return condition();
   };
-  WorkQueue queue(4, 6);
+  WorkQueue queue(4, 20);
   const auto block = [&](std::atomic<int>* count) {
     ++*count;
     while (!release) std::this_thread::sleep_for(Milliseconds(5));
@@ -249,8 +249,10 @@ TEST(WorkQueueTest, OneJobAKeyAndHalfOfTheWorkersForTheSlow) {
   // Waiting: a slow one and the second of the same key.
   EXPECT_TRUE(queue.Push({"c", Deadline(Milliseconds(0)), [&] { return ++late, false; }}));
   EXPECT_TRUE(until([&] { return late == 1; }));
-  for (int i = 0; i < 4; ++i) EXPECT_TRUE(queue.Push({"d", minute, [] { return false; }}));
+  for (int i = 0; i < 15; ++i) EXPECT_TRUE(queue.Push({"d", minute, [] { return false; }}));
   EXPECT_FALSE(queue.Push({"d", minute, [] { return false; }}));
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(queue.Push({"c", minute, [] { return false; }}));
+  EXPECT_FALSE(queue.Push({"e", minute, [] { return false; }}));
   EXPECT_TRUE(slow == 2 && same == 1);
   release = true;
   EXPECT_TRUE(until([&] { return queue.Waiting() + queue.Running() == 0; }));
