@@ -63,9 +63,9 @@ void Resolver::Work() {
     std::vector<std::string> addresses;
     const std::string error = LookUp(name, &addresses);
     lock.lock();
-    Entry& entry = entries_[name];
-    entry = {true, Clock::now() + (error.empty() ? kRemembered : kRememberedFailure),
-             std::move(addresses), error};
+    // What nobody has answered yet is never thrown away.
+    *entries_.at(name) = {true, Clock::now() + (error.empty() ? kRemembered : kRememberedFailure),
+                          std::move(addresses), error};
     changed_.notify_all();
   }
 }
@@ -73,7 +73,7 @@ void Resolver::Work() {
 // Names come from requests: a suffix in the rules admits any number of them.
 bool Resolver::MakeRoom() {
   if (entries_.size() < kMostNames) return true;
-  std::erase_if(entries_, [](const auto& pair) { return pair.second.known; });
+  std::erase_if(entries_, [](const auto& pair) { return pair.second->known; });
   return entries_.size() < kMostNames;
 }
 
@@ -81,27 +81,23 @@ std::vector<std::string> Resolver::Resolve(const std::string& name,
                                            const client::Deadline& deadline,
                                            client::Failure* failure) {
   std::unique_lock lock(mutex_);
-  const auto found = entries_.find(name);
-  const bool is_stale =
-      found != entries_.end() && found->second.known && found->second.until < Clock::now();
-  if (is_stale) entries_.erase(found);
-  if (is_stale || found == entries_.end()) {
+  auto found = entries_.find(name);
+  if (found != entries_.end() && found->second->known && found->second->until < Clock::now()) {
+    entries_.erase(found);
+    found = entries_.end();
+  }
+  if (found == entries_.end()) {
     if (!MakeRoom()) {
       *failure = {FailureKind::kResolve, "too many names wait for the name service", ""};
       return {};
     }
-    entries_.try_emplace(name);
+    found = entries_.emplace(name, std::make_shared<Entry>()).first;
     wanted_.push_back(name);
     changed_.notify_all();
   }
-  // Looked for anew each time: room may be made meanwhile.
-  const Entry* entry = nullptr;
-  const auto is_known = [&] {
-    const auto at = entries_.find(name);
-    entry = at == entries_.end() ? nullptr : &at->second;
-    return entry == nullptr || entry->known;
-  };
-  if (!changed_.wait_for(lock, deadline.Left(), is_known) || entry == nullptr) {
+  // Held: room may be made before this thread looks at it.
+  const std::shared_ptr<const Entry> entry = found->second;
+  if (!changed_.wait_for(lock, deadline.Left(), [&] { return entry->known; })) {
     *failure = {FailureKind::kResolve, "no answer from the name service for " + name, ""};
     return {};
   }

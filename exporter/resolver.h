@@ -12,6 +12,7 @@
 #include <condition_variable>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -46,7 +47,7 @@ class Resolver {
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::map<std::string, Entry> entries_;  // guarded by mutex_, as are these two
+  std::map<std::string, std::shared_ptr<Entry>> entries_;  // guarded by mutex_, as are these two
   std::deque<std::string> wanted_;
   bool over_ = false;
   std::vector<std::thread> threads_;
