@@ -237,7 +237,8 @@ void AddLabel(const Option& option, const std::string& text, Step* step) {
 
 void SetHostPort(const std::string& text, Step* step) {
   const size_t colon = text.rfind(':');
-  if (colon == std::string::npos) throw std::invalid_argument("targets are HOST:PORT");
+  if (colon == std::string::npos || colon == 0)
+    throw std::invalid_argument("targets are HOST:PORT");
   step->arguments.Set("host", {text.substr(0, colon)});
   step->arguments.Set("port", {text.substr(colon + 1)});
 }

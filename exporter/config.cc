@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "config.h"
 
+#include <sys/stat.h>
+
 #include <cstdlib>
 #include <set>
 
@@ -134,6 +136,11 @@ const TargetRule* Config::RuleFor(const Target& target) const {
 }
 
 client::Secret ReadPassword(const std::string& path) {
+  struct stat info;
+  // A pipe that nobody writes into would hold up whoever reads the configuration.
+  if (stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
+    throw std::runtime_error(path + " is no regular file");
+  }
   const char* folder = getenv("CREDENTIALS_DIRECTORY");
   const bool handed_over = folder != nullptr && path.starts_with(std::string(folder) + '/') &&
                            path.find("/../") == std::string::npos;

@@ -171,7 +171,12 @@ MHD_Result HttpServer::Send(MHD_Connection* connection, const Response& response
 }
 
 UniqueFd Listen(const std::string& where, bool* is_public) {
-  const Target target = ParseTarget(where);
+  Target target;
+  try {
+    target = ParseTarget(where);
+  } catch (const std::invalid_argument&) {
+    // Has no address then.
+  }
   // A port has to be given: the one that targets have without is the agent's.
   if (!target.address || !where.ends_with(':' + std::to_string(target.port))) {
     throw std::runtime_error("listen: \"" + where + "\" is no ADDRESS:PORT");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "yaml_fields.h"
 
+#include <algorithm>
 #include <set>
 
 namespace zem::exporter {
@@ -14,7 +15,7 @@ std::string Say(std::string_view what, const char* text) {
 }  // namespace
 
 void Refuse(const YAML::Node& node, const std::string& text) {
-  throw ConfigError(node.Mark().line + 1, text);
+  throw ConfigError(std::max(node.Mark().line, 0) + 1, text);  // an empty file has no mark
 }
 
 std::string TextOf(const YAML::Node& node, std::string_view what) {

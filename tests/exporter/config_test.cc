@@ -122,12 +122,13 @@ TEST(ConfigTest, SaysWhichLineIsWrongAndNeverASecret) {
       {good + "    - du: {paths: /, recursive: 1}\n", "f.yml:6: recursive has to be true or false"},
       {good + "    - count: {folder: /, older: 1, newer: 2}\n", "f.yml:6: count: one of --older"},
       {good + "    - tcp: {targets: 'db'}\n", "f.yml:6: tcp: targets are HOST:PORT"},
+      {good + "    - tcp: {targets: ':80'}\n", "f.yml:6: tcp: targets are HOST:PORT"},
       {good + "    - cpu: {timeout: 0}\n", "f.yml:6: timeout has to be above 0"},
       {"auths: {a: hunter2}\n", "f.yml:1: the password file of auth \"a\" has to be named"},
       {"auths:\n  a: /missing\n", "f.yml:2: the password file of auth \"a\": cannot read it: gone"},
       {"auths:\n  a: [hunter2\n", "this is no YAML"},
       {"targets: [{match: a, auth: hunter2}]\nmodules: {}\n", "f.yml:1: auth has to be one of"},
-      {"auths: {}\n", "there are no targets"},
+      {"# nothing\n", "f.yml:1: there are no targets"},
       {"colour: blue\n", "f.yml:1: \"colour\" is none of"},
   };
   for (const auto& c : kCases) {
