@@ -10,7 +10,6 @@
 
 #include "app/global_arguments.h"
 #include "app/hosts_conf.h"
-#include "app/options.h"
 #include "commands/ready_check.h"
 #include "commands/table.h"
 #include "core/settings.h"
@@ -51,11 +50,11 @@ std::vector<std::string_view> Spellings(std::string_view list) {
 }
 
 // Hosts stand between commas: what is in front of the last one stays.
-std::vector<Candidate> Hosts(std::string_view current) {
+std::vector<Candidate> Hosts(std::string_view current, const std::string& shared) {
   std::vector<Candidate> hosts;
   const std::string_view before = current.substr(0, current.rfind(',') + 1);
   try {
-    const std::optional<HostsConf> conf = HostsConf::ReadDefault(Options().shared_hosts_conf);
+    const std::optional<HostsConf> conf = HostsConf::ReadDefault(shared);
     if (!conf) return hosts;
     for (const bool groups : {false, true}) {
       for (const std::string& name : conf->Names(groups)) {
@@ -89,10 +88,11 @@ std::vector<Candidate> Settings() {
   return names;
 }
 
-std::vector<Candidate> Values(const Argument& argument, std::string_view current) {
+std::vector<Candidate> Values(const Argument& argument, std::string_view current,
+                              const std::string& shared) {
   if (argument.words.data() == kSettingNames) return Settings();
   if (argument.words.data() == kReadyChecks) return Checks();
-  if (argument.words.data() == kHostNames) return Hosts(current);
+  if (argument.words.data() == kHostNames) return Hosts(current, shared);
   std::vector<Candidate> values;
   for (const std::string_view word : argument.words) values.push_back({std::string(word), ""});
   return values;
@@ -101,13 +101,15 @@ std::vector<Candidate> Values(const Argument& argument, std::string_view current
 // The place of the unfinished word: behind which words it stands.
 class Place {
  public:
-  explicit Place(const std::vector<std::string>& words)
-      : subcommands_(Subcommands(IsPluginName(words.front()))), current_(words.back()) {
+  Place(const std::vector<std::string>& words, const std::string& shared_hosts)
+      : subcommands_(Subcommands(IsPluginName(words.front()))),
+        current_(words.back()),
+        shared_hosts_(shared_hosts) {
     for (size_t i = 1; i + 1 < words.size(); ++i) Pass(words[i]);
   }
 
   std::vector<Candidate> Candidates() const {
-    if (awaiting_value_ != nullptr) return Values(*awaiting_value_, current_);
+    if (awaiting_value_ != nullptr) return Values(*awaiting_value_, current_, shared_hosts_);
     if (command_ == nullptr && !current_.starts_with('-')) return Names();
     std::vector<Candidate> found;
     if (current_.starts_with('-') && !InCommandLine()) {
@@ -117,7 +119,7 @@ class Place {
         }
       }
     } else if (const Argument* argument = Positional(position_)) {
-      found = Values(*argument, current_);
+      found = Values(*argument, current_, shared_hosts_);
     }
     return found;
   }
@@ -187,6 +189,7 @@ class Place {
 
   const std::vector<Subcommand> subcommands_;
   const std::string_view current_;
+  const std::string& shared_hosts_;
   std::string group_;
   const Subcommand* command_ = nullptr;
   const Argument* awaiting_value_ = nullptr;
@@ -195,10 +198,11 @@ class Place {
 
 }  // namespace
 
-std::string CompletionLines(const std::vector<std::string>& words) {
+std::string CompletionLines(const std::vector<std::string>& words,
+                            const std::string& shared_hosts) {
   if (words.empty()) return "";
   std::string lines;
-  for (const Candidate& each : Place(words).Candidates()) {
+  for (const Candidate& each : Place(words, shared_hosts).Candidates()) {
     const bool fits = each.word.starts_with(words.back()) || each.word == kLocalFile[0];
     if (fits) lines += fmt::format("{}\t{}\n", each.word, each.help);
   }

@@ -11,11 +11,14 @@
 #include <string>
 #include <vector>
 
+#include "app/options.h"
+
 namespace zem::client {
 
 // One candidate a line, a tab and its help behind it; ":files" alone asks for files of this
-// machine.
-std::string CompletionLines(const std::vector<std::string>& words);
+// machine. Hosts come from the user's own hosts.conf and the shared one.
+std::string CompletionLines(const std::vector<std::string>& words,
+                            const std::string& shared_hosts = Options().shared_hosts_conf);
 
 }  // namespace zem::client
 

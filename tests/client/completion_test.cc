@@ -16,7 +16,7 @@ namespace {
 
 // The candidates without their help, blanks between them.
 std::string Offered(const std::vector<std::string>& words) {
-  const std::string lines = CompletionLines(words);
+  const std::string lines = CompletionLines(words, "/nonexistent");
   std::string offered;
   for (size_t at = 0; at < lines.size(); at = lines.find('\n', at) + 1) {
     offered += (at == 0 ? "" : " ") + lines.substr(at, lines.find('\t', at) - at);
