@@ -38,7 +38,10 @@ std::string SummarisePlugin(const Answer& /*answer*/, const Value& result) {
 // What is wrong with the run itself; empty when the plugin has done its work.
 std::string Complaint(int exit_code, const std::string& output) {
   if (exit_code == 126 || exit_code == 127) return "the plugin cannot be run";
-  if (exit_code > 128) return fmt::format("the plugin was killed by signal {}", exit_code - 128);
+  constexpr int kMostSignals = 64;  // 255 is what perl and others end with on their own
+  if (exit_code > 128 && exit_code <= 128 + kMostSignals) {
+    return fmt::format("the plugin was killed by signal {}", exit_code - 128);
+  }
   if (exit_code > 3) return fmt::format("the plugin ended with exit code {}", exit_code);
   if (!Trimmed(output).empty()) return "";
   return fmt::format("the plugin printed nothing (exit code {})", exit_code);

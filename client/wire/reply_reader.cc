@@ -16,6 +16,9 @@ namespace {
 
 constexpr size_t kPiece = 256 * 1024;
 
+// The first four letters of another program's greeting are a length beyond this.
+constexpr size_t kNoLength = 512 * 1024 * 1024;
+
 enum class End { kComplete, kClosed, kTimeout };
 
 // Appends to `*bytes` until it holds `wanted` bytes.
@@ -65,6 +68,10 @@ Failure Unreadable(std::string text) {
   return {FailureKind::kUnreadable, std::move(text), "does another program listen on this port?"};
 }
 
+Failure TooLarge(const std::string& text) {
+  return {FailureKind::kUnreadable, "the reply is too large: " + text, ""};
+}
+
 }  // namespace
 
 std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
@@ -85,10 +92,14 @@ std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
   }
   const size_t length = DecodeLength(header.data(), kReplyHeaderBytes);
   if (announced != nullptr) *announced = length;
-  if (length > largest) {
+  if (length >= kNoLength) {
     *failure =
         Unreadable(fmt::format("the answer is no reply: it begins with \"{}\", a length of {}",
                                Printable(header), length));
+    return std::nullopt;
+  }
+  if (length > largest) {
+    *failure = TooLarge(fmt::format("{} bytes, at most {} are read", length, largest));
     return std::nullopt;
   }
   std::string bytes;
@@ -114,7 +125,7 @@ std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
     return std::nullopt;
   }
   if (std::count(text.begin(), text.end(), '\n') > kMostReplyLines) {
-    *failure = Unreadable(fmt::format("the reply has more than {} lines", kMostReplyLines));
+    *failure = TooLarge(fmt::format("more than {} lines", kMostReplyLines));
     return std::nullopt;
   }
   text.pop_back();

@@ -70,7 +70,8 @@ TEST(SentShell, PluginGetsItsWordsAndHandsOnItsText) {
         {{"exit", "0"}, "cannot be run"},
         {{"/bin/sh", "-c", "kill -9 $$"}, "killed by signal 9"},
         {{"/bin/sh", "-c", "echo; echo why >&2"}, "printed nothing (exit code 0): why\n"},
-        {{"/bin/sh", "-c", "echo bad; exit 4"}, "exit code 4: bad\n"}};
+        {{"/bin/sh", "-c", "echo bad; exit 4"}, "exit code 4: bad\n"},
+        {{"/bin/sh", "-c", "echo died; exit 255"}, "exit code 255: died\n"}};
     for (const auto& [failing, text] : failures) {
       const ClientRun failed = AskPlugin(agent, failing);
       EXPECT_TRUE(failed.out.starts_with("PLUGIN UNKNOWN - ")) << failed.out;
