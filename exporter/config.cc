@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <set>
 
-#include "commands/fields.h"
+#include "model/decimal.h"
 #include "model/local_file.h"
 #include "model/secret_file.h"
 

@@ -17,7 +17,7 @@
 
 #include <fmt/format.h>
 
-#include "commands/fields.h"
+#include "model/decimal.h"
 #include "exporter.h"
 
 namespace zem::exporter {

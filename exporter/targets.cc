@@ -10,7 +10,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "commands/fields.h"
+#include "model/decimal.h"
 
 namespace zem::exporter {
 

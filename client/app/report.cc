@@ -67,10 +67,9 @@ void ReportJson(const std::vector<Outcome>& outcomes, size_t asked, const Option
     ok = ok && outcome.IsDone();
     list.push_back(OutcomeValue(outcome, *options.command));
   }
-  report->out = ToJson(Value::Of(Record{{"command", Value::Text(options.command->name)},
-                                        {"ok", Value::Flag(ok)},
-                                        {"hosts", Value::Of(std::move(list))}})) +
-                '\n';
+  report->out =
+      ToJson(Record{{"command", options.command->name}, {"ok", ok}, {"hosts", std::move(list)}}) +
+      '\n';
 }
 
 void ReportRaw(const std::vector<Outcome>& outcomes, size_t asked, const Style& err,
@@ -141,21 +140,21 @@ Report PluginReport(const std::vector<Outcome>& outcomes, const Options& options
 
 Value OutcomeValue(const Outcome& outcome, const Command& command) {
   const bool done = outcome.IsDone();
-  return Value::Of(Record{
-      {"name", Value::Text(outcome.name)},
-      {"host", Value::Text(outcome.endpoint.host)},
-      {"port", Value::Int(outcome.endpoint.port)},
-      {"command", Value::Text(command.name)},
-      {"request", Value::Text(outcome.request)},
-      {"status", outcome.reply.status ? Value::Int(*outcome.reply.status) : Value()},
-      {"ok", Value::Flag(done)},
-      {"elapsed_ms", Value::Number(outcome.exchange.ElapsedMillis())},
-      {"error", done ? Value() : Value::Text(outcome.summary)},
-      {"error_kind", outcome.failure ? Value::Text(FailureName(outcome.failure.kind)) : Value()},
-      {"hint", outcome.hint.empty() ? Value() : Value::Text(outcome.hint)},
+  return Record{
+      {"name", outcome.name},
+      {"host", outcome.endpoint.host},
+      {"port", outcome.endpoint.port},
+      {"command", command.name},
+      {"request", outcome.request},
+      {"status", outcome.reply.status},
+      {"ok", done},
+      {"elapsed_ms", outcome.exchange.ElapsedMillis()},
+      {"error", done ? Value() : outcome.summary},
+      {"error_kind", outcome.failure ? FailureName(outcome.failure.kind) : Value()},
+      {"hint", Value::TextIfAny(outcome.hint)},
       {"result", done ? outcome.result : Value()},
       {"lines", TextList(outcome.reply.lines)},
-  });
+  };
 }
 
 Report MakeReport(const std::vector<Outcome>& outcomes, size_t asked, const Options& options,

@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include "commands/fields.h"
 #include "commands/forms.h"
 #include "commands/table.h"
 #include "text/ovstring.h"
@@ -30,10 +29,10 @@ Plan BuildExists(const Arguments& arguments) {
 }
 
 constexpr Field kExistsReply[] = {{"path", 4},
-                                  {"size_bytes", 1, FieldKind::kBytes},
-                                  {"changed", 2, FieldKind::kStamp},
-                                  {"modified", 3, FieldKind::kStamp},
-                                  {"age_min", 6, FieldKind::kMinutes}};
+                                  {"size_bytes", 1, BytesOf},
+                                  {"changed", 2, StampOf},
+                                  {"modified", 3, StampOf},
+                                  {"age_min", 6, MinutesOf}};
 
 Verdict CheckExists(const Answer& answer, const Value& result, const Thresholds& thresholds) {
   Thresholds size_limits;
@@ -80,12 +79,12 @@ Value ParseHash(const Answer& answer) {
   const std::string_view line = answer.reply.Line(1);
   if (line.empty()) throw BadReply("the reply holds no hash");
   const bool too_large = IsSizeLine(line);
-  return Value::Of(Record{
-      {"file", Value::Text(answer.arguments.Text("file"))},
-      {"algorithm", Value::Text(kAlgorithms[AlgorithmOf(answer.arguments)])},
-      {"hash", too_large ? Value() : Value::Text(line)},
-      {"above_limit", Value::Flag(too_large)},
-  });
+  return Record{
+      {"file", answer.arguments.Text("file")},
+      {"algorithm", kAlgorithms[AlgorithmOf(answer.arguments)]},
+      {"hash", too_large ? Value() : line},
+      {"above_limit", too_large},
+  };
 }
 
 std::string SummariseHash(const Answer& answer, const Value& result) {
@@ -144,8 +143,8 @@ constexpr Argument kGrepArguments[] = {
     {"invert", "--invert", kFlag, "", kInvertHelp},
 };
 
-constexpr Field kCompareReply[] = {{"equal", 1, FieldKind::kFlag}};
-constexpr Field kFoundReply[] = {{"found", 1, FieldKind::kFlag}};
+constexpr Field kCompareReply[] = {{"equal", 1, FlagOf}};
+constexpr Field kFoundReply[] = {{"found", 1, FlagOf}};
 
 std::string SummariseGrep(const Answer& answer, const Value& result) {
   return fmt::format("\"{}\" is {} {}", answer.arguments.Text("text"),

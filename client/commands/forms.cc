@@ -1,43 +1,33 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "commands/forms.h"
 
+#include <algorithm>
 #include <cctype>
 
 #include <fmt/args.h>
 #include <fmt/format.h>
 
 #include "commands/escapes.h"
-#include "commands/fields.h"
+#include "model/decimal.h"
 #include "model/pieces.h"
+#include "model/printable.h"
 #include "output/units.h"
+#include "protocol/escape.h"
+#include "text/ovstring.h"
 #include "wire/request_text.h"
 
 namespace zem::client {
 
 namespace {
 
-Value ReadField(const Field& field, const Answer& answer) {
-  const Reply& reply = answer.reply;
-  if (field.line == 0) return Value::Text(answer.arguments.Text(field.name, field.otherwise));
-  switch (field.kind) {
-    case FieldKind::kText:
-      return Value::Text(reply.Line(field.line));
-    case FieldKind::kInt:
-      return Value::Int(IntLine(reply, field.line));
-    case FieldKind::kFlag:
-      return Value::Flag(FlagLine(reply, field.line));
-    case FieldKind::kBytes:
-      return Value::Bytes(NumberLine(reply, field.line));
-    case FieldKind::kMillis:
-      return Value::Millis(static_cast<double>(IntLine(reply, field.line)));
-    case FieldKind::kMinutes:
-      return Value::Minutes(IntLine(reply, field.line));
-    case FieldKind::kPercent:
-      return Value::Percent(NumberLine(reply, field.line));
-    case FieldKind::kStamp:
-      return Value::Stamp(StampLine(reply, field.line));
+constexpr size_t kShownBytes = 40;
+
+[[noreturn]] void Refuse(const Reply& reply, size_t number, const char* wanted) {
+  if (number > reply.lines.size()) {
+    throw BadReply(fmt::format("the reply ends before line {} ({})", number, wanted));
   }
-  return Value();
+  throw BadReply(fmt::format("line {} of the reply is not {}: \"{}\"", number, wanted,
+                             Printable(reply.Line(number).substr(0, kShownBytes))));
 }
 
 // What stands behind the colon, or the name in capitals.
@@ -83,10 +73,74 @@ Plan PlanFor(std::string_view form, const Arguments& arguments,
   return plan;
 }
 
+std::optional<std::string> ParseStamp(std::string_view text) {
+  const auto is_digit = [](char byte) { return byte >= '0' && byte <= '9'; };
+  if (text.size() != 14 || !std::all_of(text.begin(), text.end(), is_digit)) return std::nullopt;
+  return fmt::format("{}-{}-{}T{}:{}:{}", text.substr(4, 4), text.substr(2, 2), text.substr(0, 2),
+                     text.substr(8, 2), text.substr(10, 2), text.substr(12, 2));
+}
+
+int64_t IntLine(const Reply& reply, size_t number) {
+  const std::optional<int64_t> value = ParseWhole(reply.Line(number));
+  if (!value) Refuse(reply, number, "a whole number");
+  return *value;
+}
+
+double NumberLine(const Reply& reply, size_t number) {
+  double value = 0;
+  if (!ParseDecimal(Trimmed(reply.Line(number)), &value)) Refuse(reply, number, "a number");
+  return value;
+}
+
+std::string UnescapedLine(const Reply& reply, size_t number) {
+  if (number > reply.lines.size()) Refuse(reply, number, "a text");
+  return std::string(UnescapeLineBreaks(reply.Line(number)).View());
+}
+
+Value TextOf(const Reply& reply, size_t number) {
+  return reply.Line(number);
+}
+
+Value CountOf(const Reply& reply, size_t number) {
+  return IntLine(reply, number);
+}
+
+Value FlagOf(const Reply& reply, size_t number) {
+  const std::string_view line = reply.Line(number);
+  if (line != "0" && line != "1") Refuse(reply, number, "\"0\" or \"1\"");
+  return line == "1";
+}
+
+Value BytesOf(const Reply& reply, size_t number) {
+  return Value::Bytes(NumberLine(reply, number));
+}
+
+Value MillisOf(const Reply& reply, size_t number) {
+  return Value::Millis(static_cast<double>(IntLine(reply, number)));
+}
+
+Value MinutesOf(const Reply& reply, size_t number) {
+  return Value::Minutes(IntLine(reply, number));
+}
+
+Value PercentOf(const Reply& reply, size_t number) {
+  return Value::Percent(NumberLine(reply, number));
+}
+
+Value StampOf(const Reply& reply, size_t number) {
+  const std::optional<std::string> stamp = ParseStamp(reply.Line(number));
+  if (!stamp) Refuse(reply, number, "a time stamp");
+  return Value::Stamp(*stamp);
+}
+
 Value ReadFields(std::span<const Field> fields, const Answer& answer) {
   Record record;
-  for (const Field& field : fields) record.emplace_back(field.name, ReadField(field, answer));
-  return Value::Of(std::move(record));
+  for (const Field& field : fields) {
+    record.emplace_back(field.name, field.line > 0
+                                        ? field.read(answer.reply, field.line)
+                                        : answer.arguments.Text(field.name, field.otherwise));
+  }
+  return record;
 }
 
 std::string Sentence(const char* form, const Value& result) {
@@ -113,24 +167,20 @@ Verdict JudgeFlag(const Answer& answer, const Value& result, const Thresholds& /
 
 Metric MetricOf(const char* label, const Value& value, const Thresholds& thresholds) {
   const double number = value.AsNumber();
-  switch (value.HowShown()) {
-    case Form::kBytes:
-      return {label, number, "B", thresholds, 0, {}};
-    case Form::kMilliseconds:
-      return {label, number / 1000, "s", thresholds, 0, {}};
-    case Form::kMinutes:
-      return {label, number * 60, "s", thresholds, 0, {}};
-    case Form::kPercent:
-      return {label, number, "%", thresholds, 0, {}};
-    default:
-      return {label, number, "", thresholds, 0, {}};
-  }
+  using Figure = std::pair<double, const char*>;
+  const Form form = value.HowShown();
+  const auto [figure, unit] = form == Form::kBytes          ? Figure(number, "B")
+                              : form == Form::kMilliseconds ? Figure(number / 1000, "s")
+                              : form == Form::kMinutes      ? Figure(number * 60, "s")
+                              : form == Form::kPercent      ? Figure(number, "%")
+                                                            : Figure(number, "");
+  return {label, figure, unit, thresholds, 0, {}};
 }
 
 Value ParseMessage(const Answer& answer) {
-  Record record{{"message", Value::Text(answer.reply.Line(1))}};
-  if (!answer.exchange.note.empty()) record.emplace_back("note", Value::Text(answer.exchange.note));
-  return Value::Of(std::move(record));
+  Record record{{"message", answer.reply.Line(1)}};
+  if (!answer.exchange.note.empty()) record.emplace_back("note", answer.exchange.note);
+  return record;
 }
 
 std::string SummariseMessage(const Answer& answer, const Value& /*result*/) {

@@ -11,7 +11,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -39,12 +41,31 @@ Plan Request(const Arguments& arguments) {
   return PlanFor(kForm.text, arguments);
 }
 
-enum class FieldKind : uint8_t { kText, kInt, kFlag, kBytes, kMillis, kMinutes, kPercent, kStamp };
+// The lines of a reply as numbers, flags and texts. A refusal names the line: a peer's text is
+// never trusted to be what it should.
+int64_t IntLine(const Reply& reply, size_t number);
+// A number that may be blank-padded and may have a fraction.
+double NumberLine(const Reply& reply, size_t number);
+// The line with its line breaks put back.
+std::string UnescapedLine(const Reply& reply, size_t number);
+// DDMMYYYYhhmmss as ISO 8601 without a zone.
+std::optional<std::string> ParseStamp(std::string_view text);
+
+// The same as values.
+using LineReader = Value (*)(const Reply& reply, size_t number);
+Value TextOf(const Reply& reply, size_t number);
+Value CountOf(const Reply& reply, size_t number);
+Value FlagOf(const Reply& reply, size_t number);
+Value BytesOf(const Reply& reply, size_t number);
+Value MillisOf(const Reply& reply, size_t number);
+Value MinutesOf(const Reply& reply, size_t number);
+Value PercentOf(const Reply& reply, size_t number);
+Value StampOf(const Reply& reply, size_t number);
 
 struct Field {
   const char* name;
   size_t line = 0;  // of the reply; 0 = the argument of the field's name
-  FieldKind kind = FieldKind::kText;
+  LineReader read = TextOf;
   const char* otherwise = "";  // where that argument was not given
 };
 

@@ -1,19 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <fmt/format.h>
 
-#include "commands/fields.h"
 #include "commands/forms.h"
 #include "commands/table.h"
+#include "model/decimal.h"
 #include "protocol/escape.h"
 
 namespace zem::client {
 
 namespace {
-
-Value TextOrNull(const Reply& reply, std::string_view name) {
-  const std::optional<std::string_view> value = NamedLine(reply, name);
-  return value ? Value::Text(*value) : Value();
-}
 
 int64_t Number(const Reply& reply, std::string_view name) {
   const std::optional<std::string_view> text = NamedLine(reply, name);
@@ -33,10 +28,10 @@ Value Catalogue(const Reply& reply, std::string_view names_key, std::string_view
   for (const char digit : *digits) {
     const size_t end = rest.find("\r\n");
     if (end == std::string_view::npos) break;
-    record.emplace_back(std::string(rest.substr(0, end)), Value::Flag(digit == '1'));
+    record.emplace_back(std::string(rest.substr(0, end)), digit == '1');
     rest.remove_prefix(end + 2);
   }
-  return Value::Of(std::move(record));
+  return record;
 }
 
 std::string SummariseInfo(const Answer& answer, const Value& result) {
@@ -59,11 +54,11 @@ Verdict CheckInfo(const Answer& /*answer*/, const Value& result, const Threshold
 }
 
 Value ParsePing(const Answer& answer) {
-  return Value::Of(Record{
+  return Record{
       {"connect_ms", Value::Millis(answer.exchange.ConnectedMillis())},
       {"round_trip_ms", Value::Millis(answer.exchange.ElapsedMillis())},
-      {"version", TextOrNull(answer.reply, "AgentVersion")},
-  });
+      {"version", NamedLine(answer.reply, "AgentVersion")},
+  };
 }
 
 constexpr Command kRows[] = {
@@ -103,25 +98,26 @@ std::optional<std::string_view> NamedLine(const Reply& reply, std::string_view n
 
 Value ParseInfo(const Answer& answer) {
   const Reply& reply = answer.reply;
-  return Value::Of(Record{
-      {"name", TextOrNull(reply, "AgentName")},
-      {"version", TextOrNull(reply, "AgentVersion")},
-      {"platform", TextOrNull(reply, "AgentPlatform")},
-      {"developer", TextOrNull(reply, "AgentDeveloper")},
-      {"host_name", TextOrNull(reply, "HostName")},
-      {"running_os", TextOrNull(reply, "RunningOS")},
-      {"os_updates", TextOrNull(reply, "OSUpdates")},
-      {"comment", TextOrNull(reply, "Comment")},
-      {"port", Value::Int(Number(reply, "Port"))},
+  return Record{
+      {"name", NamedLine(reply, "AgentName")},
+      {"version", NamedLine(reply, "AgentVersion")},
+      {"platform", NamedLine(reply, "AgentPlatform")},
+      {"developer", NamedLine(reply, "AgentDeveloper")},
+      {"host_name", NamedLine(reply, "HostName")},
+      {"running_os", NamedLine(reply, "RunningOS")},
+      {"os_updates", NamedLine(reply, "OSUpdates")},
+      {"comment", NamedLine(reply, "Comment")},
+      {"port", Number(reply, "Port")},
       {"timeout_ms", Value::Millis(static_cast<double>(Number(reply, "Timeout")))},
-      {"connections", Value::Of(Record{
-                          {"active", Value::Int(Number(reply, "ActiveConnections"))},
-                          {"opened", Value::Int(Number(reply, "OpenedConnections"))},
-                          {"rejected", Value::Int(Number(reply, "FailedConnections"))},
-                      })},
+      {"connections",
+       Record{
+           {"active", Number(reply, "ActiveConnections")},
+           {"opened", Number(reply, "OpenedConnections")},
+           {"rejected", Number(reply, "FailedConnections")},
+       }},
       {"tests", Catalogue(reply, "Available tests", "Enabled tests")},
       {"actions", Catalogue(reply, "Available actions", "Enabled actions")},
-  });
+  };
 }
 
 const std::span<const Command> kInfoCommands = kRows;

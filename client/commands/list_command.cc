@@ -4,7 +4,6 @@
 
 #include <fmt/format.h>
 
-#include "commands/fields.h"
 #include "commands/forms.h"
 #include "commands/table.h"
 #include "model/decimal.h"
@@ -73,17 +72,17 @@ class EntryReader {
     }
     const int64_t attributes = IntLine(reply_, line_ + 1);
     *entry = Record{
-        {"name", Value::Text(name)},
-        {"type", Value::Text((attributes & kDirectory) != 0 ? "folder"
-                             : (attributes & kSystem) != 0  ? "other"
-                                                            : "file")},
-        {"size_bytes", Value::Bytes(NumberLine(reply_, line_ + 2))},
+        {"name", name},
+        {"type", (attributes & kDirectory) != 0 ? "folder"
+                 : (attributes & kSystem) != 0  ? "other"
+                                                : "file"},
+        {"size_bytes", BytesOf(reply_, line_ + 2)},
     };
     size_t next = line_ + 3;
-    if (changed_) entry->emplace_back("changed", Value::Stamp(StampLine(reply_, next++)));
-    entry->emplace_back("modified", Value::Stamp(StampLine(reply_, next++)));
-    entry->emplace_back("read_only", Value::Flag((attributes & kReadOnly) != 0));
-    entry->emplace_back("hidden", Value::Flag((attributes & kHidden) != 0));
+    if (changed_) entry->emplace_back("changed", StampOf(reply_, next++));
+    entry->emplace_back("modified", StampOf(reply_, next++));
+    entry->emplace_back("read_only", (attributes & kReadOnly) != 0);
+    entry->emplace_back("hidden", (attributes & kHidden) != 0);
     line_ = next;
     return true;
   }
@@ -140,15 +139,14 @@ Value ParseList(const Answer& answer) {
   EntryReader reader(answer.reply, changed);
   int64_t found = 0;
   for (Record entry; reader.Next(&entry); ++found) {
-    if (IsWanted(entry, answer.arguments)) entries.push_back(Value::Of(std::move(entry)));
+    if (IsWanted(entry, answer.arguments)) entries.push_back(std::move(entry));
   }
   std::stable_sort(entries.begin(), entries.end(), FolderThenName);
   if (found != count) {
     throw BadReply(fmt::format("{} entries announced, {} found", count, found));
   }
-  return Value::Of(Record{{"folder", Value::Text(answer.reply.Line(1))},
-                          {"count", Value::Int(static_cast<int64_t>(entries.size()))},
-                          {"entries", Value::Of(std::move(entries))}});
+  return Record{
+      {"folder", answer.reply.Line(1)}, {"count", entries.size()}, {"entries", std::move(entries)}};
 }
 
 constexpr Command kRows[] = {

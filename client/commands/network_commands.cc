@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <fmt/format.h>
 
-#include "commands/fields.h"
 #include "commands/forms.h"
 #include "commands/table.h"
+#include "model/decimal.h"
 #include "model/printable.h"
 #include "text/ovstring.h"
 
@@ -79,9 +79,9 @@ Plan BuildUdp(const Arguments& arguments) {
 
 Value ParseProbe(const Answer& answer) {
   const std::string data = UnescapedLine(answer.reply, 2);
-  return Value::Of(Record{{"time_ms", Value::Millis(static_cast<double>(IntLine(answer.reply, 1)))},
-                          {"received_bytes", Value::Bytes(static_cast<double>(data.size()))},
-                          {"received", data.empty() ? Value() : Value::Text(data)}});
+  return Record{{"time_ms", MillisOf(answer.reply, 1)},
+                {"received_bytes", Value::Bytes(static_cast<double>(data.size()))},
+                {"received", Value::TextIfAny(data)}};
 }
 
 // The second line of a failure is the code of the step that failed, 0 and below.

@@ -22,9 +22,7 @@ Plan BuildPlugin(const Arguments& arguments) {
 
 Value ParsePlugin(const Answer& answer) {
   const ShellSaid said = ReadSentShell(answer.reply);
-  return Value::Of(Record{{"exit_code", Value::Int(said.exit_code)},
-                          {"output", Value::Text(said.output)},
-                          {"errors", Value::Text(said.errors)}});
+  return Record{{"exit_code", said.exit_code}, {"output", said.output}, {"errors", said.errors}};
 }
 
 std::string FirstLine(const std::string& text) {

@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include "commands/fields.h"
 #include "commands/forms.h"
 #include "commands/table.h"
 #include "model/pieces.h"
@@ -34,7 +33,7 @@ Plan BuildProc(const Arguments& arguments) {
   return PlanFor("TEST-Process - name", arguments);
 }
 
-constexpr Field kProcReply[] = {{"name"}, {"count", 1, FieldKind::kInt}};
+constexpr Field kProcReply[] = {{"name"}, {"count", 1, CountOf}};
 
 std::string SummariseProc(const Answer& /*answer*/, const Value& result) {
   const bool one = result["count"].AsNumber() == 1;
@@ -66,14 +65,13 @@ Value ParseProcs(const Answer& answer) {
   if (doubled) names.pop_back();
   // The agent's own process would be in it.
   if (names.empty()) throw NoAnswer("the list is empty", kProcessesHint);
-  return Value::Of(Record{{"count", Value::Int(static_cast<int64_t>(names.size()))},
-                          {"last_line_doubled", Value::Flag(doubled)},
-                          {"processes", TextList(names)}});
+  return Record{
+      {"count", names.size()}, {"last_line_doubled", doubled}, {"processes", TextList(names)}};
 }
 
 // --- cpu
 
-constexpr Field kCpuReply[] = {{"usage_percent", 1, FieldKind::kPercent}};
+constexpr Field kCpuReply[] = {{"usage_percent", 1, PercentOf}};
 
 constexpr Command kRows[] = {
     {

@@ -39,7 +39,7 @@ Plan BuildRaw(const Arguments& arguments) {
 }
 
 Value ParseRaw(const Answer& answer) {
-  return Value::Of(Record{{"lines", TextList(answer.reply.lines)}});
+  return Record{{"lines", TextList(answer.reply.lines)}};
 }
 
 std::string SummariseRaw(const Answer& answer, const Value& /*result*/) {

@@ -39,7 +39,7 @@ std::string Word(std::string_view* line) {
 // "-" is no number.
 Value Bound(const std::string& word) {
   double number = 0;
-  return ParseDecimal(word, &number) ? Value::Number(number) : Value();
+  return ParseDecimal(word, &number) ? number : Value();
 }
 
 Value ReadFigure(std::string_view line, bool judged) {
@@ -49,13 +49,13 @@ Value ReadFigure(std::string_view line, bool judged) {
   double number = 0;
   if (!ParseDecimal(value, &number)) throw BadReply("the check printed no number: " + whole);
   Record figure = {{"label", Value()},
-                   {"value", Value::Number(number)},
-                   {"unit", Value::Text(unit == "-" ? "" : unit)},
+                   {"value", number},
+                   {"unit", unit == "-" ? "" : unit},
                    {"least", Bound(Word(&line))},
                    {"most", Bound(Word(&line))},
-                   {"judged", Value::Flag(judged)}};
-  figure.front().second = Value::Text(line);
-  return Value::Of(std::move(figure));
+                   {"judged", judged}};
+  figure.front().second = line;
+  return figure;
 }
 
 std::optional<double> NumberOf(const Value& value) {
@@ -141,10 +141,10 @@ Value ReadFigures(std::string_view output, const std::string& errors, std::strin
       kept->append(line).append("\n");
     }
   }
-  return Value::Of(Record{{"text", Value::Text(text)},
-                          {"unknown", unknown.empty() ? Value() : Value::Text(unknown)},
-                          {"figures", Value::Of(std::move(figures))},
-                          {"errors", Value::Text(errors)}});
+  return Record{{"text", text},
+                {"unknown", Value::TextIfAny(unknown)},
+                {"figures", std::move(figures)},
+                {"errors", errors}};
 }
 
 Verdict JudgeFigures(const Value& result, const Thresholds& thresholds) {

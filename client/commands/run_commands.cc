@@ -5,7 +5,6 @@
 
 #include "commands/command_line.h"
 #include "commands/escapes.h"
-#include "commands/fields.h"
 #include "commands/forms.h"
 #include "commands/sent_shell.h"
 #include "commands/table.h"
@@ -71,8 +70,8 @@ Plan BuildExec(const Arguments& arguments) {
 }
 
 Value ParseRun(const Answer& answer) {
-  return Value::Of(Record{{"exit_code", Value::Int(IntLine(answer.reply, 1))},
-                          {"waited", Value::Flag(!answer.arguments.Has("no-wait"))}});
+  return Record{{"exit_code", IntLine(answer.reply, 1)},
+                {"waited", !answer.arguments.Has("no-wait")}};
 }
 
 std::string SummariseRun(const Answer& answer, const Value& result) {
@@ -167,12 +166,10 @@ Value ParseScript(const Answer& answer) {
   List wanted;
   const auto most = static_cast<size_t>(answer.arguments.Int("lines", 0, 0, kMostLines));
   for (size_t i = 0; i < std::min(most, lines.size()); ++i) {
-    wanted.push_back(Value::Text(lines[i]));
+    wanted.push_back(lines[i]);
   }
-  return Value::Of(Record{{"result", Value::Text(text)},
-                          {"marked", Value::Flag(marked)},
-                          {"exit_code", exit_code ? Value::Int(*exit_code) : Value()},
-                          {"lines", Value::Of(std::move(wanted))}});
+  return Record{
+      {"result", text}, {"marked", marked}, {"exit_code", exit_code}, {"lines", std::move(wanted)}};
 }
 
 // Without thresholds the script is taken for a plugin, as a program is; but what has neither a

@@ -6,7 +6,8 @@
 
 #include <fmt/format.h>
 
-#include "commands/fields.h"
+#include "commands/forms.h"
+#include "model/decimal.h"
 #include "model/pieces.h"
 #include "text/ovstring.h"
 #include "wire/request_text.h"

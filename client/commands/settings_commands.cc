@@ -3,11 +3,11 @@
 
 #include <fmt/format.h>
 
-#include "commands/fields.h"
 #include "commands/forms.h"
 #include "commands/table.h"
 #include "core/config_file.h"
 #include "core/settings.h"
+#include "model/decimal.h"
 #include "model/nearest.h"
 #include "model/secret_file.h"
 #include "protocol/escape.h"
@@ -58,15 +58,15 @@ constexpr std::string_view kShownSettings[] = {
     "IPFilterMarks", "AllowUpdates", "AllowRManage", "UpdateAddr",  "ManageAddr"};
 
 Value SettingValue(const SettingRow& row, std::string_view text) {
-  if (std::holds_alternative<bool Settings::*>(row.member)) return Value::Flag(text == "1");
+  if (std::holds_alternative<bool Settings::*>(row.member)) return text == "1";
   if (std::holds_alternative<int Settings::*>(row.member)) {
     const std::optional<int64_t> value = ParseWhole(text);
     if (!value) throw BadReply(fmt::format("the setting {} is no number", row.wire_name));
-    return Value::Int(*value);
+    return *value;
   }
   // One address a line on the wire; blanks between them, as in the file.
-  if (IsFilterList(row)) return Value::Text(FileFilterList(UnescapeLineBreaks(text)).View());
-  return Value::Text(text);
+  if (IsFilterList(row)) return FileFilterList(UnescapeLineBreaks(text)).View();
+  return text;
 }
 
 Value ParseGet(const Answer& answer) {
@@ -76,9 +76,9 @@ Value ParseGet(const Answer& answer) {
                           SettingValue(*FindSettingByWireName(name), Named(answer.reply, name)));
   }
   const Value info = ParseInfo(answer);
-  return Value::Of(Record{{"settings", Value::Flat(std::move(settings))},
-                          {"tests", info["tests"]},
-                          {"actions", info["actions"]}});
+  return Record{{"settings", Value::Flat(std::move(settings))},
+                {"tests", info["tests"]},
+                {"actions", info["actions"]}};
 }
 
 std::string SummariseGet(const Answer& answer, const Value& /*result*/) {
@@ -222,10 +222,10 @@ Plan BuildSet(const Arguments& arguments) {
 Value ParseSet(const Answer& answer) {
   List names;
   for (const std::string& setting : answer.arguments.All("settings")) {
-    names.push_back(Value::Text(FindRow(Trimmed(setting.substr(0, setting.find('='))))->wire_name));
+    names.push_back(FindRow(Trimmed(setting.substr(0, setting.find('='))))->wire_name);
   }
-  if (answer.arguments.Has("new-password-file")) names.push_back(Value::Text("Password"));
-  return Value::Of(Record{{"changed", Value::Flat(std::move(names))}});
+  if (answer.arguments.Has("new-password-file")) names.push_back("Password");
+  return Record{{"changed", Value::Flat(std::move(names))}};
 }
 
 std::string SummariseSet(const Answer& answer, const Value& /*result*/) {

@@ -5,7 +5,6 @@
 
 #include <fmt/format.h>
 
-#include "commands/fields.h"
 #include "commands/forms.h"
 #include "commands/table.h"
 #include "text/path.h"
@@ -32,16 +31,16 @@ Value ParseDisk(const Answer& answer) {
   const double used = total - free;
   const double usable = used + std::max(available, 0.0);
   const double free_percent = usable > 0 ? 100 * std::max(available, 0.0) / usable : 0;
-  return Value::Of(Record{
-      {"path", Value::Text(answer.arguments.Text("path"))},
+  return Record{
+      {"path", answer.arguments.Text("path")},
       {"total_bytes", Value::Bytes(total)},
       {"used_bytes", Value::Bytes(used)},
       {"free_bytes", Value::Bytes(free)},
       {"available_bytes", Value::Bytes(available)},
       {"used_percent", Value::Percent(usable > 0 ? 100 - free_percent : 0)},
       {"free_percent", Value::Percent(free_percent)},
-      {"query_ms", Value::Millis(static_cast<double>(IntLine(answer.reply, 4)))},
-  });
+      {"query_ms", MillisOf(answer.reply, 4)},
+  };
 }
 
 // The same limit seen from the other side: performance data shows what is used.
@@ -113,11 +112,10 @@ Plan BuildDu(const Arguments& arguments) {
 
 Value ParseDu(const Answer& answer) {
   const Arguments& arguments = answer.arguments;
-  return Value::Of(Record{
-      {"path",
-       Value::Text(arguments.Has("mask") ? MeasuredPath(arguments) : arguments.Text("path"))},
-      {"size_bytes", Value::Bytes(NumberLine(answer.reply, 1))},
-  });
+  return Record{
+      {"path", arguments.Has("mask") ? MeasuredPath(arguments) : arguments.Text("path")},
+      {"size_bytes", BytesOf(answer.reply, 1)},
+  };
 }
 
 // --- count
@@ -134,8 +132,7 @@ constexpr Argument kCountArguments[] = {
     {"macros", "--macros", kFlag, "", kMacroHelp},
 };
 
-constexpr Field kCountReply[] = {
-    {"folder"}, {"mask", 0, FieldKind::kText, "*"}, {"count", 1, FieldKind::kInt}};
+constexpr Field kCountReply[] = {{"folder"}, {"mask", 0, TextOf, "*"}, {"count", 1, CountOf}};
 
 constexpr const char* kSkipped =
     "-r enters only folders that the agent's user may write, and no hidden ones";
@@ -143,8 +140,8 @@ constexpr const char* kSkipped =
 Value ParseCount(const Answer& answer) {
   Record record = *ReadFields(kCountReply, answer).As<Record>();
   const bool none = record.back().second.AsNumber() == 0;
-  if (none && answer.arguments.Has("recursive")) record.emplace_back("note", Value::Text(kSkipped));
-  return Value::Of(std::move(record));
+  if (none && answer.arguments.Has("recursive")) record.emplace_back("note", kSkipped);
+  return record;
 }
 
 std::string ExplainCount(const Reply& /*reply*/) {

@@ -53,10 +53,9 @@ Exchange AskUpgrade(const Endpoint& endpoint, const Plan& plan, std::string_view
 }
 
 Value ParseUpgrade(const Answer& answer) {
-  Record record{{"file", Value::Text(answer.arguments.Text("file"))},
-                {"accepted", Value::Flag(true)}};
-  if (!answer.exchange.note.empty()) record.emplace_back("note", Value::Text(answer.exchange.note));
-  return Value::Of(std::move(record));
+  Record record{{"file", answer.arguments.Text("file")}, {"accepted", true}};
+  if (!answer.exchange.note.empty()) record.emplace_back("note", answer.exchange.note);
+  return record;
 }
 
 std::string SummariseUpgrade(const Answer& answer, const Value& /*result*/) {

@@ -99,14 +99,14 @@ std::string FindingsText(const Findings& findings, const std::string& path, cons
 Value FindingsValue(const Findings& findings) {
   List list;
   for (const Finding& finding : findings) {
-    list.push_back(Value::Of(Record{
-        {"severity", Value::Text(SeverityName(finding.severity))},
-        {"line", finding.line > 0 ? Value::Int(finding.line) : Value()},
-        {"key", finding.key.empty() ? Value() : Value::Text(finding.key)},
-        {"text", Value::Text(finding.text)},
-    }));
+    list.push_back(Record{
+        {"severity", SeverityName(finding.severity)},
+        {"line", finding.line > 0 ? std::optional(finding.line) : std::nullopt},
+        {"key", Value::TextIfAny(finding.key)},
+        {"text", finding.text},
+    });
   }
-  return Value::Of(std::move(list));
+  return list;
 }
 
 LocalResult Configcheck(const Arguments& arguments) {
@@ -135,11 +135,11 @@ LocalResult Configcheck(const Arguments& arguments) {
                 fmt::format("{}: {}; {} errors, {} warnings\n", Printable(path),
                             loads ? "the agent loads it" : "the agent does not load it",
                             count(Severity::kError), warnings);
-  result.result = Value::Of(Record{{"file", Value::Text(path)},
-                                   {"loads", Value::Flag(loads)},
-                                   {"errors", Value::Int(count(Severity::kError))},
-                                   {"warnings", Value::Int(warnings)},
-                                   {"findings", FindingsValue(findings)}});
+  result.result = Record{{"file", path},
+                         {"loads", loads},
+                         {"errors", count(Severity::kError)},
+                         {"warnings", warnings},
+                         {"findings", FindingsValue(findings)}};
   return result;
 }
 

@@ -12,7 +12,7 @@ LocalResult Genpass(const Arguments& /*arguments*/) {
   const Secret password = RandomPassword(kPasswordCharacters);
   LocalResult result;
   result.text = std::string(password.View()) + '\n';
-  result.result = Value::Of(Record{{"password", Value::Text(password.View())}});
+  result.result = Record{{"password", password.View()}};
   return result;
 }
 

@@ -72,15 +72,12 @@ LocalResult Hosts(const Arguments& arguments) {
     endpoint.host = conf->Address(endpoint.host).value_or(endpoint.host);
     const std::string where = Display(endpoint);
     result.text += fmt::format("{} {}\n", name, where);
-    Record labels = {{"alias", Value::Text(name)}};
-    if (!groups.empty()) labels.emplace_back("groups", Value::Text(groups));
-    list.push_back(
-        for_prometheus
-            ? Value::Of(Record{{"targets", Value::Of(List{Value::Text(where)})},
-                               {"labels", Value::Of(std::move(labels))}})
-            : Value::Of(Record{{"name", Value::Text(name)}, {"target", Value::Text(where)}}));
+    Record labels = {{"alias", name}};
+    if (!groups.empty()) labels.emplace_back("groups", groups);
+    list.push_back(for_prometheus ? Record{{"targets", List{where}}, {"labels", labels}}
+                                  : Record{{"name", name}, {"target", where}});
   }
-  result.result = Value::Of(std::move(list));
+  result.result = std::move(list);
   if (for_prometheus) result.text = ToJson(result.result) + '\n';
   return result;
 }

@@ -156,16 +156,16 @@ std::string TrialsText(const std::vector<Trial>& trials, const Style& style) {
 Value TrialsValue(const std::vector<Trial>& trials) {
   List list;
   for (const Trial& trial : trials) {
-    list.push_back(Value::Of(Record{
-        {"script", Value::Text(trial.script)},
-        {"input", trial.input.empty() ? Value() : Value::Text(trial.input)},
-        {"status", trial.reply.status ? Value::Int(*trial.reply.status) : Value()},
-        {"ok", Value::Flag(trial.good)},
+    list.push_back(Record{
+        {"script", trial.script},
+        {"input", Value::TextIfAny(trial.input)},
+        {"status", trial.reply.status},
+        {"ok", trial.good},
         {"elapsed_ms", Value::Millis(trial.millis)},
-        {"text", Value::Text(trial.verdict)},
-    }));
+        {"text", trial.verdict},
+    });
   }
-  return Value::Of(std::move(list));
+  return list;
 }
 
 LocalResult Scripttest(const Arguments& arguments) {
@@ -183,7 +183,7 @@ LocalResult Scripttest(const Arguments& arguments) {
   result.exit_code = good ? 0 : 1;
   result.text = TrialsText(trials, Style::For(STDOUT_FILENO)) +
                 "Run this as the agent's user: what a script may see depends on who runs it.\n";
-  result.result = Value::Of(Record{{"ok", Value::Flag(good)}, {"trials", TrialsValue(trials)}});
+  result.result = Record{{"ok", good}, {"trials", TrialsValue(trials)}};
   return result;
 }
 

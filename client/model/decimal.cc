@@ -2,6 +2,7 @@
 #include "model/decimal.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -18,6 +19,14 @@ bool AllDigits(std::string_view text) {
 }
 
 }  // namespace
+
+std::optional<int64_t> ParseWhole(std::string_view text) {
+  text = Trimmed(text);
+  int64_t number = 0;
+  const auto end = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (end.ec != std::errc() || end.ptr != text.data() + text.size()) return std::nullopt;
+  return number;
+}
 
 bool ParseDecimal(std::string_view text, double* number) {
   // Checked by hand: strtod alone would also read blanks, exponents, "inf" and hexadecimal.

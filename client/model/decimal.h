@@ -6,10 +6,14 @@
 #ifndef ZEM_CLIENT_MODEL_DECIMAL_H_
 #define ZEM_CLIENT_MODEL_DECIMAL_H_
 
+#include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace zem::client {
 
+// An integer between blanks; nothing for anything else.
+std::optional<int64_t> ParseWhole(std::string_view text);
 // A sign, digits, a decimal point with digits behind it; false for anything else.
 [[nodiscard]] bool ParseDecimal(std::string_view text, double* number);
 

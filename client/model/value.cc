@@ -19,10 +19,4 @@ const Value& Value::operator[](std::string_view name) const {
   return kNull;
 }
 
-Value TextList(const std::vector<std::string>& texts) {
-  List list;
-  for (const std::string& text : texts) list.push_back(Value::Text(text));
-  return Value::Of(std::move(list));
-}
-
 }  // namespace zem::client

@@ -8,7 +8,9 @@
 #ifndef ZEM_CLIENT_MODEL_VALUE_H_
 #define ZEM_CLIENT_MODEL_VALUE_H_
 
+#include <concepts>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -27,18 +29,33 @@ using Record = std::vector<std::pair<std::string, Value>>;
 class Value {
  public:
   Value() = default;  // null
-  static Value Text(std::string_view text) { return Value(std::string(text), Form::kPlain); }
-  static Value Flag(bool flag) { return Value(flag, Form::kPlain); }
-  static Value Int(int64_t number) { return Value(number, Form::kPlain); }
-  static Value Number(double number) { return Value(number, Form::kPlain); }
+  // Leaves and trees whose type says it all become values wherever one is wanted.
+  // NOLINTBEGIN(google-explicit-constructor)
+  template <std::integral T>
+  Value(T leaf) {
+    if constexpr (std::same_as<T, bool>) {
+      data_ = leaf;
+    } else {
+      data_ = static_cast<int64_t>(leaf);
+    }
+  }
+  Value(double number) : data_(number) {}
+  Value(std::string text) : data_(std::move(text)) {}
+  Value(std::string_view text) : data_(std::string(text)) {}
+  Value(const char* text) : data_(std::string(text)) {}
+  Value(List list) : data_(std::move(list)) {}
+  Value(Record record) : data_(std::move(record)) {}
+  template <typename T>
+  Value(const std::optional<T>& value) : Value(value ? Value(*value) : Value()) {}
+  // NOLINTEND(google-explicit-constructor)
+  // Null where there is none.
+  static Value TextIfAny(std::string_view text) { return text.empty() ? Value() : text; }
   static Value Bytes(double bytes) { return Value(bytes, Form::kBytes); }
   static Value Millis(double number) { return Value(number, Form::kMilliseconds); }
   static Value Minutes(int64_t number) { return Value(number, Form::kMinutes); }
   static Value Percent(double share) { return Value(share, Form::kPercent); }
   // An ISO 8601 time without a zone: the agent sends its own local time and does not say which.
   static Value Stamp(std::string iso) { return Value(std::move(iso), Form::kStamp); }
-  static Value Of(List list) { return Value(std::move(list), Form::kPlain); }
-  static Value Of(Record record) { return Value(std::move(record), Form::kPlain); }
   // In a table: members by their own names, without the record's in front; items in one line.
   static Value Flat(Record record) { return Value(std::move(record), Form::kFlat); }
   static Value Flat(List list) { return Value(std::move(list), Form::kFlat); }
@@ -64,7 +81,9 @@ class Value {
   Form form_ = Form::kPlain;
 };
 
-Value TextList(const std::vector<std::string>& texts);
+inline Value TextList(const std::vector<std::string>& texts) {
+  return List(texts.begin(), texts.end());
+}
 
 }  // namespace zem::client
 

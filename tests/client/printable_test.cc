@@ -44,7 +44,7 @@ TEST(PrintableTest, NothingReachesTheTerminalThatItWouldObey) {
     SCOPED_TRACE(c.shown);
     EXPECT_EQ(Printable(c.text), c.shown);
   }
-  EXPECT_EQ(ToJson(Value::Text("\xc2\x9b\x7f\xe2\x80\xae\xf3\xa0\x81\x81\xff\xc3\xbc")),
+  EXPECT_EQ(ToJson("\xc2\x9b\x7f\xe2\x80\xae\xf3\xa0\x81\x81\xff\xc3\xbc"),
             "\"\\u009b\\u007f\\u202e\\udb40\\udc41\xef\xbf\xbd\xc3\xbc\"");
   EXPECT_EQ(Columns("gr\xc3\xbc\xc3\x9f"), 4U);
 }
