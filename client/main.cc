@@ -2,7 +2,7 @@
 #include <unistd.h>
 
 #include "app/run.h"
-#include "wire/resolver.h"
+#include "wire/connection.h"
 
 int main(int argc, char** argv) {
   const int status = zem::client::Run(argc, argv);

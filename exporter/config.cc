@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <set>
 
-#include "model/decimal.h"
 #include "model/local_file.h"
-#include "model/secret_file.h"
+#include "model/secret.h"
+#include "model/words.h"
 
 namespace zem::exporter {
 

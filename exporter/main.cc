@@ -17,8 +17,8 @@
 
 #include <fmt/format.h>
 
-#include "model/decimal.h"
 #include "exporter.h"
+#include "model/words.h"
 
 namespace zem::exporter {
 namespace {

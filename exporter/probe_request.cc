@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "model/decimal.h"
+#include "model/words.h"
 
 namespace zem::exporter {
 

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "model/decimal.h"
+#include "model/words.h"
 
 namespace zem::exporter {
 

@@ -12,7 +12,7 @@
 
 #include "fuzz.h"
 #include "protocol/packet.h"
-#include "wire/reply_reader.h"
+#include "wire/exchange.h"
 #include "wire/reply_text.h"
 
 namespace zem::client {

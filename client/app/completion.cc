@@ -13,7 +13,7 @@
 #include "commands/ready_check.h"
 #include "commands/table.h"
 #include "core/settings.h"
-#include "model/pieces.h"
+#include "model/words.h"
 
 namespace zem::client {
 

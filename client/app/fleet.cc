@@ -14,7 +14,6 @@
 
 #include <fmt/format.h>
 
-#include "app/fleet_view.h"
 #include "app/interrupt.h"
 
 namespace zem::client {

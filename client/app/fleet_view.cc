@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "app/fleet_view.h"
+#include "app/fleet.h"
 
 #include <unistd.h>
 

@@ -13,8 +13,8 @@
 #include <fmt/format.h>
 
 #include "commands/arguments.h"
-#include "model/pieces.h"
-#include "model/secret_file.h"
+#include "model/secret.h"
+#include "model/words.h"
 #include "text/ovstring.h"
 
 namespace zem::client {

@@ -14,12 +14,10 @@
 
 #include "app/global_arguments.h"
 #include "app/hosts_conf.h"
-#include "app/slips.h"
 #include "app/typed_words.h"
 #include "commands/table.h"
-#include "model/decimal.h"
-#include "model/pieces.h"
 #include "model/printable.h"
+#include "model/words.h"
 #include "text/path.h"
 
 namespace zem::client {

@@ -9,7 +9,7 @@
 
 #include "app/options.h"
 #include "app/outcome.h"
-#include "output/style.h"
+#include "output/terminal.h"
 
 namespace zem::client {
 
@@ -21,7 +21,7 @@ struct Report {
 };
 
 // Of those that were asked the ones that have answered. Rows of many hosts are no part of it: see
-// fleet_view.h.
+// fleet.h.
 Report MakeReport(const std::vector<Outcome>& outcomes, size_t asked, const Options& options,
                   const Style& out, const Style& err);
 

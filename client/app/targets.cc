@@ -14,12 +14,12 @@
 
 #include <fmt/format.h>
 
-#include "app/agent_config.h"
 #include "app/hosts_conf.h"
-#include "app/prompt.h"
-#include "model/pieces.h"
-#include "model/secret_file.h"
-#include "text/file_info.h"
+#include "core/config_file.h"
+#include "model/local_file.h"
+#include "model/secret.h"
+#include "model/words.h"
+#include "text/numbers.h"
 #include "text/ovstring.h"
 
 namespace zem::client {
@@ -27,6 +27,30 @@ namespace zem::client {
 namespace {
 
 constexpr const char* kLocalHost = "127.0.0.1";
+
+// What a client on the agent's own host needs of the agent's configuration file. It is read key by
+// key: unlike the agent's own load this neither demands a complete file nor exports a temporary
+// directory.
+struct AgentConfig {
+  std::string host;  // empty = all addresses
+  int port = 0;      // 0 = not in the file
+  Secret password;
+};
+
+AgentConfig ReadAgentConfig(const std::string& path) {
+  const Secret whole = ReadSecretFile(path, Privacy::kAnyMode);
+  const FilePtr lines(OpenText(whole.View()));
+  AgentConfig config;
+  ConfigLine parsed;
+  for (OvString line; lines && ReadConfigLine(lines.get(), &line); line.Wipe()) {
+    if (!ParseConfigLine(line, &parsed)) continue;
+    if (parsed.key == "host") config.host = parsed.value;
+    // The agent keeps the first port it finds.
+    if (parsed.key == "port" && config.port == 0) config.port = ParseInt(parsed.value);
+    if (parsed.key == "password") config.password = Secret(parsed.value);
+  }
+  return config;
+}
 
 // Where each part of a target may come from, read once for all hosts.
 struct Sources {

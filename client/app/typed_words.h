@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The words of a command line, made ready for the parser.
+// The words of a command line, made ready for the parser, and those it did not understand.
 //
 // Where a command to be started begins, and behind "--", words are values whatever they look like.
 
@@ -47,6 +47,10 @@ Typed TakeTyped(int argc, const char* const* argv, const CLI::App& root,
 // A password in the argument list can be read by everybody on the machine: std::invalid_argument.
 // Guarded arguments are data, and no options.
 void RefusePasswordOption(const std::vector<std::string>& arguments);
+
+// What a refused command line is told: the word that was not understood, and the one it may have
+// been meant to be. Empty where every word was understood.
+std::string UnknownWordText(const CLI::App& root);
 
 }  // namespace zem::client
 

@@ -8,7 +8,7 @@
 
 #include <fmt/format.h>
 
-#include "model/decimal.h"
+#include "model/words.h"
 
 namespace zem::client {
 

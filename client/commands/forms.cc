@@ -7,10 +7,9 @@
 #include <fmt/args.h>
 #include <fmt/format.h>
 
-#include "commands/escapes.h"
-#include "model/decimal.h"
-#include "model/pieces.h"
+#include "commands/typed_text.h"
 #include "model/printable.h"
+#include "model/words.h"
 #include "output/units.h"
 #include "protocol/escape.h"
 #include "text/ovstring.h"

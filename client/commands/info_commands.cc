@@ -3,7 +3,7 @@
 
 #include "commands/forms.h"
 #include "commands/table.h"
-#include "model/decimal.h"
+#include "model/words.h"
 #include "protocol/escape.h"
 
 namespace zem::client {

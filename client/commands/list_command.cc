@@ -6,7 +6,7 @@
 
 #include "commands/forms.h"
 #include "commands/table.h"
-#include "model/decimal.h"
+#include "model/words.h"
 #include "text/ovstring.h"
 
 namespace zem::client {

@@ -3,8 +3,8 @@
 
 #include "commands/forms.h"
 #include "commands/table.h"
-#include "model/decimal.h"
 #include "model/printable.h"
+#include "model/words.h"
 #include "text/ovstring.h"
 
 namespace zem::client {

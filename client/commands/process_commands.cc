@@ -5,7 +5,7 @@
 
 #include "commands/forms.h"
 #include "commands/table.h"
-#include "model/pieces.h"
+#include "model/words.h"
 
 namespace zem::client {
 

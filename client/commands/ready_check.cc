@@ -9,10 +9,8 @@
 
 #include "commands/command.h"
 #include "core/unique_fd.h"
-#include "model/decimal.h"
 #include "model/local_file.h"
-#include "model/nearest.h"
-#include "model/pieces.h"
+#include "model/words.h"
 #include "output/units.h"
 #include "text/ovstring.h"
 

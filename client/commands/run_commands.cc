@@ -3,14 +3,12 @@
 
 #include <fmt/format.h>
 
-#include "commands/command_line.h"
-#include "commands/escapes.h"
 #include "commands/forms.h"
 #include "commands/sent_shell.h"
 #include "commands/table.h"
-#include "model/decimal.h"
+#include "commands/typed_text.h"
 #include "model/local_file.h"
-#include "model/pieces.h"
+#include "model/words.h"
 #include "text/ovstring.h"
 #include "wire/request_text.h"
 

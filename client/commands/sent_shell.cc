@@ -7,8 +7,7 @@
 #include <fmt/format.h>
 
 #include "commands/forms.h"
-#include "model/decimal.h"
-#include "model/pieces.h"
+#include "model/words.h"
 #include "text/ovstring.h"
 #include "wire/request_text.h"
 

@@ -4,8 +4,8 @@
 #include "commands/table.h"
 #include "model/local_file.h"
 #include "output/units.h"
+#include "wire/exchange.h"
 #include "wire/request_text.h"
-#include "wire/upgrade_transfer.h"
 
 namespace zem::client {
 

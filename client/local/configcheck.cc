@@ -11,10 +11,10 @@
 #include "core/config_file.h"
 #include "local/findings.h"
 #include "local/local_command.h"
-#include "model/pieces.h"
 #include "model/printable.h"
-#include "model/secret_file.h"
-#include "output/style.h"
+#include "model/secret.h"
+#include "model/words.h"
+#include "output/terminal.h"
 #include "text/ovstring.h"
 
 namespace zem::client {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "local/local_command.h"
-#include "model/random_bytes.h"
+#include "model/secret.h"
 
 namespace zem::client {
 

@@ -10,8 +10,8 @@
 #include "core/config_file.h"
 #include "local/findings.h"
 #include "model/local_file.h"
-#include "model/nearest.h"
 #include "model/printable.h"
+#include "model/words.h"
 #include "text/ovstring.h"
 
 namespace zem::client {

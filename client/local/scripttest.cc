@@ -14,7 +14,7 @@
 #include "core/config_file.h"
 #include "local/local_command.h"
 #include "model/printable.h"
-#include "output/style.h"
+#include "output/terminal.h"
 #include "output/units.h"
 #include "wire/reply_text.h"
 

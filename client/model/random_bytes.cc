@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "model/random_bytes.h"
+#include "model/secret.h"
 
 #include <unistd.h>
 

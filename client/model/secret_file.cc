@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "model/secret_file.h"
+#include "model/secret.h"
 
 #include <fcntl.h>
 #include <string.h>

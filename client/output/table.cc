@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "model/pieces.h"
+#include "model/words.h"
 #include "model/printable.h"
 #include "output/units.h"
 

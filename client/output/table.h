@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "model/value.h"
-#include "output/style.h"
+#include "output/terminal.h"
 
 namespace zem::client {
 

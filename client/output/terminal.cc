@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <string_view>
 
+#include <fmt/color.h>
+
 namespace zem::client {
 
 namespace {
@@ -29,6 +31,23 @@ std::optional<Terminal> Terminal::Of(int descriptor) {
   winsize size = {};
   (void)ioctl(descriptor, TIOCGWINSZ, &size);  // without an answer it stays empty
   return Terminal{Figure("COLUMNS", size.ws_col, 80), Figure("LINES", size.ws_row, 24)};
+}
+
+Style Style::For(int descriptor) {
+  const char* unwanted = getenv("NO_COLOR");
+  return Style((unwanted == nullptr || *unwanted == '\0') && Terminal::Of(descriptor));
+}
+
+std::string Style::operator()(Tone tone, std::string_view text) const {
+  // In the order of the tones.
+  static const fmt::text_style kStyles[] = {{},
+                                            fmt::emphasis::bold,
+                                            fmt::emphasis::faint,
+                                            fmt::fg(fmt::terminal_color::green),
+                                            fmt::fg(fmt::terminal_color::yellow),
+                                            fmt::fg(fmt::terminal_color::red)};
+  return coloured_ ? fmt::format(kStyles[static_cast<size_t>(tone)], "{}", text)
+                   : std::string(text);
 }
 
 }  // namespace zem::client

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cctype>
 
-#include "model/decimal.h"
 #include "model/printable.h"
+#include "model/words.h"
 #include "text/ovstring.h"
 
 namespace zem::client {

@@ -15,7 +15,7 @@
 #include <string>
 #include <string_view>
 
-#include "model/decimal.h"
+#include "model/words.h"
 
 namespace zem::client {
 

@@ -7,18 +7,38 @@
 #ifndef ZEM_CLIENT_WIRE_CONNECTION_H_
 #define ZEM_CLIENT_WIRE_CONNECTION_H_
 
+#include <sys/socket.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/unique_fd.h"
 #include "wire/deadline.h"
 #include "wire/failure.h"
-#include "wire/resolver.h"
 
 namespace zem::client {
 
 inline constexpr size_t kLargestReply = 64 * 1024 * 1024;
+
+struct SocketAddress {
+  sockaddr_storage storage;
+  socklen_t length;
+
+  int Family() const { return storage.ss_family; }
+  const sockaddr* Get() const { return reinterpret_cast<const sockaddr*>(&storage); }
+};
+
+// Turns a host name into addresses without waiting longer than asked: at least one, or a failure.
+// The system's look-up cannot be interrupted, so it runs on a thread of its own that is left behind
+// when the time is over. Any thread may call it.
+std::vector<SocketAddress> Resolve(const std::string& host, int port, const Deadline& deadline,
+                                   Failure* failure);
+
+// True while a look-up that was given up is still running: the process then has to end without
+// destructors of static objects (_exit).
+bool LookupsLeftBehind();
 
 struct Endpoint {
   std::string host;

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "wire/exchange.h"
 
-#include "model/random_bytes.h"
+#include "model/secret.h"
 #include "protocol/packet.h"
 #include "text/ovstring.h"
-#include "wire/reply_reader.h"
 
 namespace zem::client {
 

@@ -8,6 +8,8 @@
 #define ZEM_CLIENT_WIRE_EXCHANGE_H_
 
 #include <cstddef>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -51,6 +53,28 @@ Exchange Ask(const Endpoint& endpoint, std::string_view request, std::string_vie
 
 // Says why an agent closed without a reply, as far as a second connection can tell.
 Failure DiagnoseClose(const Endpoint& endpoint, const Deadline& deadline);
+
+// A reply of nothing but line feeds would take a hundred times its size once it is taken apart.
+inline constexpr ptrdiff_t kMostReplyLines = 2'000'000;
+
+// Reads one reply off a connection: its plaintext without its end mark; nothing, and the reason in
+// *failure. No length is trusted: one above the cap is refused before a byte is read, and below it
+// memory grows with what really arrives. `announced`, when given, takes the length field.
+std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
+                                     const Deadline& deadline, size_t* announced, Failure* failure,
+                                     size_t largest = kLargestReply);
+
+// Of a program that replaces an agent's. Both bounds are outside. A size that the agent refuses
+// leaves its upgrade slot taken until it restarts, so it is never asked with one.
+inline constexpr size_t kProgramTooSmall = 100;
+inline constexpr size_t kProgramTooLarge = 0xA00000;
+
+using Progress = std::function<void(size_t sent, size_t total)>;
+
+// An accepted request, the program's bytes in the clear, its digest under the session key, all on
+// one connection. The exchange's reply is the last one: the verdict on the program, or the refusal to take it.
+Exchange TransferUpgrade(const Question& question, std::string_view program,
+                         const Progress& progress);
 
 }  // namespace zem::client
 

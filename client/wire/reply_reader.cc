@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "wire/reply_reader.h"
+#include "wire/exchange.h"
 
 #include <algorithm>
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "model/pieces.h"
+#include "model/words.h"
 
 namespace zem::client {
 

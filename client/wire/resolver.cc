@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "wire/resolver.h"
+#include "wire/connection.h"
 
 #include <netdb.h>
 #include <sys/socket.h>

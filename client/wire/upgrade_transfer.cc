@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "wire/upgrade_transfer.h"
 
 #include <algorithm>
 #include <thread>
 
 #include "protocol/digest.h"
-#include "wire/reply_reader.h"
+#include "wire/exchange.h"
 #include "wire/reply_text.h"
 
 namespace zem::client {

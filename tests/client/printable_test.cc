@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "model/random_bytes.h"
+#include "model/secret.h"
 #include "output/json.h"
 #include "output/units.h"
 

@@ -6,9 +6,8 @@
 
 #include "checks/system/command_words.h"
 #include "client/client_run.h"
-#include "commands/command_line.h"
-#include "commands/escapes.h"
 #include "commands/table.h"
+#include "commands/typed_text.h"
 #include "protocol/escape.h"
 
 namespace zem::client {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "app/prompt.h"
+#include "model/secret.h"
 
 #include <fcntl.h>
 #include <signal.h>

@@ -1,17 +1,25 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Command lines as the agent splits them: at blanks, quotes around a whole word, no shell.
+// What people type, as the wire carries it: texts with line breaks, and command lines as the agent
+// splits them, at blanks, quotes around a whole word, no shell.
 //
 // Errors:  std::invalid_argument, with a text for the person who typed it.
 // Threads: any; pure functions.
 
-#ifndef ZEM_CLIENT_COMMANDS_COMMAND_LINE_H_
-#define ZEM_CLIENT_COMMANDS_COMMAND_LINE_H_
+#ifndef ZEM_CLIENT_COMMANDS_TYPED_TEXT_H_
+#define ZEM_CLIENT_COMMANDS_TYPED_TEXT_H_
 
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace zem::client {
+
+// Turns \r, \n, \t, \\ and \xHH into the bytes they name.
+std::string DecodeEscapes(std::string_view text);
+
+// Warns about a text that will not arrive as it is.
+void WarnOfEscapes(std::string_view text, std::string_view what,
+                   std::vector<std::string>* warnings);
 
 // What the agent runs at most; it drops further words without a word.
 inline constexpr size_t kMostWords = 23;
@@ -31,4 +39,4 @@ void CheckCommandLine(std::string_view line);
 
 }  // namespace zem::client
 
-#endif  // ZEM_CLIENT_COMMANDS_COMMAND_LINE_H_
+#endif  // ZEM_CLIENT_COMMANDS_TYPED_TEXT_H_
