@@ -117,6 +117,7 @@ std::vector<HostName> WithoutGroups(const std::vector<HostName>& names, const Ho
 
 std::vector<HostName> HostNames(const Options& options, const Sources& sources) {
   std::vector<HostName> names;
+  names.reserve(options.hosts.size());
   for (const std::string& host : options.hosts) names.push_back({host});
   if (!options.hosts_file.empty()) {
     const Secret file = ReadSecretFile(options.hosts_file, Privacy::kAnyMode);

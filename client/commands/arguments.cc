@@ -2,6 +2,7 @@
 #include "commands/arguments.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <stdexcept>
@@ -58,7 +59,7 @@ int64_t Arguments::Millis(std::string_view name, int64_t otherwise) const {
   if (!ParseDecimal(text, &seconds) || seconds < 0 || seconds > kMost) {
     Refuse(name, text, "a number of seconds");
   }
-  return static_cast<int64_t>(seconds * 1000 + 0.5);
+  return std::llround(seconds * 1000);
 }
 
 int64_t Arguments::Bytes(std::string_view name, int64_t otherwise, int64_t most) const {
