@@ -14,6 +14,7 @@ namespace {
 
 constexpr const char* kDefaultModule = "default";
 constexpr double kDefaultSeconds = 10;
+constexpr double kLeastSeconds = 0.01;
 constexpr double kMostSeconds = 120;
 // Left to the way back: an answer that comes after its scrape has ended is lost.
 constexpr double kSpareSeconds = 0.5;
@@ -22,7 +23,7 @@ constexpr size_t kMostModules = 16;
 Milliseconds TimeFor(const std::string& scrape_timeout) {
   double seconds = 0;
   if (!client::ParseDecimal(scrape_timeout, &seconds) || seconds <= 0) seconds = kDefaultSeconds;
-  seconds = std::min(seconds, kMostSeconds);
+  seconds = std::clamp(seconds, kLeastSeconds, kMostSeconds);
   seconds = std::max(seconds - kSpareSeconds, seconds / 2);
   return Milliseconds(static_cast<int64_t>(seconds * 1000));
 }
