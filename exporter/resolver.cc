@@ -18,6 +18,9 @@ constexpr int kThreads = 4;
 constexpr size_t kMostNames = 4096;
 constexpr std::chrono::seconds kRemembered{60};
 constexpr std::chrono::seconds kRememberedFailure{10};
+// How long what was remembered serves on while it is looked up again.
+constexpr std::chrono::minutes kServesOn{10};
+constexpr std::chrono::seconds kSlow{1};
 
 std::string LookUp(const std::string& name, std::vector<std::string>* addresses) {
   addrinfo wanted = {};
@@ -40,7 +43,9 @@ std::string LookUp(const std::string& name, std::vector<std::string>* addresses)
 }  // namespace
 
 Resolver::Resolver() {
-  for (int i = 0; i < kThreads; ++i) threads_.emplace_back([this] { Work(); });
+  for (int i = 0; i < kThreads; ++i) {
+    threads_.emplace_back([this, takes_slow = i < kThreads / 2] { Work(takes_slow); });
+  }
 }
 
 Resolver::~Resolver() {
@@ -52,19 +57,24 @@ Resolver::~Resolver() {
   for (std::thread& thread : threads_) thread.join();
 }
 
-void Resolver::Work() {
+void Resolver::Work(bool takes_slow) {
   std::unique_lock lock(mutex_);
   while (true) {
-    changed_.wait(lock, [this] { return over_ || !wanted_.empty(); });
+    changed_.wait(
+        lock, [&] { return over_ || !wanted_.empty() || (takes_slow && !wanted_slow_.empty()); });
     if (over_) return;
-    const std::string name = std::move(wanted_.front());
-    wanted_.pop_front();
+    std::deque<std::string>& queue = wanted_.empty() ? wanted_slow_ : wanted_;
+    const std::string name = std::move(queue.front());
+    queue.pop_front();
     lock.unlock();
+    const Clock::time_point start = Clock::now();
     std::vector<std::string> addresses;
     const std::string error = LookUp(name, &addresses);
+    const Clock::time_point now = Clock::now();
     lock.lock();
-    // What nobody has answered yet is never thrown away.
-    *entries_.at(name) = {true, Clock::now() + (error.empty() ? kRemembered : kRememberedFailure),
+    // What is wanted is never thrown away.
+    *entries_.at(name) = {false, now - start > kSlow,
+                          now + (error.empty() ? kRemembered : kRememberedFailure),
                           std::move(addresses), error};
     changed_.notify_all();
   }
@@ -73,7 +83,7 @@ void Resolver::Work() {
 // Names come from requests: a suffix in the rules admits any number of them.
 bool Resolver::MakeRoom() {
   if (entries_.size() < kMostNames) return true;
-  std::erase_if(entries_, [](const auto& pair) { return pair.second->known; });
+  std::erase_if(entries_, [](const auto& pair) { return !pair.second->is_wanted; });
   return entries_.size() < kMostNames;
 }
 
@@ -82,22 +92,23 @@ std::vector<std::string> Resolver::Resolve(const std::string& name,
                                            client::Failure* failure) {
   std::unique_lock lock(mutex_);
   auto found = entries_.find(name);
-  if (found != entries_.end() && found->second->known && found->second->until < Clock::now()) {
-    entries_.erase(found);
-    found = entries_.end();
-  }
   if (found == entries_.end()) {
     if (!MakeRoom()) {
       *failure = {FailureKind::kResolve, "too many names wait for the name service", ""};
       return {};
     }
     found = entries_.emplace(name, std::make_shared<Entry>()).first;
-    wanted_.push_back(name);
+  }
+  // Held: room may be made before this thread looks at it again.
+  const std::shared_ptr<Entry> entry = found->second;
+  const Clock::time_point now = Clock::now();
+  if (now > entry->until && !entry->is_wanted) {
+    entry->is_wanted = true;
+    (entry->is_slow ? wanted_slow_ : wanted_).push_back(name);
     changed_.notify_all();
   }
-  // Held: room may be made before this thread looks at it.
-  const std::shared_ptr<const Entry> entry = found->second;
-  if (!changed_.wait_for(lock, deadline.Left(), [&] { return entry->known; })) {
+  const bool serves = !entry->addresses.empty() && now < entry->until + kServesOn;
+  if (!serves && !changed_.wait_for(lock, deadline.Left(), [&] { return !entry->is_wanted; })) {
     *failure = {FailureKind::kResolve, "no answer from the name service for " + name, ""};
     return {};
   }

@@ -2,7 +2,10 @@
 // Turns names into addresses with a fixed number of threads, and remembers them for a minute.
 //
 // The system's look-up cannot be interrupted: a name service that does not answer keeps these few
-// threads, never one for every probe that waits.
+// threads, never one for every probe that waits. Names of which the last look-up was slow have half
+// of the threads, and a known name is looked up again while its addresses serve on: hosts whose
+// names hang do not delay the others.
+//
 // Errors:  no addresses, and the reason in *failure.
 // Threads: any.
 
@@ -36,19 +39,21 @@ class Resolver {
 
  private:
   struct Entry {
-    bool known = false;
+    bool is_wanted = false;
+    bool is_slow = false;  // the last look-up was
     client::Clock::time_point until;
     std::vector<std::string> addresses;
     std::string error;
   };
 
-  void Work();
+  void Work(bool takes_slow);
   bool MakeRoom();
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::map<std::string, std::shared_ptr<Entry>> entries_;  // guarded by mutex_, as are these two
+  std::map<std::string, std::shared_ptr<Entry>> entries_;  // guarded by mutex_, as are these
   std::deque<std::string> wanted_;
+  std::deque<std::string> wanted_slow_;
   bool over_ = false;
   std::vector<std::thread> threads_;
 };
