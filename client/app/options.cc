@@ -239,11 +239,13 @@ int NumberOption(const char* name, const std::string& text, int most) {
   return static_cast<int>(arguments.Int(name, 0, 1, most));
 }
 
+// What was typed must be able to alert, before a check's own -c too.
 void RefuseReversed(const Texts& texts, const Thresholds& thresholds) {
-  if (texts.warning.empty() || texts.critical.empty() || !thresholds.Reversed()) return;
-  throw std::invalid_argument(
-      fmt::format("thresholds the wrong way round: -w {} never alerts before -c {}", texts.warning,
-                  texts.critical));
+  if (texts.warning.empty() || !thresholds.Reversed()) return;
+  const bool own = texts.critical.empty();
+  throw std::invalid_argument(fmt::format(
+      "thresholds the wrong way round: -w {} never alerts before {} {}", texts.warning,
+      own ? "the check's own -c" : "-c", own ? thresholds.critical->Text() : texts.critical));
 }
 
 void TakeThresholds(const Texts& texts, Options* options) {

@@ -63,6 +63,7 @@ struct Sources {
 struct HostName {
   std::string text;
   std::string where = {};  // the file and line it stands in
+  std::string error = {};
 };
 
 std::optional<Secret> PasswordFromCredentials() {
@@ -108,8 +109,13 @@ std::vector<HostName> WithoutGroups(const std::vector<HostName>& names, const Ho
       known.insert(name.text);
       continue;
     }
-    for (const std::string& host : conf.Group(name.text)) {
-      if (known.insert(host).second) hosts.push_back({host, name.text + ", "});
+    try {
+      for (const std::string& host : conf.Group(name.text)) {
+        if (known.insert(host).second) hosts.push_back({host, name.text + ", "});
+      }
+    } catch (const std::runtime_error& error) {
+      if (name.where.empty()) throw;
+      hosts.push_back({name.text, name.where, error.what()});
     }
   }
   return hosts;
@@ -177,6 +183,8 @@ Secret PasswordOf(const std::string& host, const Options& options, Sources* sour
 Target MakeTarget(const HostName& name, const Options& options, Sources* sources) {
   Target target;
   target.name = name.text;
+  target.error = name.error.empty() ? "" : name.where + name.error;
+  if (!target.error.empty()) return target;
   try {
     std::string host;
     int port = 0;

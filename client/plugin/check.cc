@@ -95,6 +95,7 @@ bool Thresholds::Reversed() const {
       warning->percent != critical->percent) {
     return false;
   }
+  if (!warning->inside && warning->Text() == "~:") return false;  // warns of nothing, as asked
   const Range& outer = warning->inside ? *critical : *warning;
   const Range& inner = warning->inside ? *warning : *critical;
   const bool same = outer.low == inner.low && outer.high == inner.high;

@@ -129,7 +129,7 @@ TEST_F(ReadyChecks, EachJudgesTellsAndKnowsWhenItCannot) {
        "expires on Mar 1 2028, 411 days | 'left'=35510401s;", "",
        "-w 500d:", "-c 500d:", "tool openssl 'exit 1'", "no certificate at /c.pem"},
       {"mail-queue", "tool mailq 'echo -- 9 Kbytes in 3 Requests.'", "'mails'=3;", "", "-w 2",
-       "-c 2", "rm bin/mailq", "mailq is not installed"},
+       "-w ~: -c 2", "rm bin/mailq", "mailq is not installed"},
       {"read-only-mounts",
        "put proc/mounts '/dev/a / ext4 rw,x' '/dev/b /b ext4 ro,x' '/dev/c /c ext4 ro'"
        " 'tmpfs /t tmpfs ro' '/dev/d /d iso9660 ro'; put etc/fstab '/dev/c /c ext4 ro 0 0'",

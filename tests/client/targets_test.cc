@@ -158,10 +158,11 @@ TEST_F(TargetsTest, HostAndPort) {
             hosts + " line 3, \"b c\": not HOST or HOST:PORT");
   // A host of two groups is asked once; a group that stands for nobody must not become this host.
   const std::vector<Target> group =
-      Targets("--hosts-conf " + conf + " -H @web --hosts " + Scratch("a\n@web\n"));
-  ASSERT_EQ(group.size(), 3U);
+      Targets("--hosts-conf " + conf + " -H @web --hosts " + Scratch("a\n@web\n@none\n"));
+  ASSERT_EQ(group.size(), 4U);
   EXPECT_EQ(Display(group[0].endpoint), "10.0.0.5:77");
   EXPECT_EQ(Display(group[1].endpoint), "db1:5");
+  EXPECT_NE(group[3].error.find(" line 3, hosts.conf has no hosts"), std::string::npos);
   // Of whom a group alone speaks is in the list too, and nobody's password is.
   std::string listed = RunClient("hosts --prometheus-sd " + conf).out;
   std::erase_if(listed, [](char byte) { return isspace(byte) != 0; });
@@ -209,7 +210,9 @@ TEST(OptionsTest, UsageErrorsHaveTheirExitCodesAndNameTheWord) {
       {"\"--warning\"?", {"disk --warnin 5 /", "--war 5 ping"}},
       {"\"disk\"?", {"dsik /"}},
       {"PLUGIN", {"plugin"}},
-      {"wrong way round", {"--plugin disk / -w 10% -c 20%", "--plugin cpu -w 90 -c 80"}},
+      {"wrong way round",
+       {"--plugin disk / -w 10% -c 20%", "--plugin cpu -w 90 -c 80",
+        "--plugin check --from " ZEM_CHECKS_SOURCE " load -w 5"}},
       {"\"-H\" stands", {"--plugin run x -H y", "plugin x -w 1 -H y"}},
       {"xml", {"-o xml ping"}},
       {"parallel", {"--parallel 0 ping"}},
