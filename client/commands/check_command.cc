@@ -92,7 +92,9 @@ Value ParseOutput(const Reply& reply, std::string* kept) {
 Exchange AskCheck(const Endpoint& endpoint, const Plan& plan, std::string_view password,
                   const Deadline& deadline) {
   const std::string key = Display(endpoint) + ' ' + plan.kept_as;
-  const std::string kept = plan.kept_in.empty() ? "" : ReadKept(plan.kept_in, key);
+  UniqueFd hold;  // until the fresh one is written
+  const std::string kept =
+      plan.kept_in.empty() ? "" : ReadKept(plan.kept_in, key, deadline.Left(), &hold);
   std::string request = plan.text;
   request.replace(request.find(kKeptWord), strlen(kKeptWord),
                   EscapeLineBreaks(ShellWord(kept)).View());

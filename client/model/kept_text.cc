@@ -2,16 +2,17 @@
 #include "model/kept_text.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <stdexcept>
+#include <thread>
 
 #include <fmt/format.h>
 
-#include "core/unique_fd.h"
 #include "protocol/digest.h"
 #include "text/system_error.h"
 
@@ -38,6 +39,29 @@ void MakeFolders(const std::string& folder) {
   }
 }
 
+// The file, with nobody else's hold on it; not open where there is none. A file system without
+// such holds gives it as it is.
+UniqueFd OpenAlone(const std::string& path, std::chrono::milliseconds patience) {
+  const auto end = std::chrono::steady_clock::now() + patience;
+  while (true) {
+    UniqueFd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!fd.IsOpen()) return fd;
+    if (flock(fd.Get(), LOCK_EX | LOCK_NB) != 0) {
+      if (errno != EWOULDBLOCK) return fd;
+      if (std::chrono::steady_clock::now() >= end) {
+        throw std::runtime_error("another run has not finished with " + path);
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      continue;
+    }
+    struct stat held = {};
+    struct stat there = {};
+    const bool same = fstat(fd.Get(), &held) == 0 && lstat(path.c_str(), &there) == 0 &&
+                      held.st_ino == there.st_ino;
+    if (same) return fd;  // else another run has put a fresh one in its place
+  }
+}
+
 }  // namespace
 
 std::string KeptFolder() {
@@ -47,10 +71,11 @@ std::string KeptFolder() {
   return home != nullptr && *home == '/' ? std::string(home) + "/.local/state/zem" : "";
 }
 
-std::string ReadKept(const std::string& folder, const std::string& key) {
+std::string ReadKept(const std::string& folder, const std::string& key,
+                     std::chrono::milliseconds patience, UniqueFd* hold) {
   const std::string path = PathOf(folder, key);
-  const UniqueFd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (!fd.IsOpen()) {
+  *hold = OpenAlone(path, patience);
+  if (!hold->IsOpen()) {
     const int error = errno;
     // A closed folder holds nothing of this user's: HOME may be of whoever started a scheduler.
     if (error == ENOENT || access(folder.c_str(), X_OK) != 0) return "";
@@ -60,7 +85,7 @@ std::string ReadKept(const std::string& folder, const std::string& key) {
   std::string text;
   char buffer[4096];
   ssize_t got = 0;
-  while ((got = read(fd.Get(), buffer, sizeof(buffer))) > 0) {
+  while ((got = read(hold->Get(), buffer, sizeof(buffer))) > 0) {
     text.append(buffer, static_cast<size_t>(got));
   }
   if (got < 0) Fail("read", path);

@@ -10,6 +10,7 @@
 #include "checks/system/shell_script.h"
 #include "client/client_run.h"
 #include "client/fake_agent.h"
+#include "model/kept_text.h"
 #include "temp_dir.h"
 
 namespace zem::test {
@@ -206,6 +207,26 @@ TEST_F(ReadyChecks, LogIsReadOnceAndWhole) {
     const std::string part = lines < 0 ? "was rotated" : "'lines'=" + std::to_string(lines) + ';';
     EXPECT_NE(out.find(part), std::string::npos) << out;
   }
+}
+
+// Two looks at once would tell the same lines.
+TEST(KeptText, IsForOneRunAtATime) {
+  using std::chrono::milliseconds;
+  const TempDir folder;
+  client::WriteKept(folder.Path(), "key", "old");
+  UniqueFd hold;
+  EXPECT_EQ(client::ReadKept(folder.Path(), "key", milliseconds(0), &hold), "old");
+  UniqueFd other;
+  EXPECT_THROW((void)client::ReadKept(folder.Path(), "key", milliseconds(0), &other),
+               std::runtime_error);
+  std::string read;
+  std::thread waiting(
+      [&] { read = client::ReadKept(folder.Path(), "key", milliseconds(10'000), &other); });
+  std::this_thread::sleep_for(milliseconds(50));
+  client::WriteKept(folder.Path(), "key", "new");
+  hold.Reset();
+  waiting.join();
+  EXPECT_EQ(read, "new");
 }
 
 }  // namespace
