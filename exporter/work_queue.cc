@@ -2,6 +2,7 @@
 #include "work_queue.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace zem::exporter {
 
