@@ -4,15 +4,14 @@
 #include <algorithm>
 #include <exception>
 #include <optional>
-#include <span>
 
 #include <fmt/format.h>
 
 #include "app/global_arguments.h"
 #include "app/hosts_conf.h"
 #include "commands/ready_check.h"
-#include "commands/table.h"
 #include "core/settings.h"
+#include "local/local_command.h"
 #include "model/words.h"
 
 namespace zem::client {
@@ -24,22 +23,9 @@ struct Candidate {
   std::string_view help;
 };
 
-struct Subcommand {
-  std::string_view name;
-  std::string_view summary;
-  std::span<const Argument> arguments;
-};
-
-std::vector<Subcommand> Subcommands(bool checks_alone) {
-  std::vector<Subcommand> all;
-  for (const Command* command : CommandTable()) {
-    if (checks_alone && command->check == nullptr) continue;
-    all.push_back({command->name, command->summary, command->arguments});
-  }
-  if (checks_alone) return all;
-  for (const LocalCommand* local : LocalCommandTable()) {
-    all.push_back({local->name, local->summary, local->arguments});
-  }
+std::vector<const Command*> Subcommands(bool checks_alone) {
+  std::vector<const Command*> all = AllCommands();
+  if (checks_alone) std::erase_if(all, [](const Command* each) { return each->check == nullptr; });
   return all;
 }
 
@@ -138,8 +124,8 @@ class Place {
       ++position_;
     } else {
       group_ += group_.empty() ? word : ' ' + word;
-      for (const Subcommand& each : subcommands_) {
-        if (each.name == group_) command_ = &each;
+      for (const Command* each : subcommands_) {
+        if (each->name == group_) command_ = each;
       }
     }
   }
@@ -176,22 +162,23 @@ class Place {
   std::vector<Candidate> Names() const {
     std::vector<Candidate> names;
     const std::string before = group_.empty() ? "" : group_ + ' ';
-    for (const Subcommand& each : subcommands_) {
-      if (!each.name.starts_with(before)) continue;
-      const std::string_view rest = each.name.substr(before.size());
+    for (const Command* each : subcommands_) {
+      std::string_view rest = each->name;
+      if (!rest.starts_with(before)) continue;
+      rest.remove_prefix(before.size());
       const size_t end = std::min(rest.find(' '), rest.size());
       const std::string word(rest.substr(0, end));
       if (!names.empty() && names.back().word == word) continue;
-      names.push_back({word, end == rest.size() ? each.summary : std::string_view()});
+      names.push_back({word, end == rest.size() ? each->summary : std::string_view()});
     }
     return names;
   }
 
-  const std::vector<Subcommand> subcommands_;
+  const std::vector<const Command*> subcommands_;
   const std::string_view current_;
   const std::string& shared_hosts_;
   std::string group_;
-  const Subcommand* command_ = nullptr;
+  const Command* command_ = nullptr;
   const Argument* awaiting_value_ = nullptr;
   size_t position_ = 0;
 };

@@ -115,11 +115,11 @@ bool HostsConf::Section::IsFor(std::string_view host) const {
 }
 
 template <typename T>
-const T* HostsConf::First(std::string_view host, std::optional<T> Section::*member) const {
+std::optional<T> HostsConf::First(std::string_view host, std::optional<T> Section::*member) const {
   for (const Section& section : sections_) {
-    if (section.*member && section.IsFor(host)) return &*(section.*member);
+    if (section.*member && section.IsFor(host)) return section.*member;
   }
-  return nullptr;
+  return std::nullopt;
 }
 
 std::vector<std::string> HostsConf::Members(std::string_view group) const {
@@ -155,18 +155,15 @@ std::vector<std::string> HostsConf::Names(bool groups) const {
 }
 
 std::optional<std::string> HostsConf::Address(std::string_view host) const {
-  const std::string* found = First(host, &Section::address);
-  return found == nullptr ? std::nullopt : std::optional(*found);
+  return First(host, &Section::address);
 }
 
 std::optional<int> HostsConf::Port(std::string_view host) const {
-  const int* found = First(host, &Section::port);
-  return found == nullptr ? std::nullopt : std::optional(*found);
+  return First(host, &Section::port);
 }
 
 std::optional<std::string> HostsConf::Source(std::string_view host) const {
-  const std::string* found = First(host, &Section::source);
-  return found == nullptr ? std::nullopt : std::optional(*found);
+  return First(host, &Section::source);
 }
 
 std::optional<Secret> HostsConf::Password(std::string_view host) const {

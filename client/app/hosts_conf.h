@@ -71,7 +71,7 @@ class HostsConf {
   static void Store(std::string_view key, std::string_view value, Section* section);
 
   template <typename T>
-  const T* First(std::string_view host, std::optional<T> Section::*member) const;
+  std::optional<T> First(std::string_view host, std::optional<T> Section::*member) const;
 
   std::vector<Section> sections_;
 };

@@ -6,7 +6,6 @@
 #include <span>
 #include <stdexcept>
 #include <string_view>
-#include <type_traits>
 #include <variant>
 
 #include <fmt/format.h>
@@ -15,7 +14,7 @@
 #include "app/global_arguments.h"
 #include "app/hosts_conf.h"
 #include "app/typed_words.h"
-#include "commands/table.h"
+#include "local/local_command.h"
 #include "model/printable.h"
 #include "model/words.h"
 #include "text/path.h"
@@ -147,25 +146,19 @@ std::string_view FirstWord(std::string_view name) {
 
 std::vector<Bound> AddSubcommands(CLI::App* root, std::span<const char* const> words, bool all) {
   std::vector<Bound> added;
-  const auto add = [&](const auto* command) {
+  for (const Command* command : AllCommands()) {
     const auto is_named = [&](std::string_view word) { return word == FirstWord(command->name); };
-    if (!all && std::none_of(words.begin(), words.end(), is_named)) return;
+    if (!all && std::none_of(words.begin(), words.end(), is_named)) continue;
     Bound& bound = added.emplace_back();
     bound.app = AddSubcommand(root, command->name, command->summary);
-    if constexpr (std::is_same_v<decltype(command), const Command*>) {
-      bound.command = command;
-    } else {
-      bound.local = command;
-    }
+    bound.command = command;
     for (const Argument& argument : command->arguments) {
       bound.arguments.push_back(AddArgument(bound.app, argument));
     }
     const std::string_view notes = command->notes;
     bound.app->footer(std::string(notes) + (notes.empty() ? "" : "\n") +
                       "What all subcommands share: zemctl --help");
-  };
-  std::for_each(CommandTable().begin(), CommandTable().end(), add);
-  std::for_each(LocalCommandTable().begin(), LocalCommandTable().end(), add);
+  }
   return added;
 }
 
@@ -181,7 +174,6 @@ void TakeArguments(const std::vector<Bound>& all, Options* options) {
   for (const Bound& bound : all) {
     if (!bound.app->parsed()) continue;
     options->command = bound.command;
-    options->local = bound.local;
     for (const auto& [argument, option] : bound.arguments) {
       if (option->count() == 0) continue;
       if (argument->kind == kRequired || argument->kind == kOptional) {
@@ -233,12 +225,6 @@ void TakeTimeout(const std::string& text, Options* options) {
   }
 }
 
-int NumberOption(const char* name, const std::string& text, int most) {
-  Arguments arguments;
-  arguments.Set(name, {text});
-  return static_cast<int>(arguments.Int(name, 0, 1, most));
-}
-
 // What was typed must be able to alert, before a check's own -c too.
 void RefuseReversed(const Texts& texts, const Thresholds& thresholds) {
   if (texts.warning.empty() || !thresholds.Reversed()) return;
@@ -249,15 +235,14 @@ void RefuseReversed(const Texts& texts, const Thresholds& thresholds) {
 }
 
 void TakeThresholds(const Texts& texts, Options* options) {
-  const bool own = options->command != nullptr && options->command->thresholds != nullptr;
-  if (own && options->plugin) {
+  if (options->plugin && options->command->thresholds != nullptr) {
     options->thresholds =
         options->command->thresholds(options->arguments, texts.warning, texts.critical);
     RefuseReversed(texts, options->thresholds);
     return;
   }
   if (texts.warning.empty() && texts.critical.empty()) return;
-  if (!options->plugin || options->command == nullptr) {
+  if (!options->plugin || options->command->run != nullptr) {
     throw std::invalid_argument("-w and -c belong to checks: use check_zem, or --plugin");
   }
   const RangeParser parse = options->command->range;
@@ -274,9 +259,12 @@ void CheckOptions(const Texts& texts, bool wants_plugin, Options* options) {
   if (!texts.hosts.empty() && options->hosts.empty()) {
     throw std::invalid_argument(fmt::format("-H: \"{}\" names no host", texts.hosts));
   }
-  if (!texts.port.empty()) options->port = NumberOption("port", texts.port, 65535);
-  if (!texts.parallel.empty()) options->parallel = NumberOption("parallel", texts.parallel, 256);
-  if (!texts.watch.empty()) options->watch = NumberOption("watch", texts.watch, 604800);
+  if (!texts.port.empty())
+    options->port = static_cast<int>(WholeNumber("port", texts.port, 1, 65535));
+  if (!texts.parallel.empty())
+    options->parallel = static_cast<int>(WholeNumber("parallel", texts.parallel, 1, 256));
+  if (!texts.watch.empty())
+    options->watch = static_cast<int>(WholeNumber("watch", texts.watch, 1, 604800));
   if (!texts.timeout.empty()) TakeTimeout(texts.timeout, options);
   if (texts.output == "json") {
     options->output = Output::kJson;
@@ -286,11 +274,11 @@ void CheckOptions(const Texts& texts, bool wants_plugin, Options* options) {
     throw std::invalid_argument("-o: \"" + texts.output + "\" is not table, json or raw");
   }
   if (options->output != Output::kTable) options->plugin = wants_plugin;
-  if (options->watch > 0 && (options->plugin || options->command == nullptr)) {
+  if (options->watch > 0 && (options->plugin || options->command->run != nullptr)) {
     throw std::invalid_argument("--watch is for what asks agents, and not for checks");
   }
   TakeThresholds(texts, options);
-  if (options->plugin && (options->command == nullptr || options->command->check == nullptr)) {
+  if (options->plugin && options->command->check == nullptr) {
     throw std::invalid_argument("this subcommand is no check");
   }
 }

@@ -11,7 +11,6 @@
 
 #include "commands/arguments.h"
 #include "commands/command.h"
-#include "local/local_command.h"
 #include "plugin/check.h"
 #include "wire/deadline.h"
 
@@ -55,9 +54,8 @@ struct Options {
   Output output = Output::kTable;
   bool verbose = false;
   bool quiet = false;
-  // What is done: one of the two.
+  // What is done.
   const Command* command = nullptr;
-  const LocalCommand* local = nullptr;
   Arguments arguments;
   Thresholds thresholds;
 

@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <vector>
@@ -16,7 +17,7 @@
 #include "app/targets.h"
 #include "model/printable.h"
 #include "output/json.h"
-#include "output/progress_bar.h"
+#include "output/units.h"
 
 namespace zem::client {
 
@@ -33,7 +34,7 @@ Arguments LocalArguments(const Options& options) {
 
 int RunLocal(const Options& options) {
   (void)TakeEnvironmentPassword();  // out of reach of the scripts that scripttest runs
-  const LocalResult result = options.local->run(LocalArguments(options));
+  const LocalResult result = options.command->run(LocalArguments(options));
   if (!options.quiet) {
     const std::string text =
         options.output == Output::kJson ? ToJson(result.result) + '\n' : result.text;
@@ -41,6 +42,42 @@ int RunLocal(const Options& options) {
   }
   return result.exit_code;
 }
+
+std::string ProgressLine(size_t sent, size_t total) {
+  constexpr size_t kCells = 30;
+  const size_t filled = total == 0 ? kCells : std::min(sent, total) * kCells / total;
+  const std::string bar = std::string(filled, '#') + std::string(kCells - filled, '.');
+  // Behind the last byte the agent gets a second to take it all in, before the digest is sent.
+  const char* note = sent == total ? "  checking ..." : "";
+  return fmt::format("[{}] {:3}%  {} of {}{}", bar, total == 0 ? 100 : sent * 100 / total,
+                     ReadableBytes(static_cast<double>(sent)),
+                     ReadableBytes(static_cast<double>(total)), note);
+}
+
+// How far a transfer is, on standard error: one line, rewritten in place at most ten times a second
+// and wiped when it goes.
+class ProgressBar {
+ public:
+  ~ProgressBar() {
+    if (width_ > 0) fmt::print(stderr, "\r{}\r", std::string(width_, ' '));
+  }
+  void Update(size_t sent, size_t total) {
+    constexpr Milliseconds kPause{100};
+    const auto now = Clock::now();
+    if (sent < total && now - drawn_ < kPause) return;
+    drawn_ = now;
+    std::string line = ProgressLine(sent, total);
+    const size_t width = line.size();
+    line.resize(std::max(width, width_), ' ');  // over what a longer line left
+    width_ = width;
+    fmt::print(stderr, "\r{}", line);
+    fflush(stderr);
+  }
+
+ private:
+  Clock::time_point drawn_;
+  size_t width_ = 0;
+};
 
 // A transfer to one host shows how far it is, to a person at a terminal.
 Outcome AskWithProgress(const Target& target, Plan* plan, const Options& options) {
@@ -82,7 +119,7 @@ int RunParsed(int argc, const char* const* argv, Options* options) {
   if (const std::optional<int> exit_code = ParseCommandLine(argc, argv, options)) {
     return *exit_code;
   }
-  return options->local != nullptr ? RunLocal(*options) : RunRemote(*options);
+  return options->command->run != nullptr ? RunLocal(*options) : RunRemote(*options);
 }
 
 // A full disk or a closed pipe must not look like an answer.

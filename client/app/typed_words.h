@@ -12,7 +12,6 @@
 #include <CLI/CLI.hpp>
 
 #include "commands/command.h"
-#include "local/local_command.h"
 
 namespace zem::client {
 
@@ -30,7 +29,6 @@ struct BoundArgument {
 
 struct Bound {
   const Command* command = nullptr;
-  const LocalCommand* local = nullptr;
   CLI::App* app = nullptr;
   std::vector<BoundArgument> arguments;
 };

@@ -85,9 +85,20 @@ inline constexpr std::string_view kHashReadError = "Read error";
 inline constexpr const char* kProcessesHint =
     "is the agent's tmpdir full, or are processes hidden from its user? zemctl scripttest tells";
 
+// Of the commands that only do something: what the agent says, or what was noted on the way.
+Value ParseMessage(const Answer& answer);
+std::string SummariseMessage(const Answer& answer, const Value& result);
+
 // The verdict's text may stay empty: the answer in one line says enough.
 using CheckFunction = Verdict (*)(const Answer& answer, const Value& result,
                                   const Thresholds& thresholds);
+
+// What a subcommand that asks no agent has done.
+struct LocalResult {
+  int exit_code = 0;
+  Value result;
+  std::string text;  // for people
+};
 
 struct Command {
   const char* name;     // as typed; two words for a command of a group
@@ -97,11 +108,13 @@ struct Command {
   std::span<const Argument> arguments = {};
   // What the text of a check names: arguments in braces, "{host}:{port}".
   const char* subject = "";
-  Plan (*build)(const Arguments& arguments);
+  // In place of all that follows: asks no agent.
+  LocalResult (*run)(const Arguments& arguments) = nullptr;
+  Plan (*build)(const Arguments& arguments) = nullptr;
   // Reads a "200".
-  Value (*parse)(const Answer& answer);
+  Value (*parse)(const Answer& answer) = ParseMessage;
   // The answer in one line, for many hosts side by side and for checks.
-  std::string (*summarise)(const Answer& answer, const Value& result);
+  std::string (*summarise)(const Answer& answer, const Value& result) = SummariseMessage;
   // Null = no check.
   CheckFunction check = nullptr;
   // Reads -w and -c; null = they have nothing to apply to.

@@ -10,7 +10,6 @@ namespace zem::client {
 
 namespace {
 
-constexpr const char* kManagement = "allowmanage=1, and this address in manageaddr";
 constexpr Milliseconds kPatience{60'000};
 
 constexpr Argument kRestartArguments[] = {
@@ -38,8 +37,6 @@ constexpr Command kRows[] = {
         .summary = "read the agent's configuration file again",
         .switch_keys = kManagement,
         .build = Request<"ReloadCfg">,
-        .parse = ParseMessage,
-        .summarise = SummariseMessage,
         .notes = "The port stays as it is.",
     },
     {
@@ -48,8 +45,6 @@ constexpr Command kRows[] = {
         .switch_keys = kManagement,
         .arguments = kRestartArguments,
         .build = BuildRestart,
-        .parse = ParseMessage,
-        .summarise = SummariseMessage,
         .ask = AskRestart,
     },
     {
@@ -57,8 +52,6 @@ constexpr Command kRows[] = {
         .summary = "end the agent",
         .switch_keys = kManagement,
         .build = Request<"QUIT">,
-        .parse = ParseMessage,
-        .summarise = SummariseMessage,
         .notes = "Nothing on the wire starts it again.",
     },
 };

@@ -11,8 +11,6 @@ namespace zem::client {
 
 namespace {
 
-constexpr const char* kMacroHelp =
-    "resolve %newestfile%, %oldestfile%, %newestfolder%, %oldestfolder%";
 constexpr const char* kInvertHelp = "check: alert when the answer is yes";
 
 // --- exists

@@ -104,10 +104,6 @@ Verdict Judge(const Answer& /*answer*/, const Value& result, const Thresholds& t
   return {thresholds.Judge(metric.value), "", {metric}};
 }
 
-// The commands that only do something: what the agent says, or what was noted on the way.
-Value ParseMessage(const Answer& answer);
-std::string SummariseMessage(const Answer& answer, const Value& result);
-
 }  // namespace zem::client
 
 #endif  // ZEM_CLIENT_COMMANDS_FORMS_H_

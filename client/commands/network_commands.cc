@@ -216,8 +216,6 @@ constexpr Command kMessageRows[] = {
         .switch_keys = "syslogaction=1",
         .arguments = kSyslogArguments,
         .build = BuildSyslog,
-        .parse = ParseMessage,
-        .summarise = SummariseMessage,
         .notes = "The agent says \"has been sent\" even where the server's name does not resolve.",
     },
     {
@@ -226,8 +224,6 @@ constexpr Command kMessageRows[] = {
         .switch_keys = "tcpudpaction=1",
         .arguments = kSendArguments,
         .build = BuildSend,
-        .parse = ParseMessage,
-        .summarise = SummariseMessage,
         .notes = "Whether the second text arrived is not reported by the agent.",
     },
 };

@@ -17,8 +17,6 @@ namespace zem::client {
 
 namespace {
 
-constexpr const char* kManagement = "allowmanage=1, and this address in manageaddr";
-
 // --- settings get
 
 constexpr Argument kGetArguments[] = {

@@ -14,9 +14,6 @@ namespace zem::client {
 
 namespace {
 
-constexpr const char* kMacroHelp =
-    "resolve %newestfile%, %oldestfile%, %newestfolder%, %oldestfolder%";
-
 // --- disk
 
 constexpr Argument kDiskArguments[] = {

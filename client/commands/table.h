@@ -36,6 +36,11 @@ extern const std::span<const Command> kControlCommands;
 extern const std::span<const Command> kUpgradeCommands;
 extern const std::span<const Command> kRawCommands;
 
+// What several of them say in the same words.
+inline constexpr const char* kManagement = "allowmanage=1, and this address in manageaddr";
+inline constexpr const char* kMacroHelp =
+    "resolve %newestfile%, %oldestfile%, %newestfolder%, %oldestfolder%";
+
 // The value behind "name=" in the reply, as it was sent.
 std::optional<std::string_view> NamedLine(const Reply& reply, std::string_view name);
 

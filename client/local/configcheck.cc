@@ -55,15 +55,14 @@ class KeptTempDir {
 void AddLoaderTexts(std::string_view text, bool loaded, Findings* findings) {
   constexpr std::string_view kCrossed = "FilterMarks has less items than FilterList";
   if (text.starts_with(kCrossed)) {
-    findings->push_back({Severity::kWarning, 0, "filtermarks",
-                         std::string(kCrossed) +
-                             " (a file without both keys gets this: their defaults are crossed)"});
+    Warn(findings, "filtermarks",
+         "{} (a file without both keys gets this: their defaults are crossed)", kCrossed);
     text.remove_prefix(kCrossed.size());
   }
   for (std::string_view whole; TakePiece(&text, "\n", &whole);) {
     const std::string_view line = Trimmed(whole);
     if (line.empty()) continue;
-    findings->push_back({loaded ? Severity::kWarning : Severity::kError, 0, "", std::string(line)});
+    Add(findings, loaded ? Severity::kWarning : Severity::kError, "", "{}", line);
   }
 }
 
@@ -74,8 +73,8 @@ bool Load(const std::string& path, Settings* settings, Findings* findings) {
   const bool loaded = LoadSettings(settings, &error);
   AddLoaderTexts(error, loaded, findings);
   if (loaded && (settings->port < 1 || settings->port > 65535)) {
-    findings->push_back({Severity::kError, 0, "port",
-                         fmt::format("{} is no port: the agent cannot listen", settings->port)});
+    Add(findings, Severity::kError, "port", "{} is no port: the agent cannot listen",
+        settings->port);
     return false;
   }
   return loaded && InspectListener(*settings, findings);
@@ -145,7 +144,7 @@ LocalResult Configcheck(const Arguments& arguments) {
 
 }  // namespace
 
-const LocalCommand kConfigcheckCommand = {
+const Command kConfigcheckCommand = {
     .name = "configcheck",
     .summary = "what is wrong or risky about an agent's configuration",
     .arguments = kArguments,

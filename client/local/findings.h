@@ -7,7 +7,10 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include <fmt/format.h>
 
 #include "core/settings.h"
 
@@ -25,6 +28,24 @@ struct Finding {
 };
 
 using Findings = std::vector<Finding>;
+
+// Of the file as a whole.
+template <typename... Words>
+void Add(Findings* findings, Severity severity, std::string key, fmt::format_string<Words...> form,
+         Words&&... words) {
+  findings->push_back(
+      {severity, 0, std::move(key), fmt::format(form, std::forward<Words>(words)...)});
+}
+template <typename... Words>
+void Warn(Findings* findings, std::string key, fmt::format_string<Words...> form,
+          Words&&... words) {
+  Add(findings, Severity::kWarning, std::move(key), form, std::forward<Words>(words)...);
+}
+template <typename... Words>
+void Note(Findings* findings, std::string key, fmt::format_string<Words...> form,
+          Words&&... words) {
+  Add(findings, Severity::kNote, std::move(key), form, std::forward<Words>(words)...);
+}
 
 // The lines by themselves: unknown keys, switches that are silently off, odd numbers, double keys.
 void InspectLines(std::string_view text, Findings* findings);

@@ -18,10 +18,9 @@ LocalResult Genpass(const Arguments& /*arguments*/) {
 
 }  // namespace
 
-const LocalCommand kGenpassCommand = {
+const Command kGenpassCommand = {
     .name = "genpass",
     .summary = "print a random password of 32 characters",
-    .arguments = {},
     .run = Genpass,
 };
 

@@ -84,7 +84,7 @@ LocalResult Hosts(const Arguments& arguments) {
 
 }  // namespace
 
-const LocalCommand kHostsCommand = {
+const Command kHostsCommand = {
     .name = "hosts",
     .summary = "list the hosts that hosts.conf names, without passwords",
     .arguments = kHostsArguments,

@@ -154,9 +154,8 @@ void InspectMissing(std::string_view text, Findings* findings) {
   }
   for (const auto& [key, value] : kKeys) {
     if (std::find(found.begin(), found.end(), key) != found.end()) continue;
-    findings->push_back({Severity::kNote, 0, std::string(key),
-                         fmt::format("not in the file, so it is {}; the sample has {}={}", value,
-                                     key, *value == '1' ? 0 : 1)});
+    Note(findings, std::string(key), "not in the file, so it is {}; the sample has {}={}", value,
+         key, *value == '1' ? 0 : 1);
   }
 }
 

@@ -6,8 +6,6 @@
 
 #include <cerrno>
 
-#include <fmt/format.h>
-
 #include "core/unique_fd.h"
 #include "local/findings.h"
 #include "text/system_error.h"
@@ -33,9 +31,6 @@ int BindError(const addrinfo& address, int port) {
 }  // namespace
 
 bool InspectListener(const Settings& settings, Findings* findings) {
-  const auto add = [findings](Severity severity, const char* key, std::string text) {
-    findings->push_back({severity, 0, key, std::move(text)});
-  };
   addrinfo hints = {};
   hints.ai_flags = AI_PASSIVE;
   hints.ai_family = AF_INET;
@@ -44,9 +39,8 @@ bool InspectListener(const Settings& settings, Findings* findings) {
   const OvString& host = settings.host;
   const int code = getaddrinfo(host.IsEmpty() ? nullptr : host.CStr(), "0", &hints, &list);
   if (code != 0) {
-    add(Severity::kError, "host",
-        fmt::format("{} cannot be resolved ({}): the agent cannot listen", host.View(),
-                    gai_strerror(code)));
+    Add(findings, Severity::kError, "host", "{} cannot be resolved ({}): the agent cannot listen",
+        host.View(), gai_strerror(code));
     return false;
   }
   const AddrInfoPtr owner(list);
@@ -54,17 +48,17 @@ bool InspectListener(const Settings& settings, Findings* findings) {
   const addrinfo* usable = list;  // the first one of which this holds, as the agent takes it
   while (usable != nullptr && (error = BindError(*usable, 0)) != 0) usable = usable->ai_next;
   if (usable == nullptr) {
-    add(Severity::kError, "host",
-        fmt::format("{} is no address of this machine ({}): the agent cannot listen", host.View(),
-                    SystemErrorText(error).View()));
+    Add(findings, Severity::kError, "host",
+        "{} is no address of this machine ({}): the agent cannot listen", host.View(),
+        SystemErrorText(error).View());
     return false;
   }
   if (settings.port >= kFirstFreePort) return true;
   if (BindError(*usable, settings.port) == EACCES) {
-    add(Severity::kWarning, "port", "below 1024: this user may not listen there");
+    Warn(findings, "port", "below 1024: this user may not listen there");
   } else if (geteuid() == 0) {
-    add(Severity::kWarning, "port",
-        "below 1024: root may listen there, the agent's own user needs CAP_NET_BIND_SERVICE");
+    Warn(findings, "port",
+         "below 1024: root may listen there, the agent's own user needs CAP_NET_BIND_SERVICE");
   }
   return true;
 }

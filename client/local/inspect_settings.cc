@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <set>
 
-#include <fmt/format.h>
-
 #include "local/findings.h"
 #include "protocol/address_filter.h"
 #include "text/ovstring.h"
@@ -24,129 +22,105 @@ bool IsAddress(std::string_view text) {
   return inet_pton(AF_INET, std::string(text).c_str(), &address) == 1;
 }
 
-class SettingsInspector {
- public:
-  SettingsInspector(const Settings& settings, Findings* findings)
-      : settings_(settings), findings_(findings) {}
-
-  void Inspect() {
-    InspectFilter();
-    InspectList("manageaddr", settings_.allow_manage, settings_.manage_addr);
-    InspectList("updateaddr", settings_.allow_updates, settings_.update_addr);
-    InspectPassword();
-    InspectSwitches();
-    InspectHost();
+void InspectItem(const Settings& settings, std::string_view item, size_t number,
+                 Findings* findings) {
+  const bool active =
+      settings.filter_marks.Length() >= number && settings.filter_marks.View()[number - 1] == '1';
+  if (!active) return;
+  if (item.find(',') != std::string_view::npos) {
+    Warn(findings, "filterlist", "\"{}\": items are separated by single blanks, not by commas",
+         item);
+  } else if (!IsAddress(item)) {
+    Warn(findings, "filterlist",
+         "\"{}\" is no address: ranges, networks and names are not understood here", item);
   }
-
- private:
-  void Add(Severity severity, const char* key, std::string text) {
-    findings_->push_back({severity, 0, key, std::move(text)});
+  const std::vector<std::string> more = AlsoAdmitted(item);
+  if (more.empty()) return;
+  std::string examples;
+  for (size_t i = 0; i < std::min(more.size(), kExamples); ++i) {
+    examples += (i == 0 ? "" : ", ") + more[i];
   }
+  // Every configuration that admits the host itself has this one.
+  const bool usual = item == "127.0.0.1";
+  Add(findings, usual ? Severity::kNote : Severity::kWarning, "filterlist",
+      "\"{}\" also admits {}{}: an address passes when its text occurs anywhere in "
+      "the list",
+      item, examples, more.size() > kExamples ? ", ..." : "");
+}
 
-  void InspectFilter() {
-    if (!settings_.filter_active) {
-      Add(Severity::kWarning, "filteractive", "off: every address may connect");
-      return;
-    }
-    std::string_view rest = settings_.filter_list;
-    size_t items = 0;
-    while (!rest.empty()) {
-      const size_t end = std::min(rest.find("\r\n"), rest.size());
-      if (end == 0) break;  // a double blank: nothing behind it is read
-      InspectItem(rest.substr(0, end), ++items);
-      rest.remove_prefix(std::min(end + 2, rest.size()));
-    }
-    if (!rest.empty()) {
-      Add(Severity::kWarning, "filterlist", "two blanks in a row end the list");
-    }
-    if (items > settings_.filter_marks.Length()) {
-      Add(Severity::kWarning, "filtermarks",
-          fmt::format("{} items but {} marks: the items behind are not admitted", items,
-                      settings_.filter_marks.Length()));
-    }
-    if (settings_.allow_list == "\r\n") {
-      Add(Severity::kWarning, "filterlist", "no active item: nobody may connect");
-    }
+void InspectFilter(const Settings& settings, Findings* findings) {
+  if (!settings.filter_active) {
+    Warn(findings, "filteractive", "off: every address may connect");
+    return;
   }
-
-  void InspectItem(std::string_view item, size_t number) {
-    const bool active = settings_.filter_marks.Length() >= number &&
-                        settings_.filter_marks.View()[number - 1] == '1';
-    if (!active) return;
-    if (item.find(',') != std::string_view::npos) {
-      Add(Severity::kWarning, "filterlist",
-          fmt::format("\"{}\": items are separated by single blanks, not by commas", item));
-    } else if (!IsAddress(item)) {
-      Add(Severity::kWarning, "filterlist",
-          fmt::format("\"{}\" is no address: ranges, networks and names are not understood here",
-                      item));
-    }
-    const std::vector<std::string> more = AlsoAdmitted(item);
-    if (more.empty()) return;
-    std::string examples;
-    for (size_t i = 0; i < std::min(more.size(), kExamples); ++i) {
-      examples += (i == 0 ? "" : ", ") + more[i];
-    }
-    // Every configuration that admits the host itself has this one.
-    const bool usual = item == "127.0.0.1";
-    Add(usual ? Severity::kNote : Severity::kWarning, "filterlist",
-        fmt::format("\"{}\" also admits {}{}: an address passes when its text occurs anywhere in "
-                    "the list",
-                    item, examples, more.size() > kExamples ? ", ..." : ""));
+  std::string_view rest = settings.filter_list;
+  size_t items = 0;
+  while (!rest.empty()) {
+    const size_t end = std::min(rest.find("\r\n"), rest.size());
+    if (end == 0) break;  // a double blank: nothing behind it is read
+    InspectItem(settings, rest.substr(0, end), ++items, findings);
+    rest.remove_prefix(std::min(end + 2, rest.size()));
   }
-
-  void InspectList(const char* key, bool used, std::string_view list) {
-    if (!used) return;
-    OvString error;
-    (void)MatchAddressText("0.0.0.1", list, &error);  // for what it says about the list
-    if (!error.IsEmpty()) Add(Severity::kWarning, key, std::string(error.View()));
-    if (list.empty()) Add(Severity::kNote, key, "empty: nobody is allowed");
+  if (!rest.empty()) {
+    Warn(findings, "filterlist", "two blanks in a row end the list");
   }
-
-  void InspectPassword() {
-    const size_t length = settings_.password.Length();
-    if (length > 0 && length < kShortPassword) {
-      Add(Severity::kWarning, "password",
-          fmt::format("{} characters: its unsalted digest is visible on the wire and can be "
-                      "guessed offline; zemctl genpass makes one of 32",
-                      length));
-    }
+  if (items > settings.filter_marks.Length()) {
+    Warn(findings, "filtermarks", "{} items but {} marks: the items behind are not admitted", items,
+         settings.filter_marks.Length());
   }
-
-  void InspectSwitches() {
-    const auto shell = [this](bool on, const char* key) {
-      if (on) Add(Severity::kNote, key, "on: whoever knows the password may run programs");
-    };
-    shell(settings_.external, "external");
-    shell(settings_.shell_script, "shellscript");
-    shell(settings_.execute_action, "executeaction");
-    if (settings_.process && !settings_.proc_cnt_script.IsEmpty()) {
-      Add(Severity::kNote, "process",
-          "on: process names reach a shell, so whoever knows the password may run programs");
-    }
-    if (settings_.allow_updates) {
-      Add(Severity::kNote, "allowupdates", "on: the program can be replaced from updateaddr");
-    }
+  if (settings.allow_list == "\r\n") {
+    Warn(findings, "filterlist", "no active item: nobody may connect");
   }
+}
 
-  // A connection from this very host comes from the address the agent listens on.
-  void InspectHost() {
-    const OvString& host = settings_.host;
-    if (host.IsEmpty() || !settings_.allow_manage) return;
-    OvString error;
-    if (!MatchAddressText(host, settings_.manage_addr, &error)) {
-      Add(Severity::kWarning, "host",
-          "a local zemctl comes from this address, which manageaddr does not list");
-    }
-    if (settings_.filter_active && settings_.allow_list.Find(host.View()) == 0) {
-      Add(Severity::kWarning, "host",
-          "a local zemctl comes from this address, which filterlist does not list");
-    }
+void InspectList(const char* key, bool used, std::string_view list, Findings* findings) {
+  if (!used) return;
+  OvString error;
+  (void)MatchAddressText("0.0.0.1", list, &error);  // for what it says about the list
+  if (!error.IsEmpty()) Warn(findings, key, "{}", error.View());
+  if (list.empty()) Note(findings, key, "empty: nobody is allowed");
+}
+
+void InspectPassword(const Settings& settings, Findings* findings) {
+  const size_t length = settings.password.Length();
+  if (length > 0 && length < kShortPassword) {
+    Warn(findings, "password",
+         "{} characters: its unsalted digest is visible on the wire and can be "
+         "guessed offline; zemctl genpass makes one of 32",
+         length);
   }
+}
 
-  const Settings& settings_;
-  Findings* const findings_;
-};
+void InspectSwitches(const Settings& settings, Findings* findings) {
+  const auto shell = [findings](bool on, const char* key) {
+    if (on) Note(findings, key, "on: whoever knows the password may run programs");
+  };
+  shell(settings.external, "external");
+  shell(settings.shell_script, "shellscript");
+  shell(settings.execute_action, "executeaction");
+  if (settings.process && !settings.proc_cnt_script.IsEmpty()) {
+    Note(findings, "process",
+         "on: process names reach a shell, so whoever knows the password may run programs");
+  }
+  if (settings.allow_updates) {
+    Note(findings, "allowupdates", "on: the program can be replaced from updateaddr");
+  }
+}
+
+// A connection from this very host comes from the address the agent listens on.
+void InspectHost(const Settings& settings, Findings* findings) {
+  const OvString& host = settings.host;
+  if (host.IsEmpty() || !settings.allow_manage) return;
+  OvString error;
+  if (!MatchAddressText(host, settings.manage_addr, &error)) {
+    Warn(findings, "host",
+         "a local zemctl comes from this address, which manageaddr does not list");
+  }
+  if (settings.filter_active && settings.allow_list.Find(host.View()) == 0) {
+    Warn(findings, "host",
+         "a local zemctl comes from this address, which filterlist does not list");
+  }
+}
 
 }  // namespace
 
@@ -165,7 +139,12 @@ std::vector<std::string> AlsoAdmitted(std::string_view item) {
 }
 
 void InspectSettings(const Settings& settings, Findings* findings) {
-  SettingsInspector(settings, findings).Inspect();
+  InspectFilter(settings, findings);
+  InspectList("manageaddr", settings.allow_manage, settings.manage_addr, findings);
+  InspectList("updateaddr", settings.allow_updates, settings.update_addr, findings);
+  InspectPassword(settings, findings);
+  InspectSwitches(settings, findings);
+  InspectHost(settings, findings);
 }
 
 }  // namespace zem::client

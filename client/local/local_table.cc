@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <stdexcept>
 
+#include "commands/table.h"
 #include "local/local_command.h"
 
 namespace zem::client {
@@ -11,13 +12,13 @@ std::string ConfigPath(const Arguments& arguments) {
   return arguments.Text("file");
 }
 
-const std::vector<const LocalCommand*>& LocalCommandTable() {
-  static const std::vector<const LocalCommand*> kTable = {
-      &kConfigcheckCommand,
-      &kScripttestCommand,
-      &kGenpassCommand,
-      &kHostsCommand,
-  };
+const std::vector<const Command*>& AllCommands() {
+  static const std::vector<const Command*> kTable = [] {
+    std::vector<const Command*> table = CommandTable();
+    table.insert(table.end(),
+                 {&kConfigcheckCommand, &kScripttestCommand, &kGenpassCommand, &kHostsCommand});
+    return table;
+  }();
   return kTable;
 }
 

@@ -189,7 +189,7 @@ LocalResult Scripttest(const Arguments& arguments) {
 
 }  // namespace
 
-const LocalCommand kScripttestCommand = {
+const Command kScripttestCommand = {
     .name = "scripttest",
     .summary = "run the three administrator scripts as the agent would",
     .arguments = kArguments,

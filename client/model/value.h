@@ -81,6 +81,22 @@ class Value {
   Form form_ = Form::kPlain;
 };
 
+inline double Value::AsNumber() const {
+  if (const auto* whole = As<int64_t>()) return static_cast<double>(*whole);
+  if (const auto* fraction = As<double>()) return *fraction;
+  return 0;
+}
+
+inline const Value& Value::operator[](std::string_view name) const {
+  static const Value kNull;
+  if (const auto* record = As<Record>()) {
+    for (const auto& [key, value] : *record) {
+      if (key == name) return value;
+    }
+  }
+  return kNull;
+}
+
 inline Value TextList(const std::vector<std::string>& texts) {
   return List(texts.begin(), texts.end());
 }

@@ -4,6 +4,7 @@
 #ifndef ZEM_CLIENT_WIRE_FAILURE_H_
 #define ZEM_CLIENT_WIRE_FAILURE_H_
 
+#include <cstddef>
 #include <string>
 
 namespace zem::client {
@@ -32,7 +33,13 @@ struct Failure {
 };
 
 // The stable name of a kind in JSON.
-const char* FailureName(FailureKind kind);
+inline const char* FailureName(FailureKind kind) {
+  // In the order of the kinds.
+  static constexpr const char* kNames[] = {"none",    "resolve",  "refused",     "unreachable",
+                                           "timeout", "closed",   "short_reply", "unreadable",
+                                           "local",   "no_answer"};
+  return kNames[static_cast<size_t>(kind)];
+}
 
 }  // namespace zem::client
 

@@ -19,22 +19,6 @@ constexpr size_t kPiece = 256 * 1024;
 // The first four letters of another program's greeting are a length beyond this.
 constexpr size_t kNoLength = 512 * 1024 * 1024;
 
-enum class End { kComplete, kClosed, kTimeout };
-
-// Appends to `*bytes` until it holds `wanted` bytes.
-End ReadUpTo(Connection* connection, size_t wanted, const Deadline& deadline, std::string* bytes) {
-  while (bytes->size() < wanted) {
-    const std::optional<std::string> piece =
-        connection->Receive(std::min(wanted - bytes->size(), kPiece), deadline);
-    if (!piece) return End::kTimeout;
-    if (piece->empty()) return End::kClosed;
-    bytes->append(*piece);
-    // A peer that drips bytes must not keep this side busy past its time.
-    if (deadline.HasPassed() && bytes->size() < wanted) return End::kTimeout;
-  }
-  return End::kComplete;
-}
-
 Failure TimedOut(size_t got) {
   if (got == 0) {
     return {FailureKind::kTimeout, "connected, but no reply in time",
@@ -43,9 +27,27 @@ Failure TimedOut(size_t got) {
   return {FailureKind::kTimeout, fmt::format("the reply stopped after {} bytes", got), ""};
 }
 
-Failure Cut(size_t got, size_t wanted) {
-  return {FailureKind::kShortReply,
-          fmt::format("short reply: the connection closed after {} of {} bytes", got, wanted), ""};
+// Appends to `*bytes` until it holds `wanted` bytes.
+bool ReadUpTo(Connection* connection, size_t wanted, const Deadline& deadline, std::string* bytes,
+              Failure* failure) {
+  while (bytes->size() < wanted) {
+    const std::optional<std::string> piece =
+        connection->Receive(std::min(wanted - bytes->size(), kPiece), deadline);
+    if (piece && piece->empty()) {
+      *failure = {FailureKind::kShortReply,
+                  fmt::format("short reply: the connection closed after {} of {} bytes",
+                              bytes->size(), wanted),
+                  ""};
+      return false;
+    }
+    if (piece) bytes->append(*piece);
+    // A peer that drips bytes must not keep this side busy past its time.
+    if (!piece || (deadline.HasPassed() && bytes->size() < wanted)) {
+      *failure = TimedOut(bytes->size());
+      return false;
+    }
+  }
+  return true;
 }
 
 // A byte costs a block of the cipher, so a long reply takes seconds; false when the time ran out.
@@ -78,17 +80,11 @@ std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
                                      const Deadline& deadline, size_t* announced, Failure* failure,
                                      size_t largest) {
   std::string header;
-  switch (ReadUpTo(connection, kReplyHeaderBytes, deadline, &header)) {
-    case End::kTimeout:
-      *failure = TimedOut(header.size());
-      return std::nullopt;
-    case End::kClosed:
-      *failure = header.empty() ? Failure{FailureKind::kClosed,
-                                          "the connection was closed without a reply", ""}
-                                : Cut(header.size(), kReplyHeaderBytes);
-      return std::nullopt;
-    case End::kComplete:
-      break;
+  if (!ReadUpTo(connection, kReplyHeaderBytes, deadline, &header, failure)) {
+    if (header.empty() && failure->kind == FailureKind::kShortReply) {
+      *failure = {FailureKind::kClosed, "the connection was closed without a reply", ""};
+    }
+    return std::nullopt;
   }
   const size_t length = DecodeLength(header.data(), kReplyHeaderBytes);
   if (announced != nullptr) *announced = length;
@@ -103,16 +99,7 @@ std::optional<std::string> ReadReply(Connection* connection, SessionKey* key,
     return std::nullopt;
   }
   std::string bytes;
-  switch (ReadUpTo(connection, length, deadline, &bytes)) {
-    case End::kTimeout:
-      *failure = TimedOut(bytes.size());
-      return std::nullopt;
-    case End::kClosed:
-      *failure = Cut(bytes.size(), length);
-      return std::nullopt;
-    case End::kComplete:
-      break;
-  }
+  if (!ReadUpTo(connection, length, deadline, &bytes, failure)) return std::nullopt;
   std::string text;
   if (!DecipherInTime(key->Schedule(), bytes, deadline, &text)) {
     *failure = {FailureKind::kTimeout,
