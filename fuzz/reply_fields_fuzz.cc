@@ -11,7 +11,6 @@
 #include "commands/table.h"
 #include "fuzz.h"
 #include "model/printable.h"
-#include "output/json.h"
 #include "output/table.h"
 #include "plugin/check.h"
 

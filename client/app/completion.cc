@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "app/completion.h"
+#include "app/options.h"
 
 #include <algorithm>
 #include <exception>

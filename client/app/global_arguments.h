@@ -10,6 +10,7 @@
 
 namespace zem::client {
 
+// In the order of Output.
 inline constexpr std::string_view kForms[] = {"table", "json", "raw"};
 
 inline constexpr Argument kGlobalArguments[] = {

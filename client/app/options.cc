@@ -102,20 +102,10 @@ BoundArgument AddArgument(CLI::App* app, const Argument& argument) {
   }
   CLI::Option* option = app->add_option(argument.spelling, kNoConversion, argument.help);
   option->type_name(argument.metavar)->type_size(1);
-  switch (argument.kind) {
-    case kRequired:
-      option->required()->expected(1);
-      break;
-    case kMany:
-      option->required()->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args();
-      break;
-    case kAny:
-      option->expected(0, CLI::detail::expected_max_vector_size)->allow_extra_args();
-      break;
-    default:
-      option->expected(1);
-      break;
-  }
+  const bool many = argument.kind == kMany || argument.kind == kAny;
+  option->required(argument.kind == kRequired || argument.kind == kMany)
+      ->expected(argument.kind == kAny ? 0 : 1, many ? CLI::detail::expected_max_vector_size : 1)
+      ->allow_extra_args(many);
   return {&argument, option};
 }
 
@@ -266,13 +256,11 @@ void CheckOptions(const Texts& texts, bool wants_plugin, Options* options) {
   if (!texts.watch.empty())
     options->watch = static_cast<int>(WholeNumber("watch", texts.watch, 1, 604800));
   if (!texts.timeout.empty()) TakeTimeout(texts.timeout, options);
-  if (texts.output == "json") {
-    options->output = Output::kJson;
-  } else if (texts.output == "raw") {
-    options->output = Output::kRaw;
-  } else if (texts.output != "table") {
+  const auto* form = std::find(std::begin(kForms), std::end(kForms), texts.output);
+  if (form == std::end(kForms)) {
     throw std::invalid_argument("-o: \"" + texts.output + "\" is not table, json or raw");
   }
+  options->output = static_cast<Output>(form - std::begin(kForms));
   if (options->output != Output::kTable) options->plugin = wants_plugin;
   if (options->watch > 0 && (options->plugin || options->command->run != nullptr)) {
     throw std::invalid_argument("--watch is for what asks agents, and not for checks");

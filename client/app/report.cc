@@ -9,7 +9,6 @@
 #include <fmt/format.h>
 
 #include "model/printable.h"
-#include "output/json.h"
 #include "output/table.h"
 #include "output/units.h"
 
@@ -153,7 +152,7 @@ Value OutcomeValue(const Outcome& outcome, const Command& command) {
       {"error_kind", outcome.failure ? FailureName(outcome.failure.kind) : Value()},
       {"hint", Value::TextIfAny(outcome.hint)},
       {"result", done ? outcome.result : Value()},
-      {"lines", TextList(outcome.reply.lines)},
+      {"lines", List(outcome.reply.lines.begin(), outcome.reply.lines.end())},
   };
 }
 

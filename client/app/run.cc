@@ -10,13 +10,12 @@
 
 #include <fmt/format.h>
 
-#include "app/completion.h"
 #include "app/fleet.h"
 #include "app/options.h"
 #include "app/report.h"
 #include "app/targets.h"
 #include "model/printable.h"
-#include "output/json.h"
+#include "output/table.h"
 #include "output/units.h"
 
 namespace zem::client {

@@ -65,8 +65,9 @@ Value ParseProcs(const Answer& answer) {
   if (doubled) names.pop_back();
   // The agent's own process would be in it.
   if (names.empty()) throw NoAnswer("the list is empty", kProcessesHint);
-  return Record{
-      {"count", names.size()}, {"last_line_doubled", doubled}, {"processes", TextList(names)}};
+  return Record{{"count", names.size()},
+                {"last_line_doubled", doubled},
+                {"processes", List(names.begin(), names.end())}};
 }
 
 // --- cpu

@@ -39,7 +39,7 @@ Plan BuildRaw(const Arguments& arguments) {
 }
 
 Value ParseRaw(const Answer& answer) {
-  return Record{{"lines", TextList(answer.reply.lines)}};
+  return Record{{"lines", List(answer.reply.lines.begin(), answer.reply.lines.end())}};
 }
 
 std::string SummariseRaw(const Answer& answer, const Value& /*result*/) {

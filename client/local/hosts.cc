@@ -10,7 +10,7 @@
 #include "app/hosts_conf.h"
 #include "app/targets.h"
 #include "local/local_command.h"
-#include "output/json.h"
+#include "output/table.h"
 #include "wire/connection.h"
 
 namespace zem::client {

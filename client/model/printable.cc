@@ -41,13 +41,11 @@ bool IsControl(uint32_t code) {
 }
 
 void AppendVisible(std::string_view bytes, std::string* out) {
+  constexpr std::string_view kKnown = "\n\r\t";
   for (const char byte : bytes) {
-    if (byte == '\n') {
-      out->append("\\n");
-    } else if (byte == '\r') {
-      out->append("\\r");
-    } else if (byte == '\t') {
-      out->append("\\t");
+    const size_t known = kKnown.find(byte);
+    if (known != std::string_view::npos) {
+      out->append(1, '\\').append(1, "nrt"[known]);
     } else {
       fmt::format_to(std::back_inserter(*out), "\\x{:02x}", static_cast<uint8_t>(byte));
     }

@@ -97,10 +97,6 @@ inline const Value& Value::operator[](std::string_view name) const {
   return kNull;
 }
 
-inline Value TextList(const std::vector<std::string>& texts) {
-  return List(texts.begin(), texts.end());
-}
-
 }  // namespace zem::client
 
 #endif  // ZEM_CLIENT_MODEL_VALUE_H_

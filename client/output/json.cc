@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "output/json.h"
+#include "output/table.h"
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Results as text for people: aligned labels and values, lists as columns.
+// Results as text. For people: aligned labels and values, lists as columns. For programs: JSON.
 //
-// Everything shown has been made safe for a terminal.
+// Everything has been made safe for a terminal.
 // Threads: any; pure functions.
 
 #ifndef ZEM_CLIENT_OUTPUT_TABLE_H_
@@ -38,6 +38,10 @@ std::string Columned(std::vector<Row> rows, const Style& style, size_t room = SI
 
 // A command's whole result.
 std::string ReadableResult(const Value& result, const Style& style);
+
+// As JSON, indented. Bytes that are no valid UTF-8 become U+FFFD, and control characters and the
+// marks that reorder or hide text are escaped. No final line feed.
+std::string ToJson(const Value& value);
 
 }  // namespace zem::client
 

@@ -12,8 +12,6 @@ namespace zem::client {
 
 namespace {
 
-constexpr State kStates[] = {State::kOk, State::kWarning, State::kCritical, State::kUnknown};
-
 // In the order of the states.
 constexpr const char* kStateNames[] = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
 constexpr int kWeights[] = {0, 2, 3, 1};
@@ -75,10 +73,9 @@ State Worse(State a, State b) {
 }
 
 std::optional<State> ParseState(std::string_view text) {
-  for (const State state : kStates) {
-    if (EqualsIgnoringCase(text, StateName(state)) ||
-        text == std::to_string(static_cast<int>(state))) {
-      return state;
+  for (int number = 0; number < std::ssize(kStateNames); ++number) {
+    if (EqualsIgnoringCase(text, kStateNames[number]) || text == std::to_string(number)) {
+      return static_cast<State>(number);
     }
   }
   return std::nullopt;

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -41,6 +42,11 @@ Failure ConnectFailure(const Endpoint& endpoint, int error_number) {
       return {FailureKind::kUnreachable,
               "cannot connect to " + where + ": " + ErrorText(error_number), ""};
   }
+}
+
+bool Fail(Failure* failure, Failure why) {
+  *failure = std::move(why);
+  return false;
 }
 
 // Bytes that wait in the send queue, acknowledgements outstanding; -1 where that cannot be told.
@@ -79,31 +85,26 @@ bool Connection::BindSource(const Endpoint& endpoint, int family, Failure* failu
        Resolve(endpoint.source, 0, Deadline(Milliseconds(0)), &ignored)) {
     if (local.Family() != family) continue;
     if (bind(socket_.Get(), local.Get(), local.length) == 0) return true;
-    *failure = {FailureKind::kLocal,
-                "cannot send from " + endpoint.source + ": " + ErrorText(errno), ""};
-    return false;
+    return Fail(failure, {FailureKind::kLocal,
+                          "cannot send from " + endpoint.source + ": " + ErrorText(errno), ""});
   }
-  *failure = {FailureKind::kLocal, endpoint.source + " is no address to send from to this host",
-              ""};
-  return false;
+  return Fail(failure, {FailureKind::kLocal,
+                        endpoint.source + " is no address to send from to this host", ""});
 }
 
 bool Connection::OpenOne(const Endpoint& endpoint, const SocketAddress& address,
                          const Deadline& deadline, Failure* failure) {
   socket_.Reset(socket(address.Family(), SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!socket_.IsOpen()) {
-    *failure = {FailureKind::kLocal, "cannot make a socket: " + ErrorText(errno), ""};
-    return false;
+    return Fail(failure, {FailureKind::kLocal, "cannot make a socket: " + ErrorText(errno), ""});
   }
   if (!BindSource(endpoint, address.Family(), failure)) return false;
   if (connect(socket_.Get(), address.Get(), address.length) != 0) {
     if (errno != EINPROGRESS && errno != EINTR) {
-      *failure = ConnectFailure(endpoint, errno);
-      return false;
+      return Fail(failure, ConnectFailure(endpoint, errno));
     }
     if (!WaitFor(POLLOUT, deadline)) {
-      *failure = ConnectFailure(endpoint, ETIMEDOUT);
-      return false;
+      return Fail(failure, ConnectFailure(endpoint, ETIMEDOUT));
     }
     int error_number = 0;
     socklen_t length = sizeof(error_number);
@@ -111,8 +112,7 @@ bool Connection::OpenOne(const Endpoint& endpoint, const SocketAddress& address,
       error_number = errno;
     }
     if (error_number != 0) {
-      *failure = ConnectFailure(endpoint, error_number);
-      return false;
+      return Fail(failure, ConnectFailure(endpoint, error_number));
     }
   }
   const int on = 1;
@@ -140,11 +140,10 @@ bool Connection::Send(std::string_view bytes, const Deadline& deadline, Failure*
       bytes.remove_prefix(static_cast<size_t>(sent));
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
       if (WaitFor(POLLOUT, deadline)) continue;
-      *failure = {FailureKind::kTimeout, "the agent does not take the request", ""};
-      return false;
+      return Fail(failure, {FailureKind::kTimeout, "the agent does not take the request", ""});
     } else if (errno != EINTR) {
-      *failure = {FailureKind::kClosed, "the connection was closed: " + ErrorText(errno), ""};
-      return false;
+      return Fail(failure,
+                  {FailureKind::kClosed, "the connection was closed: " + ErrorText(errno), ""});
     }
   }
   return true;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // What a shell offers at each place of a command line.
-#include "app/completion.h"
+#include "app/options.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

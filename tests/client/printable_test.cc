@@ -6,7 +6,7 @@
 #include <string>
 
 #include "model/secret.h"
-#include "output/json.h"
+#include "output/table.h"
 #include "output/units.h"
 
 namespace zem::client {

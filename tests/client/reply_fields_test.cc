@@ -6,7 +6,6 @@
 #include <string>
 
 #include "client/client_run.h"
-#include "output/json.h"
 #include "output/table.h"
 #include "wire/reply_text.h"
 
