@@ -21,7 +21,7 @@ constexpr const char* kPath = "/zem.cfg";
 bool HasLongLine(std::string_view text) {
   while (text.size() > kLongestLine) {
     const size_t end = text.find('\n');
-    if (end == std::string_view::npos || end > kLongestLine) return true;
+    if (end > kLongestLine) return true;  // npos too
     text.remove_prefix(end + 1);
   }
   return false;

@@ -26,8 +26,8 @@ void ReadRequest(std::string_view text) {
     const OvString first = request.GetParam(name);
     FUZZ_CHECK(first.View() == Trimmed(first));
     FUZZ_CHECK(request.GetParamBool(name) == (first == "1"));
-    FUZZ_CHECK(!request.TryParamInt(name) ||
-               *request.TryParamInt(name) == request.GetParamInt(name));
+    const int number = request.GetParamInt(name);
+    FUZZ_CHECK(request.TryParamInt(name).value_or(number) == number);
     (void)request.GetParamFloat(name);
     (void)request.GetParamDateTime(name);
     (void)request.GetNumberLine(i);

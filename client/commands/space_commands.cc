@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 
@@ -47,11 +48,7 @@ std::optional<Range> UsedRange(const std::optional<Range>& free, double usable) 
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   Range used;
   used.inside = free->inside;
-  const auto mirror = [&](double end) {
-    const double bytes = std::max(usable - end * unit, 0.0);
-    // Beyond that every number is whole.
-    return bytes < 1e15 ? static_cast<double>(static_cast<int64_t>(bytes + 0.5)) : bytes;
-  };
+  const auto mirror = [&](double end) { return std::round(std::max(usable - end * unit, 0.0)); };
   used.low = free->high == kInfinity ? 0 : mirror(free->high);
   used.high = free->low == -kInfinity ? kInfinity : mirror(free->low);
   return used;
@@ -93,7 +90,7 @@ bool NamesFiles(const Arguments& arguments) {
 // A folder ends in "/": the agent takes the last name of what is no folder for a mask, so one that
 // is mistyped would hold nothing.
 std::string MeasuredPath(const Arguments& arguments) {
-  const std::string path = arguments.Text("path");
+  std::string path = arguments.Text("path");
   if (!arguments.Has("mask") && (NamesFiles(arguments) || path.ends_with('/'))) return path;
   return path + (path.ends_with('/') ? "" : "/") + arguments.Text("mask");
 }

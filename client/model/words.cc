@@ -69,7 +69,7 @@ double ByteUnit(std::string_view unit) {
   if (unit.empty() || unit == "B") return 1;
   const size_t power = kLetters.find(LowerAscii(unit[0]));
   const std::string_view rest = unit.substr(1);
-  if (power == std::string_view::npos || (rest != "" && rest != "B" && rest != "iB")) return 0;
+  if (power == std::string_view::npos || (!rest.empty() && rest != "B" && rest != "iB")) return 0;
   return static_cast<double>(uint64_t{1} << 10 * (power + 1));
 }
 
