@@ -12,7 +12,7 @@
 #include <fmt/format.h>
 
 #include "app/interrupt.h"
-#include "app/report.h"
+#include "app/outcome.h"
 #include "model/printable.h"
 #include "output/units.h"
 

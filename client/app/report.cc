@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "app/report.h"
+#include "app/outcome.h"
 
 #include <unistd.h>
 

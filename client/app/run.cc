@@ -12,7 +12,7 @@
 
 #include "app/fleet.h"
 #include "app/options.h"
-#include "app/report.h"
+#include "app/outcome.h"
 #include "app/targets.h"
 #include "model/printable.h"
 #include "output/table.h"

@@ -110,20 +110,8 @@ Value FlagOf(const Reply& reply, size_t number) {
   return line == "1";
 }
 
-Value BytesOf(const Reply& reply, size_t number) {
-  return Value::Bytes(NumberLine(reply, number));
-}
-
 Value MillisOf(const Reply& reply, size_t number) {
   return Value::Millis(static_cast<double>(IntLine(reply, number)));
-}
-
-Value MinutesOf(const Reply& reply, size_t number) {
-  return Value::Minutes(IntLine(reply, number));
-}
-
-Value PercentOf(const Reply& reply, size_t number) {
-  return Value::Percent(NumberLine(reply, number));
 }
 
 Value StampOf(const Reply& reply, size_t number) {

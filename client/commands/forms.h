@@ -56,11 +56,15 @@ using LineReader = Value (*)(const Reply& reply, size_t number);
 Value TextOf(const Reply& reply, size_t number);
 Value CountOf(const Reply& reply, size_t number);
 Value FlagOf(const Reply& reply, size_t number);
-Value BytesOf(const Reply& reply, size_t number);
 Value MillisOf(const Reply& reply, size_t number);
-Value MinutesOf(const Reply& reply, size_t number);
-Value PercentOf(const Reply& reply, size_t number);
 Value StampOf(const Reply& reply, size_t number);
+template <auto kForm, auto kLine>
+Value FormOf(const Reply& reply, size_t number) {
+  return kForm(kLine(reply, number));
+}
+inline constexpr LineReader BytesOf = FormOf<Value::Bytes, NumberLine>;
+inline constexpr LineReader MinutesOf = FormOf<Value::Minutes, IntLine>;
+inline constexpr LineReader PercentOf = FormOf<Value::Percent, NumberLine>;
 
 struct Field {
   const char* name;

@@ -137,15 +137,12 @@ std::string NumberValue(const SettingRow& row, std::string_view value) {
 }
 
 // Addresses between blanks or commas, one a line on the wire.
-std::string FilterValue(std::string_view value) {
+std::string FilterValue(std::string value) {
+  std::replace(value.begin(), value.end(), ',', ' ');
   std::string list;
-  while (!value.empty()) {
-    const size_t end = std::min(value.find_first_of(" ,"), value.size());
-    if (end > 0) {
-      if (!list.empty()) list += "\r\n";
-      list.append(value.substr(0, end));
-    }
-    value.remove_prefix(std::min(end + 1, value.size()));
+  std::string_view rest = value;
+  for (std::string_view each; TakePiece(&rest, " ", &each);) {
+    if (!each.empty()) list.append(list.empty() ? "" : "\r\n").append(each);
   }
   return std::string(EscapeLineBreaks(list).View());
 }
@@ -166,7 +163,7 @@ std::string WireValue(const SettingRow& row, std::string_view value) {
   if (std::holds_alternative<bool Settings::*>(row.member)) return FlagValue(row.wire_name, value);
   if (std::holds_alternative<int Settings::*>(row.member)) return NumberValue(row, value);
   CheckText(row, value);
-  return IsFilterList(row) ? FilterValue(value) : std::string(value);
+  return IsFilterList(row) ? FilterValue(std::string(value)) : std::string(value);
 }
 
 void WarnOf(const SettingRow& row, std::string_view value, Plan* plan) {

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "local/findings.h"
+#include "model/words.h"
 #include "protocol/address_filter.h"
 #include "text/ovstring.h"
 
@@ -55,14 +56,12 @@ void InspectFilter(const Settings& settings, Findings* findings) {
   }
   std::string_view rest = settings.filter_list;
   size_t items = 0;
-  while (!rest.empty()) {
-    const size_t end = std::min(rest.find("\r\n"), rest.size());
-    if (end == 0) break;  // a double blank: nothing behind it is read
-    InspectItem(settings, rest.substr(0, end), ++items, findings);
-    rest.remove_prefix(std::min(end + 2, rest.size()));
-  }
-  if (!rest.empty()) {
-    Warn(findings, "filterlist", "two blanks in a row end the list");
+  for (std::string_view item; TakePiece(&rest, "\r\n", &item);) {
+    if (item.empty()) {
+      Warn(findings, "filterlist", "two blanks in a row end the list");
+      break;  // nothing behind it is read
+    }
+    InspectItem(settings, item, ++items, findings);
   }
   if (items > settings.filter_marks.Length()) {
     Warn(findings, "filtermarks", "{} items but {} marks: the items behind are not admitted", items,

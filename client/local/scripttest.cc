@@ -112,29 +112,29 @@ class Tester {
     return "";
   }
 
+  // An answer that cannot be true.
+  static void Doubt(bool wrong, const char* why, Trial* trial) {
+    if (!trial->good || !wrong) return;
+    trial->good = false;
+    trial->verdict += why;
+  }
+
   void TryCount(const std::string& name, bool was_listed) {
     Trial& trial = Try("proccntscript", CheckProcess, name, "proc");
-    if (trial.good && was_listed && trial.result["count"].AsNumber() < 1) {
-      trial.good = false;
-      trial.verdict += ": not counted, although proclistscript lists it";
-    }
+    Doubt(was_listed && trial.result["count"].AsNumber() < 1,
+          ": not counted, although proclistscript lists it", &trial);
   }
 
   void TryAbsent() {
     Trial& trial = Try("proccntscript", CheckProcess, kAbsentName, "proc");
-    if (trial.good && trial.result["count"].AsNumber() != 0) {
-      trial.good = false;
-      trial.verdict += ": none runs; does the script count itself?";
-    }
+    Doubt(trial.result["count"].AsNumber() != 0, ": none runs; does the script count itself?",
+          &trial);
   }
 
   void TryCpu() {
     Trial& trial = Try("cpuusagescript", CheckCpu, "", "cpu");
     const double usage = trial.result["usage_percent"].AsNumber();
-    if (trial.good && (usage < 0 || usage > 100)) {
-      trial.good = false;
-      trial.verdict += ": not between 0 and 100";
-    }
+    Doubt(usage < 0 || usage > 100, ": not between 0 and 100", &trial);
   }
 
   const Settings& settings_;

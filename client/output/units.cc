@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 
 #include "model/printable.h"
-#include "plugin/range.h"
+#include "plugin/check.h"
 
 namespace zem::client {
 

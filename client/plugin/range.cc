@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "plugin/range.h"
+#include "plugin/check.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "plugin/range.h"
 
 #include <gtest/gtest.h>
 
