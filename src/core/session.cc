@@ -33,8 +33,8 @@ constexpr int64_t kLongestWaitMs = 15'000;
 // A peer has so long, or so many times the idle limit, to send the password, however it drips.
 constexpr int64_t kLeastGraceMs = 60'000;
 constexpr int64_t kGraceTimeouts = 4;
-// Without a thread for a connection: how many strangers are shut down, and how often each time it
-// is tried again, a millisecond apart.
+// Without a thread for a connection: how many strangers are shut down at most, and how often each
+// time it is tried again, a millisecond apart.
 constexpr int kMostShutDown = 50;
 constexpr int kTriesForThread = 20;
 
@@ -266,9 +266,12 @@ bool StartThread(Agent* agent, Session* session) {
   return false;
 }
 
-// A thread that was told to end has some way to go until another can be had in its place.
+// A thread that was told to end has some way to go until another can be had in its place, more than
+// usual on a busy machine: when there is nobody left to tell, those that were told are waited for.
 bool StartThreadOverStrangers(Agent* agent, Session* session) {
-  for (int i = 0; i < kMostShutDown && agent->unproven.ShutDownOldest(); ++i) {
+  if (agent->unproven.IsEmpty()) return false;
+  for (int i = 0; i < kMostShutDown; ++i) {
+    (void)agent->unproven.ShutDownOldest();
     for (int tries = 0; tries < kTriesForThread; ++tries) {
       PauseMilliseconds(1);
       if (StartThread(agent, session)) return true;

@@ -35,6 +35,11 @@ UnprovenSession* UnprovenSessions::OldestOpen() const {
   return session;
 }
 
+bool UnprovenSessions::IsEmpty() const {
+  MutexLock lock(&lock_);
+  return oldest_ == nullptr;
+}
+
 bool UnprovenSessions::CanMakeRoom() const {
   MutexLock lock(&lock_);
   return OldestOpen() != nullptr;

@@ -39,6 +39,7 @@ class UnprovenSessions {
   // Does nothing for one that is not in the list.
   void Remove(UnprovenSession* session);
 
+  bool IsEmpty() const;
   // True while there is one that could be shut down.
   bool CanMakeRoom() const;
   // Main thread. Shuts the oldest down, once; false when there is none left. May wait for some
