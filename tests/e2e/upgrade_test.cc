@@ -54,7 +54,7 @@ class Upgrade : public testing::Test {
 
   std::string Transfer(const std::string& program, const std::string& trailer) {
     const Connection connection(agent_->Port());
-    const std::string answer = Announce(connection, std::to_string(program.size()));
+    std::string answer = Announce(connection, std::to_string(program.size()));
     if (answer != "200\n") return answer;
     if (!connection.Send(program)) return "(program not sent)";
     Drain();
