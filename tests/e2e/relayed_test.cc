@@ -84,14 +84,16 @@ TEST(RelayedRequests, APortIsForgottenOnceNothingCanComeFromItAnyMore) {
   ASSERT_EQ(listen(listener.Fd(), 1), 0);
   const std::string probe = "TEST-TCP\n127.0.0.1\n" + listener.PortText() + "\n3000\nhello\n1\n";
   auto answer = std::async(std::launch::async, [&] { return agent.Ask(probe); });
-  const int probed = accept(listener.Fd(), nullptr, nullptr);
+  sockaddr_in probing = {};
+  socklen_t size = sizeof(probing);
+  const int probed = accept(listener.Fd(), reinterpret_cast<sockaddr*>(&probing), &size);
   char text[8];
   EXPECT_EQ(recv(probed, text, sizeof(text), 0), 5);
   close(probed);  // first and without a byte, so the agent's end is free as soon as it is closed
   EXPECT_EQ(answer.get().value_or("").substr(0, 4), "301\n");
 
   const auto ask = [&]() -> std::string {
-    const Connection manager(agent.Port(), "127.0.0.1", listener.Port());
+    const Connection manager(agent.Port(), "127.0.0.1", ntohs(probing.sin_port));
     (void)manager.Send(Packet("ReloadCfg\n\r"));
     return manager.ReceiveReply().value_or("");
   };

@@ -36,14 +36,16 @@ bool IsReadable(int fd, int milliseconds) {
 
 Connection::Connection(int port, const char* source, int source_port) {
   fd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  bool is_bound = true;
   if (source != nullptr) {
     const int on = 1;
     setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
     const sockaddr_in local = Address(source, source_port);
-    (void)bind(fd_, reinterpret_cast<const sockaddr*>(&local), sizeof(local));
+    is_bound = bind(fd_, reinterpret_cast<const sockaddr*>(&local), sizeof(local)) == 0;
   }
   const sockaddr_in address = Address("127.0.0.1", port);
-  if (connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+  if (!is_bound ||
+      connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
     close(fd_);
     fd_ = -1;
   }
