@@ -2,6 +2,7 @@
 // A peer in no list has the agent send requests to itself. They come from this host's address,
 // which the lists hold, and are no manager's all the same.
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
