@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <initializer_list>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -23,10 +24,15 @@ namespace {
 constexpr const char* kPasswordFile = "/password";
 constexpr const char* kPath = "hosts.conf";
 
-// The value of the first section of that host that has the key; a later line of a section wins.
-std::optional<std::string> FindSlowly(std::string_view list, const std::string& host,
-                                      std::string_view key) {
-  std::optional<std::string> found;
+struct Found {
+  std::string_view key;
+  std::string value;
+};
+
+// What the first section of that host that has one of these keys says; its last line counts.
+std::optional<Found> FindLine(std::string_view list, const std::string& host,
+                              std::initializer_list<std::string_view> keys) {
+  std::optional<Found> found;
   bool applies = false;
   while (!list.empty()) {
     const size_t end = std::min(list.find('\n'), list.size());
@@ -37,23 +43,29 @@ std::optional<std::string> FindSlowly(std::string_view list, const std::string& 
       if (found) return found;
       const std::string pattern(Trimmed(line.substr(1, line.size() - 2)));
       applies = fnmatch(pattern.c_str(), host.c_str(), 0) == 0;
-    } else if (applies && Trimmed(line.substr(0, line.find('='))) == key) {
-      found = Trimmed(line.substr(line.find('=') + 1));
+    } else if (const std::string_view key = Trimmed(line.substr(0, line.find('=')));
+               applies && std::find(keys.begin(), keys.end(), key) != keys.end()) {
+      found = {key, std::string(Trimmed(line.substr(line.find('=') + 1)))};
     }
   }
   return found;
 }
 
+std::optional<std::string> FindSlowly(std::string_view list, const std::string& host,
+                                      std::string_view key) {
+  const std::optional<Found> found = FindLine(list, host, {key});
+  return found ? std::optional(found->value) : std::nullopt;
+}
+
 void CheckPassword(const HostsConf& conf, std::string_view list, const std::string& host) {
-  const std::optional<std::string> expected = FindSlowly(list, host, "password");
-  const std::optional<std::string> file = FindSlowly(list, host, "password-file");
+  const std::optional<Found> expected = FindLine(list, host, {"password", "password-file"});
+  const bool is_file = expected && expected->key == "password-file";
   try {
     const std::optional<Secret> password = conf.Password(host);
-    FUZZ_CHECK(password.has_value() == (expected || file));
-    if (expected) FUZZ_CHECK(password->View() == *expected);
-    if (!expected && file == kPasswordFile) FUZZ_CHECK(password->View() == "from the file");
+    FUZZ_CHECK(password.has_value() == expected.has_value());
+    if (expected) FUZZ_CHECK(password->View() == (is_file ? "from the file" : expected->value));
   } catch (const std::runtime_error& error) {
-    FUZZ_CHECK(!expected && file && file != kPasswordFile && *error.what() != '\0');
+    FUZZ_CHECK(is_file && expected->value != kPasswordFile && *error.what() != '\0');
   }
 }
 

@@ -79,8 +79,10 @@ void HostsConf::Store(std::string_view key, std::string_view value, Section* sec
     section->source = value;
   } else if (key == "password") {
     section->password = Secret(value);
+    section->password_file.reset();
   } else if (key == "password-file") {
     section->password_file = value;
+    section->password.reset();
   } else {
     throw std::invalid_argument(fmt::format("unknown key \"{}\"", key));
   }
