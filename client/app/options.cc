@@ -87,8 +87,14 @@ void AddGlobalOptions(CLI::App* app, std::span<const char* const> words, bool al
     if (bool* const* flag = std::get_if<bool*>(&targets[i])) {
       app->add_flag(argument.spelling, **flag, argument.help);
     } else {
-      app->add_option(argument.spelling, *std::get<std::string*>(targets[i]), argument.help)
-          ->type_name(argument.metavar);
+      const auto take = [text = std::get<std::string*>(targets[i])](const CLI::results_t& values) {
+        *text = Unguarded(values).front();
+        return true;
+      };
+      app->add_option(argument.spelling, take, argument.help)
+          ->type_name(argument.metavar)
+          ->type_size(1)
+          ->expected(1);
     }
   }
   app->set_version_flag("-V,--version", "zemctl " ZEM_CLIENT_VERSION);

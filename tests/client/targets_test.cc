@@ -98,7 +98,8 @@ TEST_F(TargetsTest, FilesThatOthersHaveAHandInAreRefused) {
   }
   EXPECT_EQ(PasswordFor("--password-file " + Scratch("secret\r\n", 0400)), "secret");
   EXPECT_THROW((void)Targets("--password-file " + Scratch("\nsecret\n")), std::runtime_error);
-  EXPECT_THROW((void)Targets("--password-file /nonexistent"), std::runtime_error);
+  // Brackets mean something to the parser of the command line; a file may have them all the same.
+  EXPECT_NE(RunClient("--password-file [x] ping").err.find("cannot read [x]:"), std::string::npos);
 }
 
 TEST_F(TargetsTest, PasswordOnTheCommandLineIsRefusedWithAnExplanation) {
