@@ -5,10 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 
 #include "app/run.h"
+#include "temp_dir.h"
 
 namespace zem::test {
 
@@ -82,10 +82,9 @@ std::string Scratch(const std::string& text, unsigned mode) {
   static ScratchFiles files;
   std::string path = testing::TempDir() + "zem-client-XXXXXX";
   const int fd = mkstemp(path.data());
-  FILE* file = fdopen(fd, "w");
-  fwrite(text.data(), 1, text.size(), file);
+  WriteFile(path, text);
   fchmod(fd, static_cast<mode_t>(mode));
-  fclose(file);
+  close(fd);
   files.paths.push_back(path);
   return path;
 }

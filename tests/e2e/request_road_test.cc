@@ -40,9 +40,9 @@ TEST(RequestRoad, GetInfoTellsWhatTheAgentIs) {
       "ActiveConnections=1",
       "",  // opened: depends on how often the harness looked
       "FailedConnections=0",
-      "Available tests=TCP%0D%0AUDP%0D%0AUNC%0D%0AFolder Size%0D%0ACount Files%0D%0A"
-      "File Availability%0D%0AFile Integrity%0D%0AFile Compare%0D%0AText Log%0D%0AProcess%0D%0A"
-      "CPU Usage%0D%0AExternal%0D%0AShell Script%0D%0A",
+      ("Available tests=TCP%0D%0AUDP%0D%0AUNC%0D%0AFolder Size%0D%0ACount Files%0D%0A"
+       "File Availability%0D%0AFile Integrity%0D%0AFile Compare%0D%0AText Log%0D%0AProcess%0D%0A"
+       "CPU Usage%0D%0AExternal%0D%0AShell Script%0D%0A"),
       "Enabled tests=1011111111111",
       "Port=" + std::to_string(agent.Port()),
       "Timeout=7000",
