@@ -264,7 +264,7 @@ void AcceptLoop::AcceptOne() {
     return;
   }
   connection_log_.Accepted(peer.address);
-  StartSession(agent_, std::move(connection), peer);
+  if (!StartSession(agent_, std::move(connection), peer)) connection_log_.Unserved(peer.address);
 }
 
 void AcceptLoop::HandleAcceptError(int error_number) {

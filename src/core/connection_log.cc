@@ -29,6 +29,7 @@ void ConnectionLog::TellLeftOut() {
   const int64_t now = clock_();
   TellLeftOut(now, &accepted_);
   TellLeftOut(now, &rejected_);
+  TellLeftOut(now, &unserved_);
 }
 
 }  // namespace zem

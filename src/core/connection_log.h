@@ -25,6 +25,8 @@ class ConnectionLog {
 
   void Accepted(uint32_t peer) { Write("TCP connection accepted\n", peer, &accepted_); }
   void Rejected(uint32_t peer) { Write("TCP connection rejected\n", peer, &rejected_); }
+  // Admitted, but no thread was to be had for it.
+  void Unserved(uint32_t peer) { Write("Error: cannot start session thread\n", peer, &unserved_); }
 
   // To be called again and again, whether connections come or not.
   void TellLeftOut();
@@ -50,6 +52,7 @@ class ConnectionLog {
   const Clock clock_;
   Bucket accepted_ = {LogKind::kSuccess, "accepted"};
   Bucket rejected_ = {LogKind::kFailure, "rejected"};
+  Bucket unserved_ = {LogKind::kFailure, "unserved"};
 };
 
 }  // namespace zem

@@ -282,13 +282,13 @@ bool StartThreadOverStrangers(Agent* agent, Session* session) {
 
 }  // namespace
 
-void StartSession(Agent* agent, UniqueFd connection, const Endpoint& peer) {
+bool StartSession(Agent* agent, UniqueFd connection, const Endpoint& peer) {
   auto session = std::make_unique<Session>(agent, std::move(connection), peer);
   if (!StartThread(agent, session.get()) && !StartThreadOverStrangers(agent, session.get())) {
-    agent->log.WriteLog("Error: cannot start session thread\n", peer.address, LogKind::kFailure);
-    return;
+    return false;
   }
   (void)session.release();  // NOLINT(bugprone-unused-return-value): the thread owns it now
+  return true;
 }
 
 }  // namespace zem

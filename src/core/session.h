@@ -14,10 +14,9 @@
 namespace zem {
 
 // Starts the session's thread, which owns the connection from then on. When no thread is to be had,
-// sessions of strangers are shut down for it, which may take up to a second; when that does not
-// help either, the connection is closed and that is logged. Main thread; `agent` outlives every
-// session.
-void StartSession(Agent* agent, UniqueFd connection, const Endpoint& peer);
+// sessions of strangers are shut down for it, which may take up to a second; false when that does
+// not help either, and the connection is closed. Main thread; `agent` outlives every session.
+[[nodiscard]] bool StartSession(Agent* agent, UniqueFd connection, const Endpoint& peer);
 
 }  // namespace zem
 

@@ -181,6 +181,10 @@ TEST(HostileSystem, WithoutThreadsConnectionsAreClosedAndLogged) {
   EXPECT_TRUE(Eventually([&] {
     return Holds(agent.BadLog(), "]\t 127.0.0.1\t Error: cannot start session thread\n");
   }));
+  // Who wants to fill the disk has to come more often than the log takes.
+  for (int i = 0; i < 3000; ++i) (void)Connection(agent.Port());
+  EXPECT_TRUE(
+      Eventually([&] { return Holds(agent.BadLog(), " unserved connections left out\n"); }));
   EXPECT_FALSE(agent.HasExited());
 }
 
