@@ -87,7 +87,7 @@ class Session {
   UnprovenSession unproven_;
   PasswordProof proof_ = PasswordProof::kMissing;
   bool relayed_ = false;
-  int64_t last_data_seconds_ = 0;
+  int64_t last_data_ms_ = 0;
   bool request_seen_ = false;
   SessionKeyPtr session_key_;
   SessionRequests requests_;
@@ -96,7 +96,7 @@ class Session {
 
 void Session::Run() {
   agent_->control.SessionOpened();
-  last_data_seconds_ = MonotonicMilliseconds() / 1000;
+  last_data_ms_ = MonotonicMilliseconds();
   while (ReceiveOnce() == Next::kReceiveMore && !IsGraceOver()) {
   }
   Close();
@@ -124,7 +124,7 @@ Session::Next Session::Wait() {
 bool Session::IsIdleTooLong() const {
   const int64_t timeout = agent_->settings.Snapshot()->timeout;
   return timeout > 0 && !request_seen_ &&
-         last_data_seconds_ + timeout / 1000 < MonotonicMilliseconds() / 1000;
+         last_data_ms_ / 1000 + timeout / 1000 < MonotonicMilliseconds() / 1000;
 }
 
 int64_t Session::GraceEnd(int64_t timeout) const {
@@ -142,14 +142,14 @@ bool Session::IsGraceOver() const {
 int64_t Session::WaitMilliseconds() const {
   const int64_t timeout = agent_->settings.Snapshot()->timeout;
   if (timeout <= 0 || request_seen_) return kLongestWaitMs;
-  int64_t end = (last_data_seconds_ + timeout / 1000 + 1) * 1000;
+  int64_t end = (last_data_ms_ / 1000 + timeout / 1000 + 1) * 1000;
   if (proof_ != PasswordProof::kRight) end = std::min(end, GraceEnd(timeout));
   return std::clamp<int64_t>(end - MonotonicMilliseconds(), 0, kLongestWaitMs);
 }
 
 Session::Next Session::HandleBytes(std::string_view bytes) {
   if (upgrade_.IsActive()) return HandleUpgradeBytes(bytes);
-  last_data_seconds_ = MonotonicMilliseconds() / 1000;
+  last_data_ms_ = MonotonicMilliseconds();
   received_.Append(bytes);
   const SettingsPtr settings = agent_->settings.Snapshot();
   CheckPassword(*settings);
