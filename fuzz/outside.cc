@@ -104,7 +104,7 @@ int ResolveEndpoint(const OvString& host, int32_t, sockaddr_in*, OvString* error
 }
 
 // An output that begins with "(" stands for a peer that has hung up already.
-int ConnectTcp(UniqueFd* socket, const OvString&, int32_t, int32_t, OvString* error) {
+int ConnectTcp(UniqueFd* socket, const SocketExchange&, OvString* error) {
   error->Clear();
   if (Fails()) {
     *error = "Connection refused";

@@ -43,7 +43,7 @@ void SendTcpUdp(const AgentRequest& request, const RequestContext&, AgentReply* 
 int SendSocket::Open(const OvString& host, int32_t port, int32_t timeout_ms) {
   Close();
   if (kind_ == Kind::kDatagram) return OpenDatagram(host, port);
-  return ConnectTcp(&fd_, host, port, timeout_ms, &error_);
+  return ConnectTcp(&fd_, {.host = host, .port = port, .timeout = timeout_ms}, &error_);
 }
 
 int SendSocket::OpenDatagram(const OvString& host, int32_t port) {

@@ -104,18 +104,17 @@ int ResolveEndpoint(const OvString& host, int32_t port, sockaddr_in* endpoint, O
   return ResolveIPv4(host, &endpoint->sin_addr, error);
 }
 
-int ConnectTcp(UniqueFd* socket, const OvString& host, int32_t port, int32_t timeout_ms,
-               OvString* error) {
+int ConnectTcp(UniqueFd* socket, const SocketExchange& wanted, OvString* error) {
   socket->Reset();
   sockaddr_in endpoint;
-  const int resolved = ResolveEndpoint(host, port, &endpoint, error);
+  const int resolved = ResolveEndpoint(wanted.host, wanted.port, &endpoint, error);
   if (resolved != socket_code::kDone) return resolved;
   socket->Reset(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (!socket->IsOpen()) return Fail(error, errno, socket_code::kNoSocket);
-  if (timeout_ms != 0) {
+  if (wanted.timeout != 0) {
     int on = 1;
     if (ioctl(socket->Get(), FIONBIO, &on) == 0) {
-      return FinishConnect(socket->Get(), endpoint, timeout_ms, error);
+      return FinishConnect(socket->Get(), endpoint, wanted.timeout, error);
     }
     *error = kIoctlText;
     error->Append(SystemErrorText(errno));
@@ -130,7 +129,7 @@ int ConnectTcp(UniqueFd* socket, const OvString& host, int32_t port, int32_t tim
 int TcpExchange(const SocketExchange& wanted, OvString* error) {
   OwnConnection own;
   UniqueFd fd;
-  const int connected = ConnectTcp(&fd, wanted.host, wanted.port, wanted.timeout, error);
+  const int connected = ConnectTcp(&fd, wanted, error);
   if (connected != socket_code::kDone) return connected;
   if (!wanted.data.empty() &&
       (!own.Register(fd.Get()) ||

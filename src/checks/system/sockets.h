@@ -38,11 +38,6 @@ int ResolveIPv4(const OvString& host, in_addr* address, OvString* error);
 // The whole socket address; kDone or kNotResolved.
 int ResolveEndpoint(const OvString& host, int32_t port, sockaddr_in* endpoint, OvString* error);
 
-// kDone or what went wrong. The socket may be open after a failure as well. A time-out of 0 waits
-// as long as the system does; with any other the socket is non-blocking from then on.
-int ConnectTcp(UniqueFd* socket, const OvString& host, int32_t port, int32_t timeout_ms,
-               OvString* error);
-
 struct SocketExchange {
   OvString host = {};
   int32_t port = 0;
@@ -52,6 +47,11 @@ struct SocketExchange {
   std::string_view data = {};   // sent unless empty
   std::span<char> buffer = {};  // for one piece of an answer; without it none is waited for
 };
+
+// kDone or what went wrong. Host, port and time-out alone count. The socket may be open after a
+// failure as well. A time-out of 0 waits as long as the system does; with any other the socket is
+// non-blocking from then on.
+int ConnectTcp(UniqueFd* socket, const SocketExchange& wanted, OvString* error);
 
 // Bytes received, kDone when nothing was to be received, or what went wrong; kTimeout with an
 // empty text means that the peer closed without an answer.

@@ -27,7 +27,7 @@ TEST(ConnectTcp, TimesOutWhenNobodyAnswers) {
   for (int i = 0; i < 10 && code == 1; ++i) {
     waiting.emplace_back();
     const Stopwatch watch;
-    code = ConnectTcp(&waiting.back(), "127.0.0.1", full.Port(), 250, &error);
+    code = ConnectTcp(&waiting.back(), {"127.0.0.1", full.Port(), 250}, &error);
     seconds = watch.Seconds();
   }
   EXPECT_EQ(code, 0);
