@@ -6,7 +6,9 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "e2e/agent_process.h"
@@ -68,27 +70,37 @@ TEST(Lifecycle, AProgramThatCannotBeExecutedLeavesTheListenerClosed) {
   EXPECT_EQ(limit(), raised) << "the program it failed to become would have started with less";
 }
 
-// Whoever is being answered at that moment gets the whole reply first.
+// Whoever is being answered at that moment gets the whole reply first, before a restart as well.
 TEST(Lifecycle, WithoutAnyPortLeftItEndsWithStatusFour) {
   // More than hides in the buffers between the two, but for sanitizers, to which a text that grows
   // step by step is slow.
   constexpr size_t kLines = ZEM_SANITIZED ? 1000 : 400'000;
+  constexpr size_t kReply = 4 + (kLines + 1) * 14 + 1;  // the last line comes twice, as ever
   const TempDir dir;
   WriteFile(dir / "list", "#!/bin/sh\nyes abcdefgh | head -n " + std::to_string(kLines) + "\n");
   chmod((dir / "list").c_str(), 0755);
   const std::string config = "timeout=20000\nproclistscript=" + (dir / "list") + "\n";
   AgentProcess agent(Options{.config = config + "host=127.0.0.1\n"});
-  const Connection slow(agent.Port());
-  ASSERT_TRUE(slow.Send(Packet("GetProcessesList\n\r")));
+  const auto ask_slowly = [&] {
+    Connection slow(agent.Port());
+    EXPECT_TRUE(slow.Send(Packet("GetProcessesList\n\r")));
+    pollfd reply = {slow.Fd(), POLLIN, 0};
+    EXPECT_EQ(poll(&reply, 1, 60'000), 1);
+    return slow;
+  };
+  const Connection before = ask_slowly();
+  EXPECT_EQ(agent.Ask("ReloadApp\n"), "200\nOk\n");
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));  // it would be gone by then
+  EXPECT_EQ(before.ReceiveReply().value_or("").size(), kReply);
+  ASSERT_TRUE(Eventually([&] { return agent.Answers(); }));
+
+  const Connection slow = ask_slowly();
   agent.WriteConfig(config + "host=192.0.2.1\n");
   EXPECT_EQ(agent.Ask("ReloadCfg\n"), "200\nOk\n");
-  pollfd reply = {slow.Fd(), POLLIN, 0};
-  ASSERT_EQ(poll(&reply, 1, 60'000), 1);
   EXPECT_EQ(agent.Ask("SetSettings\nPort=" + std::to_string(FreePort()) + "\n"), "200\n");
   EXPECT_TRUE(Eventually(
       [&] { return Holds(agent.BadLog(), "Cannot open original port either. Terminating\n"); }));
-  // The last line comes twice, as ever.
-  EXPECT_EQ(slow.ReceiveReply().value_or("").size(), 4 + (kLines + 1) * 14 + 1);
+  EXPECT_EQ(slow.ReceiveReply().value_or("").size(), kReply);
   EXPECT_EQ(agent.WaitForExit(), 4);
 }
 

@@ -96,6 +96,7 @@ TEST_F(Upgrade, WhatIsRefusedLeavesTheOldAgentAlone) {
   EXPECT_EQ(Transfer(program, good), "300\nWrong CRC\n") << "the digest has to be enciphered";
   EXPECT_EQ(Transfer(program, Enciphered(good.substr(0, 15))), "300\nWrong CRC\n");
   EXPECT_EQ(Transfer(program, Enciphered(good + "x")), "300\nWrong CRC\n");
+  EXPECT_EQ(agent_->Ask("SetSettings\nTimeout=2000\n"), "200\n");
   {
     const Connection cut(agent_->Port());
     EXPECT_EQ(Announce(cut, "5000"), "200\n");
@@ -103,6 +104,7 @@ TEST_F(Upgrade, WhatIsRefusedLeavesTheOldAgentAlone) {
     const Connection second(agent_->Port());
     EXPECT_EQ(Announce(second, "5000"), "302\n") << "one at a time";
     EXPECT_TRUE(second.ClosesWithin(30'000));
+    EXPECT_FALSE(cut.ClosesWithin(3200)) << "the limit of silence ends with the request";
   }
   EXPECT_TRUE(Eventually([&] { return TempIsEmpty(); })) << "a dropped line frees the slot";
   // A planted link under the file's name is replaced, never written through.
