@@ -85,7 +85,7 @@ void AddGlobalOptions(CLI::App* app, std::span<const char* const> words, bool al
     const Argument& argument = kGlobalArguments[i];
     if (!all && !MayBeNamed(argument.spelling, words)) continue;
     if (bool* const* flag = std::get_if<bool*>(&targets[i])) {
-      app->add_flag(argument.spelling, **flag, argument.help);
+      app->add_flag(argument.spelling, **flag, argument.help)->disable_flag_override();
     } else {
       const auto take = [text = std::get<std::string*>(targets[i])](const CLI::results_t& values) {
         *text = Unguarded(values).front();
@@ -104,7 +104,8 @@ BoundArgument AddArgument(CLI::App* app, const Argument& argument) {
   // The values are taken from the option afterwards, so nothing is converted on the way.
   static const CLI::callback_t kNoConversion = [](const CLI::results_t&) { return true; };
   if (argument.kind == kFlag) {
-    return {&argument, app->add_flag(argument.spelling, argument.help)};
+    // "--invert=no" would count as given, and turn the verdict round.
+    return {&argument, app->add_flag(argument.spelling, argument.help)->disable_flag_override()};
   }
   CLI::Option* option = app->add_option(argument.spelling, kNoConversion, argument.help);
   option->type_name(argument.metavar)->type_size(1);
@@ -191,8 +192,20 @@ void RefuseEmptyGlobals(const CLI::App& app) {
   }
 }
 
+// What the parser says of a wrong number of values, in words for who typed them.
+std::string PlainText(const std::string& text) {
+  const std::string name = text.substr(0, text.find_first_of(": "));
+  if (text.ends_with(" missing")) return name + " needs a value";
+  if (text.ends_with(" flag override")) {
+    return (name.size() > 1 ? "--" : "-") + name + " takes no value";
+  }
+  if (text.find(": At Most 1 required") != text.npos) return name + " may be given once";
+  return text;
+}
+
 // The parser names what is missing as an option; a person thinks of it by its place.
 std::string MissingText(const std::vector<Bound>& all, const CLI::ParseError& error) {
+  if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr) return PlainText(error.what());
   for (const Bound& bound : all) {
     if (!bound.app->parsed()) continue;
     for (const auto& [argument, option] : bound.arguments) {
