@@ -144,7 +144,13 @@ int64_t NamedNumber(const Arguments& arguments, const char* name,
   for (size_t i = 0; i < names.size(); ++i) {
     if (EqualsIgnoringCase(text, names[i])) return static_cast<int64_t>(i);
   }
-  return arguments.Int(name, 0, 0, most);
+  const int64_t number = ParseWhole(text).value_or(-1);
+  if (number < 0 || number > most) {
+    throw std::invalid_argument(
+        fmt::format("{0}: \"{1}\" is no name of a {0} and no number from 0 to {2}{3}", name, text,
+                    most, DidYouMean(text, {names.begin(), names.end()})));
+  }
+  return number;
 }
 
 Plan BuildSyslog(const Arguments& arguments) {

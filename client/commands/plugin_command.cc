@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include <stdexcept>
+
 #include <fmt/format.h>
 
 #include "commands/sent_shell.h"
@@ -16,6 +18,7 @@ constexpr Argument kPluginArguments[] = {
 };
 
 Plan BuildPlugin(const Arguments& arguments) {
+  if (arguments.Text("words").empty()) throw std::invalid_argument("PLUGIN is empty");
   // "exec": a program, never a word that the shell itself understands.
   return SentShell("exec \"$@\"", arguments.All("words"), SecondsOf(arguments));
 }

@@ -109,6 +109,7 @@ TEST(RequestLinesTest, RefusesWhatTheWireWouldBend) {
       {"tcp h", {"0", "65536", "25 --limit 0", "25 --receive 8193"}},
       {"udp h 53", {"x --attempts 0", "x --limit 0.5"}},
       {"run", {"''", "--limit -1 x", "--limit 1 --no-wait x"}},
+      {"plugin", {"''", "'' -w 1"}},
       {"syslog h x", {"--severity 8", "--severity loud"}},
       {"send h 80", {"'a\\q' -e", "'a\\x1' -e"}},
       {"settings set",
