@@ -82,7 +82,13 @@ std::optional<Secret> CommonPassword(const Options& options, Sources* sources) {
   if (!options.password_file.empty()) {
     return ReadPasswordFile(options.password_file, Privacy::kOwnerOnly);
   }
-  if (sources->agent) return std::move(sources->agent->password);
+  if (sources->agent) {
+    // No agent starts without one.
+    if (sources->agent->password.View().empty()) {
+      throw std::runtime_error(options.agent_config + " names no password");
+    }
+    return std::move(sources->agent->password);
+  }
   if (std::optional<Secret> credentials = PasswordFromCredentials()) return credentials;
   return environment;
 }

@@ -179,6 +179,7 @@ TEST_F(TargetsTest, HostAndPort) {
     EXPECT_TRUE(targets.back().error.starts_with(std::string("\"") + bad + "\": ")) << bad;
   }
   EXPECT_THROW((void)Targets("--no-password -H a:0"), std::runtime_error);
+  EXPECT_THROW((void)Targets("--agent-config " + Scratch("port=2000\n")), std::runtime_error);
   EXPECT_THROW((void)Targets("--no-password -H a --hosts " + Scratch("#x\n")), std::runtime_error);
 }
 
