@@ -126,17 +126,18 @@ LocalResult Configcheck(const Arguments& arguments) {
     InspectFiles(settings, &findings);
   }
   LocalResult result;
+  const auto errors = count(Severity::kError);
   const auto warnings = count(Severity::kWarning);
   result.exit_code = !loads                                    ? kExitFails
                      : arguments.Has("strict") && warnings > 0 ? kExitWarnings
                                                                : kExitLoads;
   result.text = FindingsText(findings, path, Style::For(STDOUT_FILENO)) +
-                fmt::format("{}: {}; {} errors, {} warnings\n", Printable(path),
-                            loads ? "the agent loads it" : "the agent does not load it",
-                            count(Severity::kError), warnings);
+                fmt::format("{}: {}; {} error{}, {} warning{}\n", Printable(path),
+                            loads ? "the agent loads it" : "the agent does not load it", errors,
+                            errors == 1 ? "" : "s", warnings, warnings == 1 ? "" : "s");
   result.result = Record{{"file", path},
                          {"loads", loads},
-                         {"errors", count(Severity::kError)},
+                         {"errors", errors},
                          {"warnings", warnings},
                          {"findings", FindingsValue(findings)}};
   return result;
@@ -149,7 +150,7 @@ const Command kConfigcheckCommand = {
     .summary = "what is wrong or risky about an agent's configuration",
     .arguments = kArguments,
     .run = Configcheck,
-    .notes = "Exits with 0 when the agent would load the file, 2 when not.",
+    .notes = "Exits with 0 when the agent would load the file and could listen, 2 when not.",
 };
 
 }  // namespace zem::client

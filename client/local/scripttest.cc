@@ -174,7 +174,9 @@ LocalResult Scripttest(const Arguments& arguments) {
   OvString error;
   // The temporary directory that this exports is the one the scripts' results go to.
   if (!LoadSettings(&settings, &error)) {
-    throw std::runtime_error("the configuration does not load: " + std::string(Trimmed(error)));
+    // Its own texts are several lines, warnings among them.
+    throw std::runtime_error(fmt::format("{0} does not load: zemctl configcheck {0} tells why",
+                                         settings.config_path.View()));
   }
   const std::vector<Trial> trials = Tester(settings).RunAll(arguments.Text("name"));
   const bool good =
