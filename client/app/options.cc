@@ -141,6 +141,15 @@ std::string_view FirstWord(std::string_view name) {
   return name.substr(0, name.find(' '));
 }
 
+std::string FooterOf(const Command& command) {
+  std::string text = command.notes;
+  if (!text.empty()) text += '\n';
+  if (*command.switch_keys != '\0') {
+    text += fmt::format("The agent's configuration has to allow it: {}\n", command.switch_keys);
+  }
+  return text + "What all subcommands share: zemctl --help";
+}
+
 std::vector<Bound> AddSubcommands(CLI::App* root, std::span<const char* const> words, bool all) {
   std::vector<Bound> added;
   for (const Command* command : AllCommands()) {
@@ -152,9 +161,7 @@ std::vector<Bound> AddSubcommands(CLI::App* root, std::span<const char* const> w
     for (const Argument& argument : command->arguments) {
       bound.arguments.push_back(AddArgument(bound.app, argument));
     }
-    const std::string_view notes = command->notes;
-    bound.app->footer(std::string(notes) + (notes.empty() ? "" : "\n") +
-                      "What all subcommands share: zemctl --help");
+    bound.app->footer(FooterOf(*command));
   }
   return added;
 }

@@ -103,7 +103,8 @@ struct LocalResult {
 struct Command {
   const char* name;     // as typed; two words for a command of a group
   const char* summary;  // one line of help
-  // The configuration keys that have to be on, for the hint at a refusal; empty = none.
+  // The configuration keys that have to be on, for the help and the hint at a refusal; empty =
+  // none.
   const char* switch_keys = "";
   std::span<const Argument> arguments = {};
   // What the text of a check names: arguments in braces, "{host}:{port}".

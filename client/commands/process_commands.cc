@@ -99,7 +99,8 @@ constexpr Command kRows[] = {
         .check = Judge<"count", "count">,
         .notes =
             "Listed by the script named by proclistscript. When the last two names are the same,\n"
-            "one is dropped: the agent repeats the last line of output that ends in a line feed.",
+            "one is dropped: the agent repeats the last line of output that ends in a line feed.\n"
+            "As a check: -w and -c apply to the number of names.",
     },
     {
         .name = "cpu",
@@ -110,7 +111,9 @@ constexpr Command kRows[] = {
         .summarise = Says<"{usage_percent:.1f}% used">,
         .check = Judge<"cpu", "usage_percent", 100>,
         .range = PercentRange,
-        .notes = "Measured by the script named by cpuusagescript, which may take 8 seconds.",
+        .notes = "Measured by the script named by cpuusagescript, which may take 8 seconds. As a "
+                 "check:\n"
+                 "-w and -c apply to the per cent.",
     },
 };
 
