@@ -111,7 +111,7 @@ std::optional<Response> Exporter::AnswerProbe(const Request& request, Later* lat
     std::shared_ptr<const Config> config = Current();
     if (config->RuleFor(wanted.target) == nullptr) {
       metrics_.Rejected("target");
-      return Text(403, "targets of the configuration does not list " + wanted.target.Text());
+      return Text(403, "no rule of the configuration's targets lists " + wanted.target.Text());
     }
     for (const std::string& name : wanted.modules) {
       if (config->modules.contains(name)) continue;

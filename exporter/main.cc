@@ -40,10 +40,10 @@ constexpr const char* kUsage =
 
 enum OptionCode : int { kConfig = 1, kListen, kWorkers, kQueue, kConnections, kCheck, kVersion };
 
-int64_t NumberOf(const char* text, int64_t least, int64_t most) {
+int64_t NumberOf(const char* option, const char* text, int64_t least, int64_t most) {
   const std::optional<int64_t> number = client::ParseWhole(text);
   if (!number || *number < least || *number > most) {
-    throw std::invalid_argument(fmt::format("\"{}\" is not from {} to {}", text, least, most));
+    throw std::invalid_argument(fmt::format("{}: \"{}\" is no number from {} to {}", option, text, least, most));
   }
   return *number;
 }
@@ -68,13 +68,13 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
         options->listen = optarg;
         break;
       case kWorkers:
-        options->workers = static_cast<size_t>(NumberOf(optarg, 2, 1024));
+        options->workers = static_cast<size_t>(NumberOf("--workers", optarg, 2, 1024));
         break;
       case kQueue:
-        options->queue = static_cast<size_t>(NumberOf(optarg, 1, 100'000));
+        options->queue = static_cast<size_t>(NumberOf("--queue", optarg, 1, 100'000));
         break;
       case kConnections:
-        options->http.connections = static_cast<unsigned>(NumberOf(optarg, 4, 100'000));
+        options->http.connections = static_cast<unsigned>(NumberOf("--connections", optarg, 4, 100'000));
         break;
       case kCheck:
         options->check_only = true;
