@@ -43,7 +43,8 @@ enum OptionCode : int { kConfig = 1, kListen, kWorkers, kQueue, kConnections, kC
 int64_t NumberOf(const char* option, const char* text, int64_t least, int64_t most) {
   const std::optional<int64_t> number = client::ParseWhole(text);
   if (!number || *number < least || *number > most) {
-    throw std::invalid_argument(fmt::format("{}: \"{}\" is no number from {} to {}", option, text, least, most));
+    throw std::invalid_argument(
+        fmt::format("{}: \"{}\" is no number from {} to {}", option, text, least, most));
   }
   return *number;
 }
@@ -74,7 +75,8 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
         options->queue = static_cast<size_t>(NumberOf("--queue", optarg, 1, 100'000));
         break;
       case kConnections:
-        options->http.connections = static_cast<unsigned>(NumberOf("--connections", optarg, 4, 100'000));
+        options->http.connections =
+            static_cast<unsigned>(NumberOf("--connections", optarg, 4, 100'000));
         break;
       case kCheck:
         options->check_only = true;
