@@ -210,7 +210,7 @@ constexpr Command kRows[] = {
         .range = BytesRange,
         .notes =
             "As a check: -w and -c apply to the size (units K, M, G, T). Symbolic links do not\n"
-            "count.",
+            "count, and neither do sub-folders that the agent's user may not read.",
     },
     {
         .name = "count",
@@ -228,7 +228,7 @@ constexpr Command kRows[] = {
             "its\n"
             "user may write and whose names begin with no dot; the packaged agent's user may write "
             "few\n"
-            "of the system's. du -r enters all.",
+            "of the system's. du -r enters all that it may read.",
     },
 };
 
