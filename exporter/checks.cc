@@ -2,7 +2,6 @@
 #include "checks.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstring>
 #include <span>

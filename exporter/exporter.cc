@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "exporter.h"
 
-#include <algorithm>
 #include <map>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 

@@ -13,7 +13,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "config.h"
 #include "http_server.h"

@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "targets.h"
 #include "text/system_error.h"

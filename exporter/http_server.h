@@ -17,8 +17,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "core/unique_fd.h"
 #include "probe_request.h"

@@ -8,7 +8,6 @@
 #include <malloc.h>
 #endif
 
-#include <cerrno>
 #include <cstdio>
 #include <ctime>
 #include <optional>

@@ -2,7 +2,6 @@
 #include "resolver.h"
 
 #include <netdb.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include "core/unique_fd.h"

@@ -10,7 +10,6 @@
 
 #include <yaml-cpp/yaml.h>
 
-#include <cstdint>
 #include <functional>
 #include <stdexcept>
 #include <string>

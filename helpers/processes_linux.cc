@@ -7,8 +7,6 @@
 #include <cerrno>
 #include <charconv>
 #include <cinttypes>
-#include <cstdio>
-#include <cstdlib>
 #include <string_view>
 
 #include "helpers/processes.h"

@@ -11,7 +11,6 @@
 #include "app/options.h"
 #include "app/outcome.h"
 #include "app/targets.h"
-#include "output/table.h"
 #include "output/terminal.h"
 
 namespace zem::client {

@@ -14,6 +14,7 @@
 #include "app/interrupt.h"
 #include "app/outcome.h"
 #include "model/printable.h"
+#include "output/table.h"
 #include "output/units.h"
 
 namespace zem::client {

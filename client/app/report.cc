@@ -10,7 +10,6 @@
 
 #include "model/printable.h"
 #include "output/table.h"
-#include "output/units.h"
 
 namespace zem::client {
 

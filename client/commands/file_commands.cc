@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include <limits>
 
 #include <fmt/format.h>
 

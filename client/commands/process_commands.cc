@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include <algorithm>
-
-#include <fmt/format.h>
-
 #include "commands/forms.h"
 #include "commands/table.h"
 #include "model/words.h"

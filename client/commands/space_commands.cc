@@ -9,7 +9,6 @@
 #include "commands/forms.h"
 #include "commands/table.h"
 #include "text/path.h"
-#include "wire/request_text.h"
 
 namespace zem::client {
 

@@ -3,7 +3,6 @@
 
 #include "commands/table.h"
 #include "model/local_file.h"
-#include "output/units.h"
 #include "wire/exchange.h"
 #include "wire/request_text.h"
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <algorithm>
 #include <map>
-#include <optional>
 #include <utility>
 #include <variant>
 

@@ -6,8 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <stdexcept>
-#include <string>
-#include <vector>
+#include <string_view>
 
 namespace zem::client {
 

@@ -8,7 +8,6 @@
 #define ZEM_CLIENT_OUTPUT_TABLE_H_
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <vector>
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "plugin/check.h"
 
-#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "wire/connection.h"
 
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -11,9 +10,7 @@
 #include <linux/sockios.h>
 #endif
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <thread>
 #include <utility>
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-#include <algorithm>
 #include <thread>
 
 #include "protocol/digest.h"

@@ -9,7 +9,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <string_view>
 
 #include "core/agent.h"
 #include "core/connection_log.h"

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <utility>
 
 #include "core/config_file.h"

@@ -9,7 +9,6 @@
 #define ZEM_CORE_ENVIRONMENT_H_
 
 #include <optional>
-#include <string_view>
 
 #include "text/ovstring.h"
 

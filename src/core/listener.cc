@@ -8,8 +8,6 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <utility>
-
 #include "core/own_connections.h"
 
 namespace zem {

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+#include "core/monotonic_clock.h"
+
 namespace zem {
 
 namespace {

@@ -13,7 +13,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "core/monotonic_clock.h"
 #include "core/mutex.h"
 
 namespace zem {

@@ -3,7 +3,6 @@
 
 #include <strings.h>
 
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

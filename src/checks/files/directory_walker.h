@@ -15,7 +15,6 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
-#include <cstddef>
 #include <cstdint>
 
 #include "checks/files/name_mask.h"

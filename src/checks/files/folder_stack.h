@@ -17,7 +17,6 @@
 #include <sys/types.h>
 
 #include <cstddef>
-#include <utility>
 #include <vector>
 
 #include "core/unique_fd.h"
