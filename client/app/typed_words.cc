@@ -148,6 +148,9 @@ std::string UnknownWordText(const CLI::App& root) {
   const std::vector<const CLI::App*> apps = NamedApps(root);
   if (is_option(word)) {
     word = word.substr(0, word.find('='));
+    if (apps.back()->get_option_no_throw(word) != nullptr) {
+      return fmt::format("\"{}\" belongs behind \"{}\"", word, apps.back()->get_name());
+    }
     return fmt::format("there is no option \"{}\"{}", word, DidYouMean(word, LongOptions(apps)));
   }
   if (word[0] == kGuard) word.erase(0, 1);

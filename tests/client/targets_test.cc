@@ -214,6 +214,7 @@ TEST(OptionsTest, UsageErrorsHaveTheirExitCodesAndNameTheWord) {
       {"may be given once", {"-H a ping -H b", "hash /x --alg md5 --alg md5"}},
       {"\"--warning\"?", {"disk --warnin 5 /", "--war 5 ping"}},
       {"\"disk\"?", {"dsik /"}},
+      {"belongs behind", {"--show-password settings get", "-r du /"}},
       {"PLUGIN", {"plugin"}},
       {"wrong way round",
        {"--plugin disk / -w 10% -c 20%", "--plugin cpu -w 90 -c 80",
