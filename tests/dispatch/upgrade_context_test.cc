@@ -23,7 +23,8 @@ constexpr std::string_view kKey = "session-key-0123";
 constexpr std::string_view kNoProgramFlag = "Cannot set exec flag new module";
 constexpr std::string_view kNoScript = "Binary code transferred. Cannot create script file";
 
-bool disk_fails = false;
+// Some disks tell that they are full only at the close.
+enum class Disk { kFine, kFailsAtSync, kFailsAtClose } disk = Disk::kFine;
 
 class UpgradeTransfer : public testing::Test {
  protected:
@@ -174,9 +175,11 @@ TEST_F(UpgradeTransfer, RefusesArgumentsThatAShellWouldTakeApart) {
 }
 
 TEST_F(UpgradeTransfer, ADiskThatFailsIsAWriteError) {
-  disk_fails = true;
-  ExpectFailure("Write error");
-  disk_fails = false;
+  for (const Disk failing : {Disk::kFailsAtSync, Disk::kFailsAtClose}) {
+    disk = failing;
+    ExpectFailure("Write error");
+  }
+  disk = Disk::kFine;
   rlimit limit;
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
   const rlimit small = {.rlim_cur = 100, .rlim_max = limit.rlim_max};
@@ -190,7 +193,8 @@ TEST_F(UpgradeTransfer, ADiskThatFailsIsAWriteError) {
 }  // namespace zem
 
 // In place of the system's.
-extern "C" int fsync(int) {
+extern "C" int fsync(int fd) {
+  if (zem::disk == zem::Disk::kFailsAtClose) close(fd);
   errno = EIO;
-  return zem::disk_fails ? -1 : 0;
+  return zem::disk == zem::Disk::kFailsAtSync ? -1 : 0;
 }

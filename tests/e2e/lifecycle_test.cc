@@ -38,10 +38,17 @@ TEST(Lifecycle, ReloadAppExecutesTheProgramInPlace) {
     AgentProcess agent(Options{.switches = {mode, "-v"}});
     ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0; }));
     const pid_t before = agent.Pid();
+    // Not from a shell: some empty the mask themselves.
+    const std::string blocked =
+        "TEST-ShellScript\npython3 -c \"import signal as s; print(s.pthread_sigmask(s.SIG_BLOCK, "
+        "[]))\"\n\n\n20\n0\n";
+    const std::string before_it = agent.Ask(blocked).value_or("");
+    EXPECT_EQ(before_it.substr(0, 4), "200\n");
     agent.WriteConfig("comment=second life\n");
     EXPECT_EQ(agent.Ask("ReloadApp\n"), "200\nOk\n");
     ASSERT_TRUE(Eventually([&] { return CommentOf(agent) == "second life"; }));
     EXPECT_TRUE(Holds(agent.VerboseLog(), "Reload request received. Executing..\n"));
+    EXPECT_EQ(agent.Ask(blocked), before_it) << "its programs are told of hang-ups as ever";
     ASSERT_TRUE(Eventually([&] { return agent.Pid() > 0; }));
     if (std::string(mode) == "-i") {
       EXPECT_EQ(agent.Pid(), before);
