@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include <stdexcept>
+
 #include <fmt/format.h>
 
 #include "commands/ready_check.h"
@@ -64,15 +66,18 @@ Thresholds CheckThresholds(const Arguments& arguments, const std::string& warnin
 
 Plan BuildCheck(const Arguments& arguments) {
   const std::string name = arguments.Text("name");
+  const ReadyCheck check = LoadCheck(FolderOf(arguments), name);
   std::vector<std::string> words = {"@kept@"};
-  Plan plan;
   std::string key = name;
   for (const std::string& word : arguments.All("words")) {
+    // "load 5 10" would be judged by the check's own thresholds, and look like a check by these.
+    if (check.title.starts_with(name + ':')) {
+      throw std::invalid_argument(fmt::format("{} takes no \"{}\": see --list", name, word));
+    }
     words.push_back(word);
     key += ' ' + ShellWord(word);
   }
-  plan =
-      SentShell(LoadCheck(FolderOf(arguments), name).text, words, SecondsOf(arguments, kSeconds));
+  Plan plan = SentShell(check.text, words, SecondsOf(arguments, kSeconds));
   plan.kept_in = arguments.Text("state", KeptFolder());
   plan.kept_as = std::string(EscapeLineBreaks(key).View());
   return plan;

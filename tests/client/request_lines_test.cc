@@ -110,6 +110,7 @@ TEST(RequestLinesTest, RefusesWhatTheWireWouldBend) {
       {"udp h 53", {"x --attempts 0", "x --limit 0.5"}},
       {"run", {"''", "--limit -1 x", "--limit 1 --no-wait x"}},
       {"plugin", {"''", "'' -w 1"}},
+      {"check --from " ZEM_CHECKS_SOURCE, {"load 5 10"}},
       {"syslog h x", {"--severity 8", "--severity loud"}},
       {"send h 80", {"'a\\q' -e", "'a\\x1' -e"}},
       {"settings set",
