@@ -275,6 +275,9 @@ void CheckOptions(const Texts& texts, bool wants_plugin, Options* options) {
   if (!texts.hosts.empty() && options->hosts.empty()) {
     throw std::invalid_argument(fmt::format("-H: \"{}\" names no host", texts.hosts));
   }
+  if (options->hosts_file == "-" && options->password_file == "-") {
+    throw std::invalid_argument("--hosts and --password-file cannot both be standard input");
+  }
   if (!texts.port.empty())
     options->port = static_cast<int>(WholeNumber("port", texts.port, 1, 65535));
   if (!texts.parallel.empty())

@@ -141,7 +141,8 @@ std::vector<HostName> HostNames(const Options& options, const Sources& sources) 
       names.push_back({std::string(line), fmt::format("{} line {}, ", options.hosts_file, number)});
     }
     if (names.size() == options.hosts.size()) {
-      throw std::runtime_error(options.hosts_file + " names no host");
+      throw std::runtime_error((options.hosts_file == "-" ? "standard input" : options.hosts_file) +
+                               " names no host");
     }
   }
   if (names.empty()) {

@@ -206,6 +206,7 @@ TEST(OptionsTest, UsageErrorsHaveTheirExitCodesAndNameTheWord) {
       {"-t", {"-t 0 ping", "-t 0.0001 ping", "-t 5:BAD ping", "-t x ping"}},
       {"port", {"-p 0 ping", "-p 65536 ping"}},
       {"names no host", {"-H , ping"}},
+      {"standard input", {"--hosts - --password-file - ping"}},
       {"is empty",
        {"-H '' ping", "-p '' ping", "disk -- ''", "hash /x --expect ''", "count /x ''",
         "udp h 53 ''"}},
