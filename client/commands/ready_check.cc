@@ -113,7 +113,9 @@ ReadyCheck LoadCheck(const std::string& folder, const std::string& name) {
 
 std::vector<std::string> CheckNames(const std::string& folder) {
   const DirPtr directory(opendir(folder.c_str()));
-  if (directory == nullptr) throw std::invalid_argument("there are no checks in " + folder);
+  if (directory == nullptr) {
+    throw std::invalid_argument("there are no checks in " + folder + " (--from DIR takes others)");
+  }
   std::vector<std::string> names;
   while (const dirent* entry = readdir(directory.get())) {
     const std::string name = entry->d_name;
