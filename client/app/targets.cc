@@ -210,7 +210,8 @@ Target MakeTarget(const HostName& name, const Options& options, Sources* sources
 
 std::optional<Secret> TakeEnvironmentPassword() {
   char* value = getenv("ZEM_PASSWORD");
-  if (value == nullptr) return std::nullopt;
+  // An empty one is mostly a variable of a script that was not set.
+  if (value == nullptr || *value == '\0') return std::nullopt;
   Secret password{std::string_view(value)};
   // The bytes themselves go too: others may read a process's first environment.
   explicit_bzero(value, strlen(value));

@@ -68,6 +68,8 @@ TEST_F(TargetsTest, PasswordSourcesComeInTheirOrder) {
   setenv("HOME", home_.Path().c_str(), 1);
   Write(".config/zem/hosts.conf", "[*]\npassword = from conf\n");
   EXPECT_EQ(PasswordFor(""), "from conf");
+  setenv("ZEM_PASSWORD", "", 1);
+  EXPECT_EQ(PasswordFor(""), "from conf");
   setenv("ZEM_PASSWORD", "from environment", 1);
   EXPECT_EQ(PasswordFor(""), "from environment");
   EXPECT_EQ(getenv("ZEM_PASSWORD"), nullptr);  // no child inherits it
