@@ -97,7 +97,7 @@ void AddGlobalOptions(CLI::App* app, std::span<const char* const> words, bool al
           ->expected(1);
     }
   }
-  app->set_version_flag("-V,--version", "zemctl " ZEM_CLIENT_VERSION);
+  app->set_version_flag("-V,--version", app->get_name() + " " ZEM_CLIENT_VERSION);
 }
 
 BoundArgument AddArgument(CLI::App* app, const Argument& argument) {
