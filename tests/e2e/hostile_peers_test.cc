@@ -63,7 +63,14 @@ TEST(HostilePeers, SilentOnesAreDroppedAndDelayNobody) {
   AgentProcess agent(Options{.config = "timeout=4000\n"});
   const Footprint before(agent);
   std::vector<Connection> silent;
-  for (int i = 0; i < 500; ++i) silent.emplace_back(agent.Port());
+  // Every other one has the password, and falls silent in the middle of a large request.
+  const std::string large = Packet("GetInfo\n" + std::string(60'000, 'x') + "\r");
+  for (int i = 0; i < 500; ++i) {
+    const Connection& peer = silent.emplace_back(agent.Port());
+    if (i % 2 == 0) {
+      EXPECT_TRUE(peer.Send(std::string_view(large).substr(0, 60'000)));
+    }
+  }
   const auto begin = Clock::now();
   for (int i = 0; i < 10; ++i) EXPECT_TRUE(agent.Answers());
   EXPECT_LT(Clock::now() - begin, ZEM_SANITIZED ? 20s : 3s);

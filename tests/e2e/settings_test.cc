@@ -47,7 +47,7 @@ TEST(Settings, AreLiveAtOnceAndStandInTheFile) {
                       "port=1\n"  // wire names are case-sensitive
                       "no equals sign\n"
                       "Unknown=1\n"
-                      "UNC=0\nFolder Size=yes\nTCP/UDP send=1\n"
+                      "UNC=0\nFolder Size=10\nTCP/UDP send=1\n"
                       "OkLogFile=first.log\nOkLogFile=second.log\n"
                       "IPFilterAddr=10.0.0.1%0D%0A10.0.0.2\n"
                       "Timeout=5000\n"
