@@ -3,9 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstdlib>
 
 #include "app/run.h"
 #include "temp_dir.h"
@@ -45,14 +42,6 @@ int Call(std::vector<std::string> words, const Callee& callee) {
   return callee(static_cast<int>(pointers.size()), pointers.data());
 }
 
-// Removes the scratch files when the test program ends.
-struct ScratchFiles {
-  ~ScratchFiles() {
-    for (const std::string& path : paths) unlink(path.c_str());
-  }
-  std::vector<std::string> paths;
-};
-
 }  // namespace
 
 client::Options Parse(const std::string& line, int* exit_code, std::string* printed) {
@@ -79,13 +68,11 @@ ClientRun RunWords(const std::vector<std::string>& words) {
 }
 
 std::string Scratch(const std::string& text, unsigned mode) {
-  static ScratchFiles files;
-  std::string path = testing::TempDir() + "zem-client-XXXXXX";
-  const int fd = mkstemp(path.data());
+  static const TempDir folder;
+  static int count = 0;
+  std::string path = folder / std::to_string(count++);
   WriteFile(path, text);
-  fchmod(fd, static_cast<mode_t>(mode));
-  close(fd);
-  files.paths.push_back(path);
+  chmod(path.c_str(), static_cast<mode_t>(mode));
   return path;
 }
 

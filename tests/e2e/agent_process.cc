@@ -71,8 +71,13 @@ int ExitStatus(int wait_status) {
 // while an agent restarts, its port could become the near end of somebody's connection, or of the
 // very one that looks whether the agent is back. Each test process has a stretch of its own below.
 int FreePort() {
+#if defined(__FreeBSD__)  // where it picks from 10,000 on
+  constexpr int kFirst = 2'000;
+  constexpr int kCount = 8'000;
+#else
   constexpr int kFirst = 10'000;
   constexpr int kCount = 22'000;
+#endif
   constexpr int kStretch = 61;
   static std::atomic<int> next{0};
   for (;;) {

@@ -70,7 +70,8 @@ bool FolderStack::Enter(FollowLink follow) {
   Level level;
   level.stream.reset(fdopendir(folder.Get()));
   if (level.stream == nullptr) {
-    ran_short_ = true;  // of memory
+    // FreeBSD asks for the file system first, and fails for a folder that was removed meanwhile.
+    if (IsShortage(errno)) ran_short_ = true;
     return false;
   }
   (void)folder.Release();  // the stream's now
