@@ -102,7 +102,9 @@ TEST_F(ReadyChecks, EachJudgesTellsAndKnowsWhenItCannot) {
        "put proc/net/dev a b ' lo: 1 0 0 0 0 0 0 0 1' 'eth0:100 0 0 0 0 0 0 0 9'; put "
        "after/proc/net/dev "
        "a b ' lo: 9 0 0 0 0 0 0 0 9' 'eth0:1124 0 0 0 0 0 0 0 9'",
-       "'eth0_in'=2048B;", "", "-w 2047", "-c 1K", "rm proc/net/dev", "does not exist"},
+       "'eth0_in'=2048B;", "", "-w 2047", "-c 1K",
+       "rm after/proc/net/dev; put proc/net/dev a b ' lo:1 0'",
+       "no interface besides the loopback"},
       {"uptime", "put proc/uptime '3661.50 7000.00'", "1 h 1 min | 'uptime'=3661s;", "",
        "-w 2h:", "-c 2h:", "rm proc/uptime", "does not exist"},
       {"zombies",

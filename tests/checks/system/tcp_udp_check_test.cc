@@ -102,10 +102,8 @@ TEST(TcpCheck, TakesOnlyTheFirstPieceOfAFlood) {
 TEST(TcpCheck, ReportsFailures) {
   const std::string closed = Bound(SOCK_STREAM).PortText();
   int ms = 0;
-#ifdef __linux__
   const std::string refused = "301\n"s + SystemErrorText(EINPROGRESS).CStr() + "\n-6\n";
   EXPECT_EQ(Tcp(closed, "1000", "x", "5", &ms), refused);
-#endif
   EXPECT_EQ(Tcp(closed, "-1", "x", "5", &ms), "301\nInvalid argument\n-6\n");
   const char* lost = "301\nCannot resolve server name to IP address\n-2\n";
   EXPECT_EQ(Answer(CheckTcp, {}, "two words\n80\n0\n\n0\n"), lost);
@@ -126,7 +124,8 @@ TEST(TcpCheck, CountsPortsModulo65536) {
 TEST(UdpCheck, TellsWhatTheServerDid) {
   const auto echo = [](const std::string& text) { return text; };
   const auto nothing = [](const std::string&) { return ""s; };
-  const auto flood = [](const std::string&) { return std::string(60000, 'f'); };
+  // FreeBSD sends no datagram above 9,216 bytes unasked.
+  const auto flood = [](const std::string&) { return std::string(9000, 'f'); };
   const struct {
     const char* name;
     std::function<std::string(const std::string&)> server;
