@@ -84,23 +84,24 @@ const Command kCommands[] = {
     {"GetEventLogSources\n", {}, "", kNotHere},
 };
 
-enum class Peer { kListed, kUnlisted, kRelayed };
+enum class Peer { kListed, kManager, kUpdater, kUnlisted, kRelayed };
+// In that order; the first and the last one stand in both lists.
+constexpr const char* kAddresses[] = {"10.0.0.1", "10.0.0.2", "10.0.0.3", "10.0.0.4", "10.0.0.1"};
 
 std::string Reply(const Settings& settings, const char* request, Peer peer = Peer::kListed) {
   Agent agent(settings);
   UpgradeContext upgrade(&agent.control);
   SessionRequests requests;
   AgentReply reply;
-  const RequestContext context = {
-      .settings = settings,
-      .peer = inet_addr(peer == Peer::kUnlisted ? "10.0.0.2" : "10.0.0.1"),
-      .relayed = peer == Peer::kRelayed,
-      .session_key = MakeSessionKey("key"),
-      .store = &agent.settings,
-      .log = &agent.log,
-      .control = &agent.control,
-      .requests = &requests,
-      .upgrade = &upgrade};
+  const RequestContext context = {.settings = settings,
+                                  .peer = inet_addr(kAddresses[static_cast<size_t>(peer)]),
+                                  .relayed = peer == Peer::kRelayed,
+                                  .session_key = MakeSessionKey("key"),
+                                  .store = &agent.settings,
+                                  .log = &agent.log,
+                                  .control = &agent.control,
+                                  .requests = &requests,
+                                  .upgrade = &upgrade};
   reply.StartReply({}, context.session_key);
   EXPECT_TRUE(DispatchRequest(std::string(request) + "\r", context, &reply));
   return (requests.terminate ? "ends " : "") + std::string(requests.restart ? "restarts " : "") +
@@ -109,7 +110,8 @@ std::string Reply(const Settings& settings, const char* request, Peer peer = Pee
 
 Settings WithSwitches(const Keys& keys) {
   Settings settings;
-  settings.manage_addr = settings.update_addr = "10.0.0.1";
+  settings.manage_addr = "10.0.0.1,10.0.0.2";
+  settings.update_addr = "10.0.0.1,10.0.0.3";
   for (const std::string& key : keys) {
     settings.*std::get<bool Settings::*>(FindSettingByKey(key)->member) = true;
   }
@@ -131,12 +133,17 @@ TEST(Gates, EachSwitchAdmitsItsOwnCommands) {
   }
 }
 
-// Whatever is switched on: by its address, or because the agent itself opened the connection.
+// Whatever is switched on: by its address, or because the agent itself opened the connection. Who
+// may manage may not replace the program, nor the other way round.
 TEST(Gates, AStrangerManagesNothing) {
   const Settings settings = WithSwitches(kSwitches);
-  for (const Peer peer : {Peer::kListed, Peer::kUnlisted, Peer::kRelayed}) {
+  for (const Peer peer :
+       {Peer::kListed, Peer::kManager, Peer::kUpdater, Peer::kUnlisted, Peer::kRelayed}) {
     for (const Command& c : kCommands) {
-      const bool refused = c.refusal == kRefused && peer != Peer::kListed;
+      const bool updates = c.admitted_by == Keys{"allowupdates"};
+      const bool listed =
+          peer == Peer::kListed || peer == (updates ? Peer::kUpdater : Peer::kManager);
+      const bool refused = c.refusal == kRefused && !listed;
       EXPECT_EQ(Reply(settings, c.request, peer).starts_with(kRefused), refused) << c.request;
     }
   }

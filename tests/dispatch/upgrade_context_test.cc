@@ -155,6 +155,23 @@ TEST_F(UpgradeTransfer, RefusesPathsThatAShellWouldTakeApart) {
   ExpectFailure(kNoScript);
 }
 
+// A peer that does not pause has its digest arrive together with the last bytes of the program.
+TEST_F(UpgradeTransfer, TakesTheDigestBehindTheProgramOfTheSameReceive) {
+  const std::string program(200, 'p');
+  RunningMd5 md5;
+  md5.Update(program);
+  OvString end(program.substr(100));
+  end.Append(EncipherText(md5.Finish(), kKey));
+  UpgradeContext upgrade(&control_);
+  OvString error;
+  ASSERT_TRUE(upgrade.ClaimUpgrade(MakeSessionKey(kKey)));
+  upgrade.ExpectProgram(200, program_path_);
+  EXPECT_TRUE(upgrade.ReceiveUpgrade({}, &error));
+  EXPECT_TRUE(upgrade.ReceiveUpgrade(program.substr(0, 100), &error));
+  EXPECT_TRUE(upgrade.ReceiveUpgrade(end, &error)) << error.CStr();
+  EXPECT_EQ(ReadFile(dir_ / "zem__.upd"), program);
+}
+
 // The new program is started with them by the same script.
 TEST_F(UpgradeTransfer, RefusesArgumentsThatAShellWouldTakeApart) {
   const auto capture = [](std::string config) {
