@@ -29,8 +29,8 @@ bool IsPassingAcceptError(int error_number);
 // Async-signal-safe.
 bool IsOwnFault(const siginfo_t& info);
 
-// Has all threads allocate from one heap: those that glibc gives threads of their own never return
-// their last pages. Called by main before any other thread.
+// Has all threads allocate from one heap: those that threads have of their own return their last
+// pages late or never. Called by main before any other thread.
 void UseOneHeap();
 
 // Gives memory that the allocator keeps for later back to the system. Any thread; takes about a
