@@ -5,8 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "model/words.h"
 #include "model/printable.h"
+#include "model/words.h"
 #include "output/units.h"
 
 namespace zem::client {
@@ -160,7 +160,7 @@ std::string RowText(const Row& row, const std::vector<size_t>& widths, const Sty
                     size_t room) {
   constexpr size_t kGap = 2;
   constexpr size_t kLeastRoom = 32;  // for what may be folded
-  size_t ahead = 0;  // of the last one
+  size_t ahead = 0;                  // of the last one
   for (size_t i = 0; i + 1 < widths.size(); ++i) ahead += widths[i] + kGap;
   std::string text;
   size_t at = 0;

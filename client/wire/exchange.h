@@ -72,7 +72,8 @@ inline constexpr size_t kProgramTooLarge = 0xA00000;
 using Progress = std::function<void(size_t sent, size_t total)>;
 
 // An accepted request, the program's bytes in the clear, its digest under the session key, all on
-// one connection. The exchange's reply is the last one: the verdict on the program, or the refusal to take it.
+// one connection. The exchange's reply is the last one: the verdict on the program, or the refusal
+// to take it.
 Exchange TransferUpgrade(const Question& question, std::string_view program,
                          const Progress& progress);
 

@@ -9,8 +9,8 @@
 #include <cerrno>
 
 // The C library's allocator reads this before main. One heap, and nothing that ended threads have
-// kept; what is free is unmapped, a second later or, if it was large, at once: the system would only
-// mark the pages, and they would count as the agent's until memory is short.
+// kept; what is free is unmapped, a second later or, if it was large, at once: the system would
+// only mark the pages, and they would count as the agent's until memory is short.
 extern const char* malloc_conf;
 const char* malloc_conf =
     "narenas:1,tcache:false,retain:false,dirty_decay_ms:1000,muzzy_decay_ms:0,"

@@ -173,7 +173,8 @@ TEST(FleetTest, OneDeadHostDoesNotHoldTheOthers) {
   const std::string good = "localhost:" + std::to_string(agent.Port());
   const std::string dead = "127.0.0.1:" + std::to_string(silent.Port());
   const Clock::time_point start = Clock::now();
-  const ClientRun run = AskFake(agent, "-t 1 -H " + dead + "," + good + "," + dead + "," + dead + " cpu");
+  const ClientRun run =
+      AskFake(agent, "-t 1 -H " + dead + "," + good + "," + dead + "," + dead + " cpu");
   EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(2800));
   EXPECT_EQ(run.exit_code, 3);
   EXPECT_EQ(run.out.substr(0, 4), "HOST");
